@@ -1,0 +1,64 @@
+// The conversion entry: one session in, one project out, the words on the way.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/console.h"
+
+struct ConvertOptions {
+    std::string sessionPath;
+    std::string outputPath;
+    std::string audioDir = "Audio Files";
+    bool audioDirGiven = false;
+    std::string programPath;
+    std::string vstIniPath;
+    std::vector<std::string> paramFiles;
+    std::string wantParamsPath;
+    double tempoOverride = 0;
+    bool keepAltTakes = true;
+    bool listOnly = false;
+    bool noStretch = false;
+    bool recoverDeleted = false;
+    bool checkOnly = false;
+    bool keepFadeClips = false;
+    bool noFades = false;
+    bool noClick = false;
+    bool writeReport = false;
+    bool dumpCache = false;
+    bool dumpCc = false;
+    bool noSidechain = false;
+    bool placeholders = true;
+    bool overwrite = false;
+    bool preferVst3 = true;
+    bool keepPluginMidi = false;
+    bool aaxSlots = true;
+    bool skipMissingFx = false;
+    bool kontaktState = true;
+    bool preferClap = false;
+    bool tempoRamps = false;
+    bool keepFrozen = false;
+    bool keepInaudibleMidi = false;
+    bool truncateMidiToClip = false;
+    bool noTrackColors = false;
+    bool noClipColors = false;
+    bool noStandIns = false;
+    bool noAra = false;
+    bool skipHiddenTracks = false;
+    bool skipInactiveTracks = false;
+    std::string usageJsonPath;
+    bool usageShared = false;
+    int bypassedFxMode = 0;
+    int commentsMode = 1;
+    int ptTheme = 0;
+};
+
+struct ConvertResult {
+    std::string consoleText;
+    std::string reportText;
+    std::string reportPath;
+};
+
+// Returns 0 when the project was written (or the check or list finished), 1 when
+// the run was refused or failed; the reason has gone through say().
+int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress);
