@@ -34,6 +34,16 @@ BlockIndex buildBlockIndex(const ImageView& image);
 std::vector<uint64_t> scanBlocks(const ImageView& image, const BlockIndex& index,
                                  uint16_t contentType, uint64_t from, uint64_t to);
 
+// The image with its block index, built once per run: what every reader is given.
+struct SessionImage {
+    ImageView view;
+    BlockIndex index;
+
+    std::vector<uint64_t> scan(uint16_t contentType) const;  // the whole image
+    std::vector<uint64_t> scan(uint16_t contentType, uint64_t from, uint64_t to) const;
+};
+SessionImage makeSessionImage(const ImageView& view);
+
 enum class DamageVerdict { none, incomplete, damaged };
 
 struct ImageCheck {
