@@ -1,3 +1,139 @@
 #include "cli/entry.h"
 
-int runEntry(const std::vector<std::string>&) { return 0; }
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "cli/console.h"
+#include "cli/options.h"
+#include "driver/convert.h"
+#include "driver/output_path.h"
+
+namespace {
+
+const char* kVersion = "1.0.1";
+const char* kBuild = "287";
+
+void closingPause(int pauseAtEnd) {
+    if (!pauseAtEnd) return;
+    say("\n  Press Enter to close.\n");
+    std::fflush(stdout);
+    std::getchar();
+}
+
+std::string readWholeFile(const std::string& path, bool& found) {
+    std::ifstream in(path, std::ios::binary);
+    found = static_cast<bool>(in);
+    if (!found) return std::string();
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+// Runs one conversion the way an embedding caller would and tells what came back.
+int runSelfCheck(const ConvertOptions& options) {
+    ConvertOptions copy = options;
+    copy.writeReport = true;
+    ConvertResult result;
+    int code = convert(copy, &result, nullptr);
+    bool found = false;
+    std::string onDisk = result.reportPath.empty() ? std::string() : readWholeFile(result.reportPath, found);
+    say("  API SELFTEST: rc=%d report_text=%d ondisk=%d %s\n", code, static_cast<int>(result.reportText.size()),
+        static_cast<int>(onDisk.size()), found && onDisk == result.reportText ? "IDENTICAL" : "DIFFER");
+    say("  API SELFTEST: console_text=%d bytes\n", static_cast<int>(result.consoleText.size()));
+    return code;
+}
+
+// The second pass of --convert-twice: same options, output beside the first.
+int convertSecondPass(const ConvertOptions& options, ptxgui::Progress* progress) {
+    if (options.outputPath.empty()) {
+        say("  --convert-twice needs -o: both passes would write the same file.\n");
+        return 1;
+    }
+    ConvertOptions second = options;
+    second.overwrite = true;
+    second.outputPath = secondPassPath(options.outputPath);
+    return convert(second, nullptr, progress);
+}
+
+void writeProgressTail(int code) {
+    if (code == 0) {
+        std::fputs("progress 6/6 done\n", stderr);
+        std::fflush(stderr);
+    }
+    if (!problemKind().empty()) {
+        std::string line = formatText("problem kind=%s %s\n", problemKind().c_str(), problemDetail().c_str());
+        std::fputs(line.c_str(), stderr);
+        std::fflush(stderr);
+    }
+    if (!summaryLine().empty()) {
+        std::string line = summaryLine() + "\n";
+        std::fputs(line.c_str(), stderr);
+        std::fflush(stderr);
+    }
+}
+
+}  // namespace
+
+int runEntry(const std::vector<std::string>& args) {
+    static StdoutSink stdoutSink;
+    setConsoleSink(&stdoutSink);
+
+    CommandLine line = parseArguments(args);
+    switch (line.job) {
+        case EntryJob::version:
+            std::printf("trellum %s (build %s)\n", kVersion, kBuild);
+            std::fflush(stdout);
+            return 0;
+        case EntryJob::help:
+            sayText(helpText());
+            std::fflush(stdout);
+            return 0;
+        case EntryJob::unknownOption:
+            say("\n  Unknown option: %s\n\n  Nothing was converted. Run  trellum --help  for the options\n"
+                "  this version understands.\n",
+                line.unknownArgument.c_str());
+            closingPause(line.pauseAtEnd);
+            std::fflush(stdout);
+            return 2;
+        case EntryJob::learn:
+            say("\n  --learn: learning a plug-in from a chain file is not built into this version yet.\n"
+                "  Nothing was learned.\n");
+            closingPause(line.pauseAtEnd);
+            std::fflush(stdout);
+            return 1;
+        case EntryJob::convert:
+            break;
+    }
+
+    ConvertOptions& options = line.options;
+    options.sessionPath = resolveSessionPath(line.positional);
+    if (!options.audioDirGiven && !options.sessionPath.empty()) {
+        options.audioDir = folderOf(options.sessionPath) + "/Audio Files";
+    }
+    if (options.sessionPath.empty()) {
+        say("trellum: drag a .ptx file onto this program.\n");
+        closingPause(line.pauseAtEnd);
+        std::fflush(stdout);
+        return 1;
+    }
+    if (std::getenv("PTX_API_SELFTEST")) {
+        int code = runSelfCheck(options);
+        std::fflush(stdout);
+        return code;
+    }
+
+    StderrProgress stderrProgress;
+    ptxgui::Progress* progress = line.progressWanted ? &stderrProgress : nullptr;
+    int code = convert(options, nullptr, progress);
+    std::fflush(stdout);
+    if (line.progressWanted) writeProgressTail(code);
+    if (code == 0 && line.convertTwice) {
+        code = convertSecondPass(options, progress);
+        std::fflush(stdout);
+    }
+    closingPause(line.pauseAtEnd);
+    std::fflush(stdout);
+    return code;
+}

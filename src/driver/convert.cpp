@@ -1,3 +1,197 @@
 #include "driver/convert.h"
 
-int convert(const ConvertOptions&, ConvertResult*, ptxgui::Progress*) { return 1; }
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "cli/console.h"
+#include "driver/output_path.h"
+#include "driver/refusals.h"
+#include "driver/run_state.h"
+#include "driver/stages.h"
+
+namespace {
+
+// The console capture of one run; the text goes to the result at the end.
+struct CaptureScope {
+    std::string text;
+    CaptureScope() { setConsoleCapture(&text); }
+    ~CaptureScope() { setConsoleCapture(nullptr); }
+    CaptureScope(const CaptureScope&) = delete;
+    CaptureScope& operator=(const CaptureScope&) = delete;
+};
+
+std::string mediaFolderOf(const ConvertOptions& options) {
+    std::string folder = options.audioDir;
+    if (!options.audioDirGiven && !options.sessionPath.empty()) {
+        size_t cut = options.sessionPath.find_last_of("/\\");
+        folder = (cut == std::string::npos ? std::string(".") : options.sessionPath.substr(0, cut)) + "/Audio Files";
+    }
+    while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
+    return folder;
+}
+
+std::string parentOf(const std::string& folder) {
+    size_t cut = folder.find_last_of("/\\");
+    if (cut == std::string::npos) return ".";
+    if (cut == 0) return folder.substr(0, 1);
+    return folder.substr(0, cut);
+}
+
+int loadWithRetries(SessionFile& session, const std::string& path) {
+    int code = loadSession(session, path, 48000);
+    if (code == -3) {
+        session.allowUnknownVersion = true;
+        code = loadSession(session, path, 48000);
+    }
+    if (code == 0 && session.sessionRate > 0 && session.sessionRate != 48000) {
+        code = loadSession(session, path, session.sessionRate);
+    }
+    return code;
+}
+
+bool fileOpens(const std::string& path, long long& size) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return false;
+    size = 0;
+    if (std::fseek(file, 0, SEEK_END) == 0) size = std::ftell(file);
+    std::fclose(file);
+    return true;
+}
+
+// Refuses what cannot be converted; true when the run may go on.
+bool acceptSession(RunState& state, int loadCode) {
+    const std::string& path = state.options.sessionPath;
+    const bool withProgress = state.progress != nullptr;
+    long long size = 0;
+    if (!fileOpens(path, size)) {
+        refuseMissingFile(path, withProgress);
+        return false;
+    }
+    if (isOlderSession(path)) {
+        refuseOlderFormat(path, withProgress);
+        return false;
+    }
+    if (loadCode == 0) return true;
+    const int64_t rate = state.session.sessionRate;
+    if (rate > 0 && (rate < 44100 || rate > 192000)) {
+        refuseRate(path, rate, withProgress);
+    } else if (size == 0) {
+        refuseEmptyFile(path, withProgress);
+    } else {
+        refuseUnreadable(path, loadCode, withProgress);
+    }
+    return false;
+}
+
+// Writes the project under a temporary name and moves it into place whole, so
+// that no half-written project is ever left under the final name.
+bool writeProjectFile(RunState& state, const OutputChoice& choice) {
+    if (choice.nullDevice) {
+        std::FILE* file = std::fopen(choice.path.c_str(), "wb");
+        if (!file) return false;
+        writeStage(state, file);
+        std::fclose(file);
+        return true;
+    }
+    const std::string temporary = choice.path + ".partial";
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    if (!file) return false;
+    writeStage(state, file);
+    bool written = std::ferror(file) == 0;
+    written = std::fclose(file) == 0 && written;
+    std::error_code error;
+    if (written) std::filesystem::rename(temporary, choice.path, error);
+    if (!written || error) {
+        std::filesystem::remove(temporary, error);
+        return false;
+    }
+    return true;
+}
+
+int runStages(RunState& state) {
+    const ConvertOptions& options = state.options;
+    if (options.sessionPath.empty()) {
+        refuseNoSession();
+        return 1;
+    }
+
+    stepProgress(0, "reading");
+    int loadCode = loadWithRetries(state.session, options.sessionPath);
+    if (!acceptSession(state, loadCode)) return 1;
+
+    readStage(state);
+    if (options.listOnly) {
+        listStage(state);
+        return 0;
+    }
+    readMixStage(state);
+
+    stepProgress(1, "clips");
+    clipStage(state);
+    stepProgress(2, "tracks");
+    trackStage(state);
+
+    stepProgress(3, "writing");
+    OutputChoice choice = chooseOutputPath(options);
+    if (choice.path.empty()) {
+        say("\nCould not write %s\n", choice.wanted.c_str());
+        return 1;
+    }
+    if (choice.renamed) {
+        say("\n  %s already exists - writing %s instead\n  (--overwrite to replace it)\n", choice.wanted.c_str(),
+            choice.path.c_str());
+    }
+    if (!writeProjectFile(state, choice)) {
+        say("\nCould not write %s\n", choice.path.c_str());
+        return 1;
+    }
+    notesStage(state);
+    if (options.checkOnly) {
+        say("  Not written (%s).\n", "--check");
+    } else {
+        say("  Wrote: %s\n", choice.path.c_str());
+    }
+
+    stepProgress(4, "media");
+    mediaStage(state);
+    if (state.composeReport) {
+        stepProgress(5, "report");
+        reportStage(state);
+    }
+    wantedParamsStage(state);
+    if (options.checkOnly) {
+        say("\n  --check: nothing was written. The lines above are what a real\n"
+            "      conversion of this session would produce.\n");
+    }
+    return 0;
+}
+
+}  // namespace
+
+int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress) {
+    clearProblem();
+    setSummaryLine(std::string());
+    setProgress(progress);
+    if (result) *result = ConvertResult();
+    CaptureScope capture;
+
+    // Every table of the run lives here and goes when the run ends.
+    auto state = std::make_unique<RunState>();
+    state->options = options;
+    state->progress = progress;
+    state->options.audioDir = mediaFolderOf(options);
+    state->sessionFolder = parentOf(state->options.audioDir);
+    state->composeReport = result != nullptr || options.writeReport || progress != nullptr;
+
+    int code = runStages(*state);
+
+    if (result) {
+        result->consoleText = capture.text;
+        result->reportText = state->reportText;
+        result->reportPath = state->reportPath;
+    }
+    setProgress(nullptr);
+    return code;
+}

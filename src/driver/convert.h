@@ -51,6 +51,8 @@ struct ConvertOptions {
     int bypassedFxMode = 0;
     int commentsMode = 1;
     int ptTheme = 0;
+    // Folder that receives the plug-in chunk corpus, empty for none.
+    std::string corpusDir;
 };
 
 struct ConvertResult {

@@ -1,0 +1,37 @@
+// Everything one conversion owns: created by convert, dropped when it returns.
+// Readers fill it, the analysis passes read and extend it, the writer reads it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "driver/convert.h"
+#include "session/blocks.h"
+#include "session/ptx_file.h"
+
+struct RunCounters {
+    int outputTracks = 0;
+    int audioItems = 0;
+    int notesWritten = 0;
+    int pluginsFound = 0;
+    int pluginsWritten = 0;
+    int needsLook = 0;
+};
+
+struct RunState {
+    ConvertOptions options;
+    ptxgui::Progress* progress = nullptr;
+    std::string sessionFolder;  // the parent of the media folder, or "."
+
+    SessionFile session;
+    SessionImage image;
+    int64_t sampleRate = 48000;
+    bool darkTheme = true;
+    ImageCheck damage;
+    double sessionTempo = 120;
+
+    bool composeReport = false;
+    std::string reportText;
+    std::string reportPath;
+    RunCounters counters;
+};

@@ -1,0 +1,29 @@
+// The stages of a conversion after the session has been accepted, in the order
+// convert runs them. Each reads and extends the run state.
+#pragma once
+
+#include <cstdio>
+
+#include "driver/run_state.h"
+
+// Rate, header, damage, tempo, tracks of the session.
+void readStage(RunState& state);
+// --list: tempo, tracks and buses.
+void listStage(RunState& state);
+// Strip rows, automation lanes, plug-in records, the learned and parameter
+// tables and REAPER's plug-in lists.
+void readMixStage(RunState& state);
+// Clips, playlists, fades, clip groups, loops and stretch.
+void clipStage(RunState& state);
+// The analysis passes that bind everything into output tracks.
+void trackStage(RunState& state);
+// The project text, in one pass, to an open file.
+void writeStage(RunState& state, std::FILE* file);
+// The console notes after writing.
+void notesStage(RunState& state);
+// The referenced media looked up; missing files named.
+void mediaStage(RunState& state);
+// The conversion report and the summary line.
+void reportStage(RunState& state);
+// The names of plug-ins with unplaced parameter lanes, for --want-params.
+void wantedParamsStage(RunState& state);

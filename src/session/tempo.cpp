@@ -1,0 +1,46 @@
+#include "session/tempo.h"
+
+#include <algorithm>
+#include <functional>
+#include <vector>
+
+namespace {
+
+const uint8_t kTempoPattern[24] = {0x14, 0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                   0x00, 0x00, 0x00, 0x10, 0xA5, 0xD4, 0xE8, 0x00, 0x00, 0x00, 0x00, 0x01};
+
+bool plausibleStoredBpm(double bpm) { return bpm >= 5 && bpm <= 999; }
+
+}  // namespace
+
+double quarterNoteBpm(double bpm, uint64_t noteValue) {
+    if (noteValue < 30000 || noteValue > 5760000) return bpm;
+    return bpm * static_cast<double>(noteValue) / static_cast<double>(kTicksPerQuarter);
+}
+
+double readSessionTempo(const ImageView& image) {
+    if (image.length < 32 || image.bytes == nullptr) return 120;
+    // Every place where the first 20 bytes stand, found once; the whole pattern
+    // is tried first, over all of them, then the short one.
+    std::vector<uint64_t> starts;
+    const uint8_t* begin = image.bytes;
+    const uint8_t* end = image.bytes + image.length;
+    std::boyer_moore_horspool_searcher searcher(kTempoPattern, kTempoPattern + 20);
+    for (const uint8_t* at = begin;;) {
+        at = std::search(at, end, searcher);
+        if (at == end) break;
+        uint64_t position = static_cast<uint64_t>(at - begin);
+        if (position + 32 <= image.length) starts.push_back(position);
+        ++at;
+    }
+    for (int patternLength : {24, 20}) {
+        for (uint64_t position : starts) {
+            if (!image.matches(position, kTempoPattern, static_cast<uint64_t>(patternLength))) continue;
+            double bpm = image.f64(position + 24);
+            if (!plausibleStoredBpm(bpm)) continue;
+            uint64_t noteValue = image.holds(position + 32, 8) ? image.u64(position + 32) : kTicksPerQuarter;
+            return quarterNoteBpm(bpm, noteValue);
+        }
+    }
+    return 120;
+}

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sys/wait.h>
+
+#include "cli/options.h"
+#include "support/image_builder.h"
+#include "support/run_capture.h"
+
+namespace {
+
+struct ProgramRun {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string shellQuote(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// Runs the built program with the given arguments and an empty standard input.
+ProgramRun runProgram(const std::vector<std::string>& args, const std::string& environment = "") {
+    static const std::string folder = makeTempFolder("entry");
+    std::string command = environment + " " + shellQuote(TRELLUM_BINARY);
+    for (const std::string& arg : args) command += " " + shellQuote(arg);
+    command += " </dev/null >" + folder + "/out 2>" + folder + "/err";
+    int status = std::system(command.c_str());
+    ProgramRun run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = readFileText(folder + "/out");
+    run.err = readFileText(folder + "/err");
+    return run;
+}
+
+}  // namespace
+
+TEST(Entry, JobsAndExitCodes) {
+    ProgramRun run = runProgram({"--version"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, "trellum 1.0.1 (build 287)\n");
+
+    run = runProgram({"--help", "--bogus"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, helpText());
+
+    run = runProgram({"x.ptx", "--tempo"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.out, "\n  Unknown option: --tempo\n\n  Nothing was converted. Run  trellum --help  for the options\n"
+                       "  this version understands.\n");
+
+    run = runProgram({"--no-pause"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, "trellum: drag a .ptx file onto this program.\n");
+
+    // The pause asks for Enter; standard input is empty, so it returns at once.
+    run = runProgram({"--pause", "--bogus"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_NE(run.out.find("this version understands.\n\n  Press Enter to close.\n"), std::string::npos);
+
+    run = runProgram({"--learn", "chain.RfxChain", "ABCDEFGH"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.out.find("Nothing was learned."), std::string::npos);
+}
+
+TEST(Entry, ProgressProtocolOnStandardError) {
+    const std::string folder = makeTempFolder("protocol");
+    const std::string junk = folder + "/junk.ptx";
+    writeFileText(junk, std::string(100, 'q'));
+
+    // A load that fails: the reading step, the problem line, no done, no summary.
+    ProgramRun failed = runProgram({"--progress", junk});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_EQ(failed.err,
+              "progress 0/6 reading\n"
+              "problem kind=unreadable the session could not be decrypted - is this really a Pro Tools session "
+              "file? (code -1)\n");
+    // Standard output differs from a run without --progress only in the closing sentence.
+    ProgramRun plain = runProgram({junk});
+    EXPECT_TRUE(plain.err.empty());
+    EXPECT_NE(plain.out.find("Please send this text"), std::string::npos);
+
+    ImageBuilder builder;
+    addSessionHead(builder, 48000);
+    const std::string session = builder.writeFile(folder, "song.ptx");
+    ProgramRun checked = runProgram({"--progress", "--check", session});
+    EXPECT_EQ(checked.exitCode, 0) << checked.out;
+    EXPECT_EQ(checked.err,
+              "progress 0/6 reading\nprogress 1/6 clips\nprogress 2/6 tracks\nprogress 3/6 writing\n"
+              "progress 4/6 media\nprogress 5/6 report\nprogress 6/6 done\n"
+              "summary tracks=0 clips=0 notes=0 fx=0 written=0 needs_look=0\n");
+    ProgramRun quiet = runProgram({"--check", session});
+    EXPECT_EQ(quiet.out, checked.out);
+}
+
+TEST(Entry, SelfCheckAndConvertTwice) {
+    const std::string folder = makeTempFolder("embedding");
+    ImageBuilder builder;
+    addSessionHead(builder, 48000);
+    const std::string session = builder.writeFile(folder, "song.ptx");
+
+    ProgramRun selfCheck = runProgram({session}, "PTX_API_SELFTEST=1");
+    EXPECT_EQ(selfCheck.exitCode, 0);
+    EXPECT_NE(selfCheck.out.find("  API SELFTEST: rc=0 "), std::string::npos);
+    EXPECT_NE(selfCheck.out.find("  API SELFTEST: console_text="), std::string::npos);
+
+    ProgramRun noOutput = runProgram({"--convert-twice", session});
+    EXPECT_EQ(noOutput.exitCode, 1);
+    EXPECT_NE(noOutput.out.find("  --convert-twice needs -o: both passes would write the same file.\n"),
+              std::string::npos);
+
+    ProgramRun twice = runProgram({"--convert-twice", "-o", folder + "/out", session});
+    EXPECT_EQ(twice.exitCode, 0) << twice.out;
+    EXPECT_TRUE(fileExists(folder + "/out"));
+    EXPECT_TRUE(fileExists(folder + "/out-2nd.rpp"));
+    EXPECT_EQ(readFileText(folder + "/out"), readFileText(folder + "/out-2nd.rpp"));
+}

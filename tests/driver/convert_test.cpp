@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "cli/console.h"
+#include "support/image_builder.h"
+#include "support/run_capture.h"
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+const std::string kSessions = std::string(TRELLUM_SHARED_DIR) + "/sessions";
+
+// A copy of a real session in a fresh folder, so that projects land beside it.
+std::string copyRealSession(const std::string& name, const std::string& folder) {
+    const std::string from = kSessions + "/" + name;
+    const std::string to = folder + "/" + name;
+    std::filesystem::copy_file(from, to);
+    return to;
+}
+
+}  // namespace
+
+TEST(ConvertRefusals, EachRefusalInItsWords) {
+    const std::string folder = makeTempFolder("refusals");
+
+    CapturedRun run = runConvert(optionsFor(""));
+    EXPECT_EQ(run.code, 1);
+    EXPECT_EQ(run.console, "trellum: drag a .ptx file onto this program.\n");
+
+    const std::string missing = folder + "/No Such.ptx";
+    run = runConvert(optionsFor(missing));
+    EXPECT_EQ(run.code, 1);
+    EXPECT_EQ(run.console, "\n  No such file:\n    " + missing +
+                               "\n\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n");
+    run = runConvert(optionsFor(missing), true);
+    EXPECT_EQ(run.progress, std::vector<std::string>{"0/6 reading"});
+    EXPECT_TRUE(contains(run.console, "Not converted: the session file was not found."));
+    EXPECT_FALSE(contains(run.console, "put it in quotes"));
+
+    // Older sessions by name, whatever they hold, and by their first bytes.
+    const std::string byName = folder + "/old.PTF";
+    writeFileText(byName, "anything at all, not a session");
+    run = runConvert(optionsFor(byName));
+    EXPECT_EQ(run.code, 1);
+    EXPECT_TRUE(contains(run.console, "\n  Could not convert: " + byName +
+                                          "\n  Reason: this is an OLDER Pro Tools session format"));
+    EXPECT_FALSE(contains(run.console, "Not converted"));
+    std::string head(40, '\0');
+    head[0] = 3;
+    head[18] = 1;
+    const std::string byBytes = folder + "/old.ptx";
+    writeFileText(byBytes, head);
+    run = runConvert(optionsFor(byBytes), true);
+    EXPECT_TRUE(contains(run.console, "OLDER Pro Tools session format"));
+    EXPECT_TRUE(contains(run.console, "\n  Not converted: this is an older Pro Tools session format (.pts or .ptf)."));
+
+    const std::string empty = folder + "/empty.ptx";
+    writeFileText(empty, "");
+    run = runConvert(optionsFor(empty));
+    EXPECT_EQ(run.code, 1);
+    EXPECT_TRUE(contains(run.console, "Reason: the file is EMPTY (0 bytes)."));
+
+    // Bytes that are no session: the reason by code and what decryption finds.
+    const std::string junk = folder + "/junk.ptx";
+    writeFileText(junk, std::string(300, 'j'));
+    run = runConvert(optionsFor(junk), true);
+    EXPECT_EQ(run.code, 1);
+    EXPECT_TRUE(contains(run.console, "\n  Could not read: " + junk + "\n  Reason: that session could not be decrypted - "
+                                                                     "is this really a Pro Tools session file?.  (code -1)\n"));
+    EXPECT_TRUE(contains(run.console, "  Decryption: FAILED\n"));
+    EXPECT_TRUE(contains(run.console, "varnoak will offer to send this as a problem report."));
+    EXPECT_EQ(problemKind(), "unreadable");
+    EXPECT_EQ(problemDetail(),
+              "the session could not be decrypted - is this really a Pro Tools session file? (code -1)");
+    EXPECT_FALSE(fileExists(folder + "/junk.rpp"));
+
+    // A later run starts with a clean problem record.
+    runConvert(optionsFor(""));
+    EXPECT_EQ(problemKind(), "");
+}
+
+TEST(ConvertRefusals, RateOutsideTheSupportedRange) {
+    const std::string folder = makeTempFolder("rates");
+    for (int64_t rate : {22050, 384000}) {
+        ImageBuilder builder;
+        addSessionHead(builder, rate);
+        const std::string path = builder.writeFile(folder, "rate" + std::to_string(rate) + ".ptx");
+        CapturedRun run = runConvert(optionsFor(path), true);
+        EXPECT_EQ(run.code, 1);
+        EXPECT_TRUE(contains(run.console, "Reason: this session is at " + std::to_string(rate) + " Hz, which is outside"));
+        EXPECT_TRUE(contains(run.console, "Not converted: the session is at " + std::to_string(rate) + " Hz"));
+    }
+    for (int64_t rate : {44100, 192000}) {
+        ImageBuilder builder;
+        addSessionHead(builder, rate);
+        const std::string path = builder.writeFile(folder, "ok" + std::to_string(rate) + ".ptx");
+        CapturedRun run = runConvert(optionsFor(path));
+        EXPECT_EQ(run.code, 0) << run.console;
+    }
+}
+
+TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
+    const std::string folder = makeTempFolder("output");
+    ImageBuilder builder;
+    addSessionHead(builder, 48000);
+    const std::string session = builder.writeFile(folder, "song.ptx");
+
+    CapturedRun first = runConvert(optionsFor(session), true);
+    ASSERT_EQ(first.code, 0) << first.console;
+    EXPECT_TRUE(contains(first.console, "  Wrote: " + folder + "/song.rpp\n"));
+    EXPECT_EQ(first.progress, (std::vector<std::string>{"0/6 reading", "1/6 clips", "2/6 tracks", "3/6 writing",
+                                                        "4/6 media", "5/6 report"}));
+    const std::string project = readFileText(folder + "/song.rpp");
+    EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u);
+    EXPECT_EQ(project.substr(project.size() - 2), ">\n");
+
+    // The same again: the first project stays, the second gets a number.
+    writeFileText(folder + "/song.rpp", "keep me");
+    CapturedRun second = runConvert(optionsFor(session));
+    ASSERT_EQ(second.code, 0);
+    EXPECT_EQ(readFileText(folder + "/song.rpp"), "keep me");
+    EXPECT_TRUE(contains(second.console, "\n  " + folder + "/song.rpp already exists - writing " + folder +
+                                             "/song (1).rpp instead\n  (--overwrite to replace it)\n"));
+    EXPECT_EQ(readFileText(folder + "/song (1).rpp"), project);
+
+    // --check writes nothing and says the same but for the closing lines.
+    ConvertOptions check = optionsFor(session);
+    check.checkOnly = true;
+    std::filesystem::remove(folder + "/song (1).rpp");
+    CapturedRun checked = runConvert(check);
+    ASSERT_EQ(checked.code, 0);
+    EXPECT_EQ(readFileText(folder + "/song.rpp"), "keep me");
+    EXPECT_FALSE(fileExists(folder + "/song (1).rpp"));
+    EXPECT_TRUE(contains(checked.console, "damage none\n"));
+    EXPECT_TRUE(contains(checked.console, "  Not written (--check).\n"));
+    EXPECT_TRUE(contains(checked.console, "\n  --check: nothing was written."));
+    EXPECT_FALSE(contains(checked.console, "already exists"));
+
+    // --overwrite replaces, and leaves no temporary file behind.
+    ConvertOptions overwrite = optionsFor(session);
+    overwrite.overwrite = true;
+    ASSERT_EQ(runConvert(overwrite).code, 0);
+    EXPECT_EQ(readFileText(folder + "/song.rpp"), project);
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        EXPECT_EQ(entry.path().string().find(".partial"), std::string::npos) << entry.path();
+    }
+
+    // An output folder that does not exist: the program's words, code 1.
+    ConvertOptions nowhere = optionsFor(session);
+    nowhere.outputPath = folder + "/no/such/folder/out.rpp";
+    CapturedRun failed = runConvert(nowhere);
+    EXPECT_EQ(failed.code, 1);
+    EXPECT_TRUE(contains(failed.console, "\nCould not write " + folder + "/no/such/folder/out.rpp\n"));
+}
+
+TEST(ConvertOutput, TwoRunsInOneProcessGiveTheSameBytes) {
+    if (!std::filesystem::is_directory(kSessions)) GTEST_SKIP() << "no real sessions beside the repository";
+    const std::string folder = makeTempFolder("twice");
+    const std::string session = copyRealSession("TestPTX.ptx", folder);
+    ConvertOptions options = optionsFor(session);
+    options.outputPath = folder + "/a.rpp";
+    CapturedRun first = runConvert(options);
+    options.outputPath = folder + "/b.rpp";
+    CapturedRun second = runConvert(options);
+    ASSERT_EQ(first.code, 0) << first.console;
+    ASSERT_EQ(second.code, 0);
+    EXPECT_EQ(readFileText(folder + "/a.rpp"), readFileText(folder + "/b.rpp"));
+}

@@ -1,0 +1,44 @@
+#include "support/run_capture.h"
+
+#include <fstream>
+#include <sstream>
+
+#include "cli/console.h"
+
+bool RecordingProgress::stage(int step, int total, const std::string& text) {
+    lines.push_back(std::to_string(step) + "/" + std::to_string(total) + " " + text);
+    return true;
+}
+
+CapturedRun runConvert(const ConvertOptions& options, bool withProgress) {
+    CapturedRun run;
+    NullSink silence;
+    PtxSink* previous = consoleSink();
+    setConsoleSink(&silence);
+    RecordingProgress progress;
+    run.code = convert(options, &run.result, withProgress ? &progress : nullptr);
+    setConsoleSink(previous);
+    run.console = run.result.consoleText;
+    run.progress = progress.lines;
+    return run;
+}
+
+ConvertOptions optionsFor(const std::string& sessionPath) {
+    ConvertOptions options;
+    options.sessionPath = sessionPath;
+    options.programPath = "/nonexistent/trellum";
+    return options;
+}
+
+std::string readFileText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool fileExists(const std::string& path) { return static_cast<bool>(std::ifstream(path, std::ios::binary)); }
+
+void writeFileText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
