@@ -1,0 +1,429 @@
+#include "project/text.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace {
+
+const char kBase64Alphabet[] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Buffered file output is handed over once this much has gathered.
+constexpr std::size_t kFlushSize = 1 << 16;
+
+constexpr std::size_t kBase64LineLength = 128;
+
+// Room for %.Nf of the largest double (309 digits) with a generous precision.
+constexpr int kMaxPrecision = 300;
+constexpr std::size_t kNumberRoom = 320 + kMaxPrecision;
+
+int clampPrecision(int precision) {
+    return std::clamp(precision, 0, kMaxPrecision);
+}
+
+void appendFloat(std::string& out, double value, std::chars_format form, int precision) {
+    char buffer[kNumberRoom];
+    // std::to_chars never consults the locale and, with a precision, gives
+    // exactly what printf gives in the C locale.
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value, form,
+                                clampPrecision(precision));
+    out.append(buffer, result.ptr);
+}
+
+void appendUnsigned(std::string& out, std::uint64_t value) {
+    char buffer[24];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    out.append(buffer, result.ptr);
+}
+
+void appendSigned(std::string& out, std::int64_t value) {
+    char buffer[24];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    out.append(buffer, result.ptr);
+}
+
+void appendHex(std::string& out, std::uint32_t value, int digits, const char* hexDigits) {
+    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4)
+        out.push_back(hexDigits[(value >> shift) & 0xF]);
+}
+
+int base64Value(unsigned char c) {
+    if (c >= 'A' && c <= 'Z') return c - 'A';
+    if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+    if (c >= '0' && c <= '9') return c - '0' + 52;
+    if (c == '+') return 62;
+    if (c == '/') return 63;
+    return -1;
+}
+
+}  // namespace
+
+std::string quoteName(std::string_view text) {
+    char quote = '"';
+    if (text.find('"') != std::string_view::npos) {
+        if (text.find('\'') == std::string_view::npos)
+            quote = '\'';
+        else if (text.find('`') == std::string_view::npos)
+            quote = '`';
+    }
+    std::string quoted;
+    quoted.reserve(text.size() + 2);
+    quoted.push_back(quote);
+    for (char c : text) {
+        if (c == quote)
+            quoted.push_back('_');  // only when all three quote characters occur
+        else if (c == '\t' || c == '\n' || c == '\r')
+            quoted.push_back(' ');
+        else
+            quoted.push_back(c);
+    }
+    quoted.push_back(quote);
+    return quoted;
+}
+
+std::string makeGuid(std::uint32_t seed) {
+    const std::uint32_t h = seed * 0x9E3779B1u + 0x9E3779B9u;
+    const std::uint32_t a = h * 0x85EBCA77u;
+    const std::uint32_t b = h * 0x218A205Bu;
+    const std::uint32_t c = h * 0x9C6B79B5u;
+    const char* digits = "0123456789ABCDEF";
+    std::string guid;
+    guid.reserve(38);
+    guid.push_back('{');
+    appendHex(guid, h, 8, digits);
+    guid.push_back('-');
+    appendHex(guid, a >> 16, 4, digits);
+    guid.push_back('-');
+    appendHex(guid, a & 0xFFFF, 4, digits);
+    guid.push_back('-');
+    appendHex(guid, b >> 16, 4, digits);
+    guid.push_back('-');
+    appendHex(guid, b & 0xFFFF, 4, digits);
+    appendHex(guid, c, 8, digits);
+    guid.push_back('}');
+    return guid;
+}
+
+std::string base64(const std::uint8_t* data, std::size_t size) {
+    std::string encoded;
+    encoded.reserve((size + 2) / 3 * 4);
+    std::size_t i = 0;
+    for (; i + 3 <= size; i += 3) {
+        const std::uint32_t group = (std::uint32_t(data[i]) << 16) |
+                                    (std::uint32_t(data[i + 1]) << 8) | data[i + 2];
+        encoded.push_back(kBase64Alphabet[(group >> 18) & 63]);
+        encoded.push_back(kBase64Alphabet[(group >> 12) & 63]);
+        encoded.push_back(kBase64Alphabet[(group >> 6) & 63]);
+        encoded.push_back(kBase64Alphabet[group & 63]);
+    }
+    const std::size_t rest = size - i;
+    if (rest > 0) {
+        std::uint32_t group = std::uint32_t(data[i]) << 16;
+        if (rest == 2) group |= std::uint32_t(data[i + 1]) << 8;
+        encoded.push_back(kBase64Alphabet[(group >> 18) & 63]);
+        encoded.push_back(kBase64Alphabet[(group >> 12) & 63]);
+        encoded.push_back(rest == 2 ? kBase64Alphabet[(group >> 6) & 63] : '=');
+        encoded.push_back('=');
+    }
+    return encoded;
+}
+
+std::string base64(const std::vector<std::uint8_t>& bytes) {
+    return base64(bytes.data(), bytes.size());
+}
+
+std::string base64(std::string_view bytes) {
+    return base64(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+}
+
+std::vector<std::uint8_t> base64Decode(std::string_view text) {
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(text.size() / 4 * 3 + 2);
+    std::uint32_t group = 0;
+    int count = 0;
+    for (char c : text) {
+        const int value = base64Value(static_cast<unsigned char>(c));
+        if (value < 0) continue;
+        group = (group << 6) | std::uint32_t(value);
+        if (++count == 4) {
+            bytes.push_back(std::uint8_t(group >> 16));
+            bytes.push_back(std::uint8_t(group >> 8));
+            bytes.push_back(std::uint8_t(group));
+            group = 0;
+            count = 0;
+        }
+    }
+    if (count == 2) {
+        bytes.push_back(std::uint8_t(group >> 4));
+    } else if (count == 3) {
+        bytes.push_back(std::uint8_t(group >> 10));
+        bytes.push_back(std::uint8_t(group >> 2));
+    }
+    return bytes;
+}
+
+void appendFixed(std::string& out, double value, int precision) {
+    appendFloat(out, value, std::chars_format::fixed, precision);
+}
+
+void appendGeneral(std::string& out, double value, int precision) {
+    appendFloat(out, value, std::chars_format::general, precision);
+}
+
+std::string fixedText(double value, int precision) {
+    std::string text;
+    appendFixed(text, value, precision);
+    return text;
+}
+
+std::string generalText(double value, int precision) {
+    std::string text;
+    appendGeneral(text, value, precision);
+    return text;
+}
+
+void appendNumber(std::string& out, double value, NumberFormat format) {
+    switch (format) {
+    case NumberFormat::Seconds: appendFixed(out, value, 10); return;
+    case NumberFormat::SnapOffset: appendGeneral(out, value, 10); return;
+    case NumberFormat::GridSize: appendGeneral(out, value, 14); return;
+    case NumberFormat::Fine: appendFixed(out, value, 9); return;
+    case NumberFormat::Coarse: appendFixed(out, value, 6); return;
+    case NumberFormat::Compact: appendGeneral(out, value, 6); return;
+    }
+}
+
+std::string formatNumber(double value, NumberFormat format) {
+    std::string text;
+    appendNumber(text, value, format);
+    return text;
+}
+
+std::string colourText(std::uint32_t colour) {
+    std::string text;
+    appendUnsigned(text, colour);
+    return text;
+}
+
+std::string midiByteText(unsigned value) {
+    // %02x: at least two lower-case digits, more if the value needs them.
+    char buffer[16];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value, 16);
+    std::string text(buffer, result.ptr);
+    if (text.size() < 2) text.insert(text.begin(), '0');
+    return text;
+}
+
+// ---- ProjectText ----
+
+ProjectText::ProjectText(std::string& target, int startDepth)
+    : out_(&target), depth_(startDepth), startDepth_(startDepth) {}
+
+ProjectText::ProjectText(std::FILE* file, int startDepth)
+    : out_(&buffer_), file_(file), depth_(startDepth), startDepth_(startDepth) {
+    buffer_.reserve(kFlushSize + 4096);
+}
+
+ProjectText::~ProjectText() {
+    flush();
+}
+
+void ProjectText::flush() {
+    if (file_ && !buffer_.empty()) {
+        std::fwrite(buffer_.data(), 1, buffer_.size(), file_);
+        buffer_.clear();
+    }
+}
+
+void ProjectText::indent() {
+    out_->append(std::size_t(2) * std::size_t(std::max(depth_, 0)), ' ');
+}
+
+void ProjectText::beginLine() {
+    if (lineOpen_) misused_ = true;
+    lineOpen_ = true;
+}
+
+void ProjectText::endLine() {
+    out_->push_back('\n');
+    lineOpen_ = false;
+    if (file_ && buffer_.size() >= kFlushSize) flush();
+}
+
+ProjectText::Line ProjectText::statement(std::string_view keyword) {
+    beginLine();
+    indent();
+    out_->append(keyword);
+    return Line(*this);
+}
+
+ProjectText::Line ProjectText::open(std::string_view keyword) {
+    beginLine();
+    indent();
+    out_->push_back('<');
+    out_->append(keyword);
+    ++depth_;
+    return Line(*this);
+}
+
+void ProjectText::close() {
+    if (depth_ <= startDepth_) {
+        misused_ = true;  // nothing of ours is open: writing ">" would break the file
+        return;
+    }
+    beginLine();
+    --depth_;
+    indent();
+    out_->push_back('>');
+    endLine();
+}
+
+void ProjectText::rawLine(std::string_view text) {
+    beginLine();
+    indent();
+    out_->append(text);
+    endLine();
+}
+
+void ProjectText::writeBase64Lines(std::string_view encoded) {
+    for (std::size_t at = 0; at < encoded.size(); at += kBase64LineLength)
+        rawLine(encoded.substr(at, kBase64LineLength));
+}
+
+void ProjectText::copyLines(std::string_view text) {
+    if (lineOpen_) misused_ = true;
+    out_->append(text);
+    if (file_ && buffer_.size() >= kFlushSize) flush();
+}
+
+ProjectText::Line::~Line() {
+    owner_.endLine();
+}
+
+ProjectText::Line& ProjectText::Line::signedNumber(std::int64_t value) {
+    owner_.out_->push_back(' ');
+    appendSigned(*owner_.out_, value);
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::unsignedNumber(std::uint64_t value) {
+    owner_.out_->push_back(' ');
+    appendUnsigned(*owner_.out_, value);
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::number(double value, NumberFormat format) {
+    owner_.out_->push_back(' ');
+    appendNumber(*owner_.out_, value, format);
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::colour(std::uint32_t value) {
+    return unsignedNumber(value);
+}
+
+ProjectText::Line& ProjectText::Line::midiByte(unsigned value) {
+    owner_.out_->push_back(' ');
+    owner_.out_->append(midiByteText(value));
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::name(std::string_view text) {
+    owner_.out_->push_back(' ');
+    owner_.out_->append(quoteName(text));
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::word(std::string_view text) {
+    owner_.out_->push_back(' ');
+    owner_.out_->append(text);
+    return *this;
+}
+
+ProjectText::Line& ProjectText::Line::guid(std::uint32_t seed) {
+    owner_.out_->push_back(' ');
+    owner_.out_->append(makeGuid(seed));
+    return *this;
+}
+
+// ---- checker ----
+
+namespace {
+
+std::string atLine(std::size_t number, const std::string& problem) {
+    return "line " + std::to_string(number) + ": " + problem;
+}
+
+bool isQuote(char c) {
+    return c == '"' || c == '\'' || c == '`';
+}
+
+// A quoted argument runs from its quote to the next of the same character.
+bool quotesClosed(std::string_view line) {
+    std::size_t i = 0;
+    while (i < line.size()) {
+        if (line[i] == ' ') {
+            ++i;
+        } else if (isQuote(line[i])) {
+            const std::size_t end = line.find(line[i], i + 1);
+            if (end == std::string_view::npos) return false;
+            i = end + 1;
+        } else {
+            while (i < line.size() && line[i] != ' ') ++i;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+std::optional<std::string> checkProjectText(std::string_view text, int startDepth) {
+    std::vector<std::size_t> openedOn;  // line numbers of the open blocks
+    int depth = startDepth;
+    bool topSeen = false;
+    std::size_t number = 0;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        ++number;
+        const std::size_t end = text.find('\n', at);
+        if (end == std::string_view::npos) return atLine(number, "no line feed at the end");
+        const std::string_view line = text.substr(at, end - at);
+        at = end + 1;
+
+        if (line.find('\r') != std::string_view::npos) return atLine(number, "carriage return");
+        const std::size_t blanks = std::min(line.find_first_not_of(' '), line.size());
+        const std::string_view rest = line.substr(blanks);
+        if (rest.empty()) return atLine(number, "empty line");
+        if (rest[0] == '\t') return atLine(number, "tab in the indentation");
+
+        if (rest[0] == '>') {
+            if (rest.size() > 1) return atLine(number, "text after \">\"");
+            if (depth <= startDepth) return atLine(number, "\">\" closes no open block");
+            --depth;
+            openedOn.pop_back();
+            if (blanks != std::size_t(2 * depth))
+                return atLine(number, "\">\" indented by " + std::to_string(blanks) +
+                                          " blanks, expected " + std::to_string(2 * depth));
+            continue;
+        }
+        if (blanks != std::size_t(2 * depth))
+            return atLine(number, "indented by " + std::to_string(blanks) + " blanks, expected " +
+                                      std::to_string(2 * depth));
+        if (depth == 0) {
+            if (rest[0] != '<') return atLine(number, "statement outside the project block");
+            if (topSeen) return atLine(number, "a second top-level block");
+            topSeen = true;
+        }
+        if (rest[0] == '<') {
+            if (rest.size() == 1 || rest[1] == ' ') return atLine(number, "block without a keyword");
+            openedOn.push_back(number);
+            ++depth;
+        }
+        // Notes lines ("|...") are free text; everything else is read in arguments.
+        if (rest[0] != '|' && !quotesClosed(rest)) return atLine(number, "quote not closed");
+    }
+    if (!openedOn.empty())
+        return "block opened on line " + std::to_string(openedOn.back()) + " is not closed";
+    if (startDepth == 0 && !topSeen) return std::string("no project block");
+    return std::nullopt;
+}

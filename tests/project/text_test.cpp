@@ -1,0 +1,302 @@
+#include "project/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <clocale>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <locale>
+#include <random>
+
+namespace {
+
+std::string printfText(const char* format, double value) {
+    char buffer[1024];
+    std::snprintf(buffer, sizeof buffer, format, value);
+    return buffer;
+}
+
+std::string textOf(const std::vector<std::uint8_t>& bytes) {
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// The GUID rule written out with 64-bit arithmetic and printf, apart from makeGuid.
+std::string guidByHand(std::uint32_t seed) {
+    const std::uint64_t mask = 0xFFFFFFFFull;
+    const std::uint64_t h = (std::uint64_t(seed) * 0x9E3779B1ull + 0x9E3779B9ull) & mask;
+    const std::uint64_t a = (h * 0x85EBCA77ull) & mask, b = (h * 0x218A205Bull) & mask;
+    const std::uint64_t c = (h * 0x9C6B79B5ull) & mask;
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "{%08X-%04X-%04X-%04X-%04X%08X}", unsigned(h),
+                  unsigned(a >> 16), unsigned(a & 0xFFFF), unsigned(b >> 16),
+                  unsigned(b & 0xFFFF), unsigned(c));
+    return buffer;
+}
+
+}  // namespace
+
+TEST(QuoteName, PicksAFreeQuoteAndFlattensBreaks) {
+    EXPECT_EQ(quoteName(""), "\"\"");
+    EXPECT_EQ(quoteName("Kick"), "\"Kick\"");
+    EXPECT_EQ(quoteName("My \"Best\" Take"), "'My \"Best\" Take'");
+    EXPECT_EQ(quoteName("Ed's \"Best\""), "`Ed's \"Best\"`");
+    EXPECT_EQ(quoteName("it's"), "\"it's\"");
+    EXPECT_EQ(quoteName("a\"b'c`d\""), "\"a_b'c`d_\"");
+    EXPECT_EQ(quoteName("a\tb\nc\r\nd"), "\"a b c  d\"");
+    EXPECT_EQ(quoteName("Caf\xC3\xA9 \xFF"), "\"Caf\xC3\xA9 \xFF\"");
+}
+
+TEST(Guid, FollowsTheSeedRule) {
+    EXPECT_EQ(makeGuid(1), "{3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
+    std::vector<std::uint32_t> seeds = {0u, 2u, 0x2329u, 0x1116Fu, 0x4D41524Cu, 0xFFFFFFFFu};
+    std::mt19937 random(7);
+    for (int i = 0; i < 200; ++i) seeds.push_back(random());
+    for (std::uint32_t seed : seeds) EXPECT_EQ(makeGuid(seed), guidByHand(seed)) << seed;
+}
+
+TEST(Base64, EncodesAndDecodes) {
+    const char* known[][2] = {{"", ""},         {"f", "Zg=="},         {"fo", "Zm8="},
+                              {"foo", "Zm9v"},  {"foob", "Zm9vYg=="},  {"fooba", "Zm9vYmE="},
+                              {"foobar", "Zm9vYmFy"}, {"\xFB\xFF", "+/8="}};
+    for (const auto& pair : known) {
+        EXPECT_EQ(base64(std::string_view(pair[0])), pair[1]);
+        EXPECT_EQ(textOf(base64Decode(pair[1])), pair[0]);
+    }
+    // Line breaks, blanks and junk are passed over; missing padding is no matter.
+    EXPECT_EQ(textOf(base64Decode("Zm9v\nYm\r\nFy")), "foobar");
+    EXPECT_EQ(textOf(base64Decode(" Zm*9v-Yg ")), "foob");
+    EXPECT_EQ(textOf(base64Decode("Zm9vYg")), "foob");
+
+    std::mt19937 random(11);
+    for (std::size_t size = 0; size < 300; ++size) {
+        std::vector<std::uint8_t> bytes(size);
+        for (auto& b : bytes) b = std::uint8_t(random());
+        const std::string encoded = base64(bytes);
+        ASSERT_EQ(encoded.size(), (size + 2) / 3 * 4);
+        ASSERT_EQ(base64Decode(encoded), bytes) << size;
+    }
+}
+
+TEST(ProjectTextNumbers, MatchPrintfInTheCLocale) {
+    const std::pair<NumberFormat, const char*> formats[] = {
+        {NumberFormat::Seconds, "%.10f"}, {NumberFormat::SnapOffset, "%.10g"},
+        {NumberFormat::GridSize, "%.14g"}, {NumberFormat::Fine, "%.9f"},
+        {NumberFormat::Coarse, "%.6f"},   {NumberFormat::Compact, "%g"}};
+    std::vector<double> values = {0.0, -0.0, 1.0, -1.0, 0.5, 1.5, 2.5, 0.125, 0.0000005,
+                                  0.00000049999999999999, 1e-5, 1e-4, 0.0001234, 99999.5,
+                                  999999.5, 1e6, 123456789.0, 1e15, 1e16, 1e20, 1e100,
+                                  -1e300, DBL_MAX, DBL_MIN, 4.9e-324, 1.0 / 3, 2.0 / 3,
+                                  0.501187234, 120.0, 0.1 + 0.2, HUGE_VAL, -HUGE_VAL,
+                                  std::nan(""), -std::nan("")};
+    std::mt19937_64 random(3);
+    std::uniform_real_distribution<double> mantissa(-10.0, 10.0);
+    std::uniform_int_distribution<int> exponent(-12, 22);
+    for (int i = 0; i < 3000; ++i)
+        values.push_back(mantissa(random) * std::pow(10.0, exponent(random)));
+    for (int i = 0; i < 1000; ++i) {
+        const std::uint64_t bits = random();
+        double value;
+        std::memcpy(&value, &bits, sizeof value);
+        values.push_back(value);
+    }
+    for (double value : values) {
+        for (const auto& [format, printfFormat] : formats)
+            ASSERT_EQ(formatNumber(value, format), printfText(printfFormat, value))
+                << printfFormat << " of " << printfText("%a", value);
+        for (int precision : {0, 1, 3, 4, 17}) {
+            const std::string fixed = "%." + std::to_string(precision) + "f";
+            const std::string general = "%." + std::to_string(precision) + "g";
+            ASSERT_EQ(fixedText(value, precision), printfText(fixed.c_str(), value));
+            ASSERT_EQ(generalText(value, precision), printfText(general.c_str(), value));
+        }
+    }
+    EXPECT_EQ(midiByteText(0), "00");
+    EXPECT_EQ(midiByteText(0x7b), "7b");
+    EXPECT_EQ(midiByteText(0x1ff), "1ff");
+    EXPECT_EQ(colourText(0xFFFFFFFFu), "4294967295");
+}
+
+namespace {
+struct CommaPoint : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+std::string sampleLine() {
+    std::string out;
+    ProjectText text(out, 1);
+    text.statement("X").seconds(1.5).compact(-0.25).coarse(1234567.5).num(1234567);
+    return out;
+}
+}  // namespace
+
+TEST(ProjectTextNumbers, IgnoreTheProcessLocale) {
+    const std::string expected = "  X 1.5000000000 -0.25 1234567.500000 1234567\n";
+    const std::locale previous =
+        std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+    EXPECT_EQ(sampleLine(), expected);
+    std::locale::global(previous);
+
+    struct Restore {
+        std::string name;
+        ~Restore() { std::setlocale(LC_ALL, name.c_str()); }
+    } restore{std::setlocale(LC_ALL, nullptr)};
+    const char* found = nullptr;
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE"})
+        if ((found = std::setlocale(LC_ALL, name))) break;
+    if (!found) GTEST_SKIP() << "no comma locale installed; checked only the C++ global locale";
+    ASSERT_EQ(printfText("%.1f", 1.5), "1,5");  // the locale really is in force
+    EXPECT_EQ(sampleLine(), expected);
+    EXPECT_EQ(formatNumber(0.5, NumberFormat::Fine), "0.500000000");
+}
+
+TEST(ProjectText, WritesANestedProjectByteForByte) {
+    std::string out;
+    ProjectText text(out);
+    text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
+    text.open("NOTES").num(0).num(2);
+    text.rawLine("|Kick: line one");
+    text.close();
+    text.statement("TEMPO").compact(120.0).num(4).num(4);
+    text.statement("MARKER").num(1).seconds(2.0).name("Verse").num(0).colour(16576u)
+        .num(1).word("R").guid(1 + 0x4D41524B).num(0);
+    text.open("TRACK").guid(1);
+    text.statement("NAME").name("My \"Best\" Take");
+    text.statement("VOLPAN").coarse(1.0).compact(-1.0).num(-1).coarse(-1.0).coarse(1.0);
+    text.open("ITEM");
+    text.statement("POSITION").seconds(1.25);
+    text.statement("SNAPOFFS").snapOffset(0.1);
+    text.statement("VOLPAN").fine(1.0).compact(0.0).num(1).num(-1);
+    text.open("SOURCE").word("MIDI");
+    text.statement("HASDATA").num(1).num(960).word("QN");
+    text.statement("E").num(std::uint64_t(480)).midiByte(0x90).midiByte(60).midiByte(100);
+    text.open("X").num(0).num(0);
+    text.writeBase64Lines(base64(std::string_view("\xF0\x7E\xF7")));
+    text.close();
+    text.close();
+    text.close();
+    text.close();
+    text.close();
+    EXPECT_TRUE(text.finished());
+
+    const std::string expected =
+        "<REAPER_PROJECT 0.1 \"7.0\" 0\n"
+        "  <NOTES 0 2\n"
+        "    |Kick: line one\n"
+        "  >\n"
+        "  TEMPO 120 4 4\n"
+        "  MARKER 1 2.0000000000 \"Verse\" 0 16576 1 R " + makeGuid(0x4D41524C) + " 0\n"
+        "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}\n"
+        "    NAME 'My \"Best\" Take'\n"
+        "    VOLPAN 1.000000 -1 -1 -1.000000 1.000000\n"
+        "    <ITEM\n"
+        "      POSITION 1.2500000000\n"
+        "      SNAPOFFS 0.1\n"
+        "      VOLPAN 1.000000000 0 1 -1\n"
+        "      <SOURCE MIDI\n"
+        "        HASDATA 1 960 QN\n"
+        "        E 480 90 3c 64\n"
+        "        <X 0 0\n"
+        "          8H73\n"
+        "        >\n"
+        "      >\n"
+        "    >\n"
+        "  >\n"
+        ">\n";
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ(checkProjectText(out), std::nullopt);
+}
+
+TEST(ProjectText, SplitsBase64AndMatchesFileOutput) {
+    std::string lines;
+    {
+        ProjectText text(lines, 2);
+        text.writeBase64Lines(std::string(300, 'A'));
+        text.writeBase64Lines(std::string(256, 'B'));
+        text.writeBase64Lines("");
+    }
+    const std::string a128(128, 'A'), b128(128, 'B');
+    EXPECT_EQ(lines, "    " + a128 + "\n    " + a128 + "\n    " + std::string(44, 'A') +
+                         "\n    " + b128 + "\n    " + b128 + "\n");
+
+    // A project far larger than the file buffer comes out the same through a FILE*.
+    auto writeItems = [](ProjectText& text) {
+        text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
+        for (int i = 0; i < 50000; ++i) {
+            text.open("ITEM");
+            text.statement("POSITION").seconds(i * 0.37);
+            text.statement("NAME").name("clip " + std::to_string(i));
+            text.close();
+        }
+        text.close();
+    };
+    std::string inMemory;
+    {
+        ProjectText text(inMemory);
+        writeItems(text);
+    }
+    std::FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    {
+        ProjectText text(file);
+        writeItems(text);
+    }
+    std::string fromFile(std::size_t(std::ftell(file)), '\0');
+    std::rewind(file);
+    ASSERT_EQ(std::fread(fromFile.data(), 1, fromFile.size(), file), fromFile.size());
+    std::fclose(file);
+    EXPECT_EQ(fromFile, inMemory);
+    EXPECT_EQ(checkProjectText(inMemory), std::nullopt);
+}
+
+TEST(ProjectText, KnowsWhenBlocksAreLeftOpenOrLinesInterleave) {
+    std::string out;
+    ProjectText unclosed(out);
+    unclosed.open("REAPER_PROJECT");
+    unclosed.open("TRACK");
+    unclosed.close();
+    EXPECT_EQ(unclosed.depth(), 1);
+    EXPECT_FALSE(unclosed.finished());
+    EXPECT_EQ(checkProjectText(out), "block opened on line 1 is not closed");
+
+    std::string extra;
+    ProjectText overClosed(extra, 1);
+    overClosed.close();
+    EXPECT_EQ(extra, "");
+    EXPECT_FALSE(overClosed.finished());
+
+    std::string interleaved;
+    ProjectText text(interleaved);
+    {
+        auto held = text.statement("SM");
+        text.statement("PT");
+    }
+    EXPECT_FALSE(text.finished());
+}
+
+TEST(ProjectTextCheck, NamesTheFirstProblem) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"<A\n  B 1\r\n>\n", "line 2: carriage return"},
+        {"<A\n  B 1\n\n>\n", "line 3: empty line"},
+        {"<A\n   B 1\n>\n", "line 2: indented by 3 blanks, expected 2"},
+        {"<A\n  <B\n    >\n  >\n", "line 3: \">\" indented by 4 blanks, expected 2"},
+        {"<A\n  <B\n  >\n", "block opened on line 1 is not closed"},
+        {"<A\n>\n>\n", "line 3: \">\" closes no open block"},
+        {"<A\n> x\n", "line 2: text after \">\""},
+        {"<A\n>\n<B\n>\n", "line 3: a second top-level block"},
+        {"B 1\n", "line 1: statement outside the project block"},
+        {"<A\n  NAME \"a b\n>\n", "line 2: quote not closed"},
+        {"<A\n>", "line 2: no line feed at the end"},
+        {"", "no project block"},
+    };
+    for (const auto& [text, problem] : cases)
+        EXPECT_EQ(checkProjectText(text), std::optional<std::string>(problem)) << text;
+
+    // Notes lines are free text; fragments are checked from their own depth.
+    EXPECT_EQ(checkProjectText("<A\n  <NOTES\n    |say \"hi\n  >\n>\n"), std::nullopt);
+    EXPECT_EQ(checkProjectText("  <TRACK\n    NAME `x'\"`\n  >\n", 1), std::nullopt);
+    EXPECT_EQ(checkProjectText("  <TRACK\n  >\n>\n", 1), "line 3: \">\" closes no open block");
+}
