@@ -1,11 +1,200 @@
 #include "session/blocks.h"
-// Placeholder until the block reader lands.
-bool parseBlockAt(const ImageView&, uint64_t, uint64_t, PtxBlock&) { return false; }
-std::vector<PtxBlock> walkBlockTree(const ImageView&) { return {}; }
-BlockIndex buildBlockIndex(const ImageView&) { return {}; }
-std::vector<uint64_t> scanBlocks(const ImageView&, const BlockIndex&, uint16_t, uint64_t, uint64_t) { return {}; }
-ImageCheck checkImage(const ImageView&) { return {}; }
-const char* damageWord(DamageVerdict) { return "none"; }
-std::vector<uint64_t> SessionImage::scan(uint16_t) const { return {}; }
-std::vector<uint64_t> SessionImage::scan(uint16_t, uint64_t, uint64_t) const { return {}; }
-SessionImage makeSessionImage(const ImageView& view) { return SessionImage{view, {}}; }
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr uint8_t kBlockMark = 0x5A;  // "Z"
+
+// The head of one block at position, without its children: "Z", a block type of
+// at most 255 and a size that keeps the block within limit.
+bool parseHead(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block) {
+    if (image.bytes == nullptr || position >= image.length || image.length - position <= 8) return false;
+    if (image.bytes[position] != kBlockMark) return false;
+    const uint16_t blockType = image.u16(position + 1);
+    const uint32_t blockSize = image.u32(position + 3);
+    if (blockType > 255) return false;
+    if (limit < position + 7 || blockSize > limit - (position + 7)) return false;
+    block.offset = position + 7;
+    block.blockSize = blockSize;
+    block.blockType = blockType;
+    block.contentType = image.u16(position + 7);
+    block.children.clear();
+    return true;
+}
+
+// A block whose body is still being searched for children.
+struct OpenBlock {
+    PtxBlock block;
+    uint64_t position = 0;  // its "Z"
+    uint64_t limit = 0;     // the limit it was parsed under
+    uint64_t i = 1;         // the offset from the "Z" tried next
+};
+
+bool mayHoldChildren(const PtxBlock& block, uint64_t position, uint64_t limit) {
+    return block.blockSize >= 2 && position + 1 < limit;
+}
+
+// One step of the child search after a try at offset i gave `jump` (0 on failure).
+// Returns false when the search of this body is over.
+bool stepOn(OpenBlock& open, uint64_t jump) {
+    open.i += jump != 0 ? jump : 1;
+    return !(open.i >= open.block.blockSize || open.position + open.i + jump >= open.limit);
+}
+
+// The type-independent part of the scan test at p: "Z", a zero high type byte,
+// a non-zero size and a block that ends inside the image. Requires p + 9 < length.
+bool isCandidate(const ImageView& image, uint64_t p, uint32_t& size) {
+    if (image.bytes[p] != kBlockMark || image.bytes[p + 2] != 0) return false;
+    size = image.u32(p + 3);
+    return size != 0 && size <= image.length - (p + 7);
+}
+
+}  // namespace
+
+// The search of each body runs on an explicit stack, so a crafted image with
+// deeply nested heads cannot exhaust the call stack.
+bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block) {
+    PtxBlock head;
+    if (!parseHead(image, position, limit, head)) return false;
+    if (!mayHoldChildren(head, position, limit)) {
+        block = std::move(head);
+        return true;
+    }
+
+    std::vector<OpenBlock> stack;
+    stack.push_back(OpenBlock{std::move(head), position, limit, 1});
+    // The block size (+7) of a child that was just finished, to step its parent.
+    uint64_t finishedJump = 0;
+    bool childFinished = false;
+    while (true) {
+        OpenBlock& top = stack.back();
+        bool goOn = true;
+        if (childFinished) {
+            childFinished = false;
+            goOn = stepOn(top, finishedJump);
+        } else {
+            const uint64_t at = top.position + top.i;
+            const uint64_t childLimit = top.position + 7 + top.block.blockSize;
+            PtxBlock child;
+            if (!parseHead(image, at, childLimit, child)) {
+                goOn = stepOn(top, 0);
+            } else if (!mayHoldChildren(child, at, childLimit)) {
+                const uint64_t jump = static_cast<uint64_t>(child.blockSize) + 7;
+                top.block.children.push_back(std::move(child));
+                goOn = stepOn(top, jump);
+            } else {
+                stack.push_back(OpenBlock{std::move(child), at, childLimit, 1});
+                continue;
+            }
+        }
+        if (goOn) continue;
+
+        // This body is searched to its end: hand the block to its parent.
+        OpenBlock done = std::move(stack.back());
+        stack.pop_back();
+        if (stack.empty()) {
+            block = std::move(done.block);
+            return true;
+        }
+        finishedJump = static_cast<uint64_t>(done.block.blockSize) + 7;
+        stack.back().block.children.push_back(std::move(done.block));
+        childFinished = true;
+    }
+}
+
+std::vector<PtxBlock> walkBlockTree(const ImageView& image) {
+    std::vector<PtxBlock> top;
+    if (image.length < 65 || image.u8(17) != 0) return top;
+    uint64_t position = 20;
+    uint64_t step = 1;  // until a block is accepted; then the last accepted width
+    while (position < image.length) {
+        PtxBlock block;
+        if (parseBlockAt(image, position, image.length, block)) {
+            step = static_cast<uint64_t>(block.blockSize) + 7;
+            top.push_back(std::move(block));
+        }
+        position += step;
+    }
+    return top;
+}
+
+BlockIndex buildBlockIndex(const ImageView& image) {
+    BlockIndex index;
+    if (image.bytes == nullptr || image.length < 10) return index;
+    for (uint64_t p = 0; p + 9 < image.length; ++p) {
+        uint32_t size = 0;
+        if (isCandidate(image, p, size)) index.byContentType[image.u16(p + 7)].push_back(p);
+    }
+    return index;
+}
+
+std::vector<uint64_t> scanBlocks(const ImageView& image, const BlockIndex& index,
+                                 uint16_t contentType, uint64_t from, uint64_t to) {
+    std::vector<uint64_t> found;
+    const uint64_t end = std::min(to, image.length);
+    if (from >= end) return found;
+    const auto bucket = index.byContentType.find(contentType);
+    if (bucket == index.byContentType.end()) return found;
+    const std::vector<uint64_t>& positions = bucket->second;
+    for (auto it = std::lower_bound(positions.begin(), positions.end(), from);
+         it != positions.end() && *it + 9 < end; ++it) {
+        // The index knows the block fits the image; the range may be narrower.
+        const uint64_t size = image.u32(*it + 3);
+        if (size <= end - (*it + 7)) found.push_back(*it);
+    }
+    return found;
+}
+
+std::vector<uint64_t> SessionImage::scan(uint16_t contentType) const {
+    return scanBlocks(view, index, contentType, 0, view.length);
+}
+
+std::vector<uint64_t> SessionImage::scan(uint16_t contentType, uint64_t from, uint64_t to) const {
+    return scanBlocks(view, index, contentType, from, to);
+}
+
+SessionImage makeSessionImage(const ImageView& view) {
+    return SessionImage{view, buildBlockIndex(view)};
+}
+
+ImageCheck checkImage(const ImageView& image) {
+    ImageCheck check;
+    const uint64_t length = image.bytes != nullptr ? image.length : 0;
+
+    // The end of the furthest block that fits.
+    for (uint64_t z = 0; z + 9 < length; ++z) {
+        uint32_t size = 0;
+        if (isCandidate(image, z, size))
+            check.lastCompleteEnd = std::max(check.lastCompleteEnd, z + 7 + size);
+    }
+
+    // The chain of blocks from the first head, followed until it stops.
+    uint64_t z = 0;
+    while (z + 9 < length && !(image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0)) ++z;
+    if (z + 9 < length) {
+        while (z + 7 <= length && image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0) {
+            const uint32_t size = image.u32(z + 3);
+            if (size == 0 || size > length - (z + 7)) break;
+            z += 7 + static_cast<uint64_t>(size);
+        }
+        check.chainBreak = z;
+    }
+    // With no head at all there is no chain; chainBreak stays 0.
+
+    if (check.lastCompleteEnd > 0 && check.lastCompleteEnd < length)
+        check.verdict = DamageVerdict::incomplete;
+    else if (check.lastCompleteEnd == length && check.chainBreak < length)
+        check.verdict = DamageVerdict::damaged;
+    return check;
+}
+
+const char* damageWord(DamageVerdict verdict) {
+    switch (verdict) {
+        case DamageVerdict::incomplete: return "incomplete";
+        case DamageVerdict::damaged: return "damaged";
+        case DamageVerdict::none: break;
+    }
+    return "none";
+}

@@ -9,7 +9,7 @@
 class ImageBuilder {
 public:
     // An image with the plain 20-byte head of a little-endian .ptx (cipher kind 5)
-    // and nothing else. Use withSessionHead() for a session that loads.
+    // and nothing else. Use addSessionHead() for a session that loads.
     ImageBuilder();
 
     // Starts a block at the current end: "Z", block type, a size patched by
@@ -51,7 +51,8 @@ private:
 
 // The head blocks every loadable session holds: the version block, the session
 // header (0x1028) with the given rate, and an audio file list (0x1004) naming
-// the given WAVE files with their lengths in samples.
+// the given WAVE files with their lengths in samples, then one block behind it
+// so that the tree walk reaches every child of the list.
 struct TestAudioFile {
     std::string name;
     uint64_t length = 0;

@@ -1,0 +1,318 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+#include <vector>
+
+#include "session/blocks.h"
+#include "session/ptx_file.h"
+#include "session/real_sessions.h"
+#include "support/image_builder.h"
+
+namespace {
+
+ImageView viewOf(const std::vector<uint8_t>& bytes) { return ImageView{bytes.data(), bytes.size()}; }
+
+// The plain byte-by-byte scan the index has to reproduce.
+std::vector<uint64_t> referenceScan(const ImageView& image, uint16_t contentType, uint64_t from, uint64_t to) {
+    std::vector<uint64_t> found;
+    const uint64_t end = std::min(to, image.length);
+    for (uint64_t p = from; p + 9 < end; ++p) {
+        if (image.bytes[p] != 'Z' || image.bytes[p + 2] != 0) continue;
+        const uint64_t size = image.u32(p + 3);
+        if (size == 0 || p + 7 + size > end) continue;
+        if (image.u16(p + 7) == contentType) found.push_back(p);
+    }
+    return found;
+}
+
+std::vector<uint8_t> decryptedImage(const std::string& path) {
+    std::vector<uint8_t> bytes = readBytes(path);
+    applySessionCipher(bytes);
+    return bytes;
+}
+
+// The walk in its plain recursive form, to hold the stack-based one against.
+bool referenceParse(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block) {
+    if (position + 8 >= image.length || image.bytes[position] != 'Z') return false;
+    block = PtxBlock{};
+    block.blockType = image.u16(position + 1);
+    block.blockSize = image.u32(position + 3);
+    block.contentType = image.u16(position + 7);
+    block.offset = position + 7;
+    if (block.blockType > 255 || position + 7 + block.blockSize > limit) return false;
+    if (block.blockSize < 2 || position + 1 >= limit) return true;
+    uint64_t i = 1;
+    while (true) {
+        PtxBlock child;
+        uint64_t jump = 0;
+        if (referenceParse(image, position + i, position + 7 + block.blockSize, child)) {
+            jump = child.blockSize + 7;
+            block.children.push_back(child);
+        }
+        i += jump != 0 ? jump : 1;
+        if (i >= block.blockSize || position + i + jump >= limit) return true;
+    }
+}
+
+void expectSameTree(const PtxBlock& a, const PtxBlock& b) {
+    ASSERT_EQ(a.offset, b.offset);
+    ASSERT_EQ(a.blockSize, b.blockSize);
+    ASSERT_EQ(a.contentType, b.contentType);
+    ASSERT_EQ(a.children.size(), b.children.size()) << "at " << a.offset;
+    for (size_t k = 0; k < a.children.size(); ++k) expectSameTree(a.children[k], b.children[k]);
+}
+
+TEST(BlockParse, AgreesWithTheRecursiveForm) {
+    std::vector<std::vector<uint8_t>> images;
+    std::mt19937 random(5);
+    for (int round = 0; round < 100; ++round) {
+        // Nested heads: "Z", type 0..2, a size reaching near the end of the image.
+        std::vector<uint8_t> bytes(300 + random() % 300, 0);
+        for (size_t p = 0; p + 9 < bytes.size(); p += 1 + random() % 12) {
+            bytes[p] = 'Z';
+            bytes[p + 1] = static_cast<uint8_t>(random() % 3);
+            const uint32_t size = static_cast<uint32_t>(random() % (bytes.size() - p));
+            for (int k = 0; k < 4; ++k) bytes[p + 3 + k] = static_cast<uint8_t>(size >> (8 * k));
+        }
+        images.push_back(bytes);
+    }
+    const std::string folder = realSessionFolder();
+    if (!folder.empty()) images.push_back(decryptedImage(folder + "/TestPTX.ptx"));
+    for (const std::vector<uint8_t>& bytes : images) {
+        const ImageView image = viewOf(bytes);
+        for (uint64_t p = 0; p < bytes.size(); p += 1 + p / 64) {
+            PtxBlock mine;
+            PtxBlock theirs;
+            const bool parsed = parseBlockAt(image, p, bytes.size(), mine);
+            ASSERT_EQ(parsed, referenceParse(image, p, bytes.size(), theirs)) << p;
+            if (parsed) expectSameTree(mine, theirs);
+        }
+    }
+}
+
+TEST(BlockParse, RefusesHeadsThatDoNotFit) {
+    PtxBlock block;
+    // "Z", type 1, size 2, content type 0x1028, one byte behind.
+    const std::vector<uint8_t> good = {'Z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00};
+    ASSERT_TRUE(parseBlockAt(viewOf(good), 0, good.size(), block));
+    EXPECT_EQ(block.offset, 7u);
+    EXPECT_EQ(block.blockSize, 2u);
+    EXPECT_EQ(block.blockType, 1);
+    EXPECT_EQ(block.contentType, 0x1028);
+    EXPECT_EQ(block.end(), 9u);
+
+    const std::vector<std::vector<uint8_t>> refused = {
+        {'Z', 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x28},              // content type cut: position + 8 is the end
+        {'Z', 0x01, 0x00, 0x02, 0x00},                                // head cut in the size
+        {'z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00},  // not "Z"
+        {'Z', 0x01, 0x01, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00},  // block type 0x0101
+        {'Z', 0x01, 0x00, 0x04, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00},  // size runs past the end
+        {'Z', 0x01, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0x28, 0x10, 0x00},  // size 2^32 - 1
+    };
+    for (size_t k = 0; k < refused.size(); ++k)
+        EXPECT_FALSE(parseBlockAt(viewOf(refused[k]), 0, refused[k].size(), block)) << "vector " << k;
+    EXPECT_FALSE(parseBlockAt(viewOf(good), 0, 8, block));  // the limit ends before the block
+    EXPECT_FALSE(parseBlockAt(viewOf(good), UINT64_MAX - 3, UINT64_MAX, block));
+
+    // Size 0 is a block without body; the walk accepts it, the scan does not.
+    const std::vector<uint8_t> empty = {'Z', 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00};
+    EXPECT_TRUE(parseBlockAt(viewOf(empty), 0, empty.size(), block));
+    EXPECT_TRUE(referenceScan(viewOf(empty), 0x1028, 0, empty.size()).empty());
+}
+
+TEST(BlockParse, FindsNestedChildrenAndPassesOverFalseOnes) {
+    ImageBuilder b;
+    const size_t outer = b.position();
+    b.openBlock(0x1004, 2);
+    b.u32(3);
+    // A false head: "Z" with the block type 0x015A. The search goes on at the next
+    // byte, which heads a real child.
+    b.u8('Z');
+    b.openBlock(0x103A, 1);
+    b.zeros(5);
+    b.block(0x1001, {1, 2, 3, 4});
+    b.closeBlock();
+    b.block(0x1003, {9, 9});
+    b.closeBlock();
+    const size_t outerEnd = b.position();
+    b.zeros(40);
+
+    PtxBlock block;
+    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), outer, b.image().size(), block));
+    EXPECT_EQ(block.contentType, 0x1004);
+    ASSERT_EQ(block.children.size(), 2u);
+    EXPECT_EQ(block.children[0].contentType, 0x103A);
+    EXPECT_EQ(block.children[0].start(), outer + 14);
+    ASSERT_EQ(block.children[0].children.size(), 1u);
+    EXPECT_EQ(block.children[0].children[0].contentType, 0x1001);
+    EXPECT_EQ(block.children[1].contentType, 0x1003);
+    EXPECT_EQ(block.children[1].end(), outerEnd);
+
+    // The search of a body stops once the width of the child just found would carry
+    // it past the limit: with the limit at the block's own end, the second child,
+    // narrower than the first, is not reached.
+    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), outer, outerEnd, block));
+    ASSERT_EQ(block.children.size(), 1u);
+    EXPECT_EQ(block.children[0].contentType, 0x103A);
+}
+
+TEST(BlockWalk, StepsByTheLastAcceptedWidth) {
+    // Head, one byte of junk (the walk moves by 1 until a block is found), a block of
+    // 16 bytes, 16 bytes that hold no block (the walk repeats the width 16), a block
+    // found there, then a block one byte off the step, which the walk misses.
+    ImageBuilder b;
+    b.u8(0xEE);
+    b.block(0x0001, std::vector<uint8_t>(7, 0));
+    b.zeros(16);
+    b.block(0x0002, std::vector<uint8_t>(7, 0));
+    b.u8(0xEE);
+    b.block(0x0003, std::vector<uint8_t>(7, 0));
+    b.zeros(30);
+
+    const std::vector<PtxBlock> top = walkBlockTree(viewOf(b.image()));
+    ASSERT_EQ(top.size(), 2u);
+    EXPECT_EQ(top[0].start(), 21u);
+    EXPECT_EQ(top[1].start(), 53u);
+
+    // No tree for a big-endian image or one under 65 bytes.
+    std::vector<uint8_t> bigEndian = b.image();
+    bigEndian[17] = 1;
+    EXPECT_TRUE(walkBlockTree(viewOf(bigEndian)).empty());
+    const std::vector<uint8_t> tiny(b.image().begin(), b.image().begin() + 64);
+    EXPECT_TRUE(walkBlockTree(viewOf(tiny)).empty());
+}
+
+TEST(BlockScan, IndexAnswersAsTheByteScanOnRandomImages) {
+    std::mt19937 random(20240611);
+    // Bytes drawn mostly from the head alphabet, so that many positions look like heads.
+    const uint8_t alphabet[] = {'Z', 0x00, 0x00, 0x01, 0x02, 0x05, 0x10, 0x28};
+    const uint16_t types[] = {0x0000, 0x0001, 0x0100, 0x1028, 0x2801, 0x0505};
+    for (int round = 0; round < 200; ++round) {
+        std::vector<uint8_t> bytes(random() % 400);
+        for (uint8_t& byte : bytes)
+            byte = random() % 4 == 0 ? static_cast<uint8_t>(random()) : alphabet[random() % 8];
+        const ImageView image = viewOf(bytes);
+        const SessionImage session = makeSessionImage(image);
+        for (uint16_t type : types) {
+            ASSERT_EQ(session.scan(type), referenceScan(image, type, 0, bytes.size())) << round;
+            const uint64_t from = random() % (bytes.size() + 10);
+            const uint64_t to = random() % (bytes.size() + 20);
+            ASSERT_EQ(session.scan(type, from, to), referenceScan(image, type, from, to))
+                << "round " << round << " from " << from << " to " << to;
+        }
+    }
+}
+
+TEST(BlockScan, IndexAnswersAsTheByteScanOnRealSessions) {
+    const std::string folder = realSessionFolder();
+    if (folder.empty()) GTEST_SKIP() << "no real sessions";
+    std::vector<std::string> paths = filesEnding(folder, ".ptx");
+    const std::vector<std::string> bench = filesEnding(TRELLUM_SHARED_DIR "/bench", ".ptx");
+    if (!bench.empty()) paths.push_back(bench.front());
+    const uint16_t types[] = {0x1028, 0x1004, 0x103A, 0x1001, 0x2519, 0x2067, 0x262F, 0x0002, 0x0000};
+    for (const std::string& path : paths) {
+        const std::vector<uint8_t> bytes = decryptedImage(path);
+        const ImageView image = viewOf(bytes);
+        const auto started = std::chrono::steady_clock::now();
+        const SessionImage session = makeSessionImage(image);
+        const uint64_t n = bytes.size();
+        const uint64_t ranges[][2] = {{0, n}, {0, n / 2}, {n / 3, 2 * n / 3}, {n - 5000, n + 7}, {20, 31}};
+        for (uint16_t type : types)
+            for (const auto& range : ranges)
+                ASSERT_EQ(session.scan(type, range[0], range[1]), referenceScan(image, type, range[0], range[1]))
+                    << path << " type " << type << " from " << range[0] << " to " << range[1];
+        // Ranges that are whole top-level blocks, as readers ask for them.
+        for (const PtxBlock& block : walkBlockTree(image))
+            ASSERT_EQ(session.scan(0x1001, block.start(), block.end()),
+                      referenceScan(image, 0x1001, block.start(), block.end()));
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3)) << path;
+    }
+}
+
+TEST(DamageCheck, SmallImagesShowEachVerdict) {
+    // Nine bytes or fewer: nothing complete, verdict none.
+    const std::vector<uint8_t> nine = {'Z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10};
+    ImageCheck check = checkImage(viewOf(nine));
+    EXPECT_EQ(check.lastCompleteEnd, 0u);
+    EXPECT_EQ(check.verdict, DamageVerdict::none);
+
+    // No "Z" anywhere.
+    check = checkImage(viewOf(std::vector<uint8_t>(50, 0x11)));
+    EXPECT_EQ(check.lastCompleteEnd, 0u);
+    EXPECT_EQ(check.verdict, DamageVerdict::none);
+
+    // Two blocks that reach exactly to the end: whole.
+    ImageBuilder b;
+    b.block(0x1028, std::vector<uint8_t>(12, 1));
+    const size_t second = b.position();
+    b.block(0x1004, std::vector<uint8_t>(30, 2));
+    check = checkImage(viewOf(b.image()));
+    EXPECT_EQ(check.lastCompleteEnd, b.image().size());
+    EXPECT_EQ(check.chainBreak, b.image().size());
+    EXPECT_EQ(check.verdict, DamageVerdict::none);
+    EXPECT_STREQ(damageWord(check.verdict), "none");
+
+    // One stray byte behind: incomplete by 1 byte.
+    std::vector<uint8_t> stray = b.image();
+    stray.push_back(0);
+    check = checkImage(viewOf(stray));
+    EXPECT_EQ(check.verdict, DamageVerdict::incomplete);
+    EXPECT_EQ(stray.size() - check.lastCompleteEnd, 1u);
+    EXPECT_STREQ(damageWord(check.verdict), "incomplete");
+
+    // Size 0 in the second block ends the chain there, while a block further on
+    // (inside the old second body) still reaches the end.
+    std::vector<uint8_t> hole = b.image();
+    for (int k = 0; k < 4; ++k) hole[second + 3 + k] = 0;
+    const std::vector<uint8_t> tail = {'Z', 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x33, 0x10, 0x00};
+    std::copy(tail.begin(), tail.end(), hole.end() - tail.size());
+    check = checkImage(viewOf(hole));
+    EXPECT_EQ(check.lastCompleteEnd, hole.size());
+    EXPECT_EQ(check.chainBreak, second);
+    EXPECT_EQ(check.verdict, DamageVerdict::damaged);
+    EXPECT_STREQ(damageWord(check.verdict), "damaged");
+}
+
+TEST(DamageCheck, RealSessionsCutShortOrHoledAreFound) {
+    const std::string folder = realSessionFolder();
+    if (folder.empty()) GTEST_SKIP() << "no real sessions";
+    for (const std::string& path : filesEnding(folder, ".ptx")) {
+        const std::vector<uint8_t> bytes = decryptedImage(path);
+        const ImageView image = viewOf(bytes);
+        EXPECT_EQ(checkImage(image).verdict, DamageVerdict::none) << path;
+
+        // The first block holds the position of the last top-level block, an index
+        // that reaches to the end of the file.
+        const std::vector<PtxBlock> top = walkBlockTree(image);
+        ASSERT_GE(top.size(), 3u) << path;
+        const uint64_t lastStart = image.u32(27);
+        ASSERT_EQ(top.back().start(), lastStart) << path;
+        ASSERT_EQ(top.back().end(), bytes.size()) << path;
+
+        // Cut inside that last block: everything from its start on is behind the
+        // last complete block.
+        for (uint64_t cut : {1u, 9u, 100u, 1000u}) {
+            const ImageView shorter{bytes.data(), bytes.size() - cut};
+            const ImageCheck check = checkImage(shorter);
+            EXPECT_EQ(check.verdict, DamageVerdict::incomplete) << path << " cut " << cut;
+            EXPECT_EQ(shorter.length - check.lastCompleteEnd, shorter.length - lastStart)
+                << path << " cut " << cut;
+        }
+
+        // Zero 64 bytes from inside one top-level block over the head of the next,
+        // near the middle: the chain breaks at that head, the end is still whole.
+        const PtxBlock* middle = nullptr;
+        for (size_t k = 1; k < top.size(); ++k)
+            if (top[k].start() <= bytes.size() / 2 && top[k - 1].end() - top[k - 1].start() >= 32)
+                middle = &top[k];
+        ASSERT_NE(middle, nullptr) << path;
+        std::vector<uint8_t> holed = bytes;
+        std::fill(holed.begin() + middle->start() - 16, holed.begin() + middle->start() + 48, 0);
+        const ImageCheck check = checkImage(viewOf(holed));
+        EXPECT_EQ(check.verdict, DamageVerdict::damaged) << path;
+        EXPECT_EQ(check.chainBreak, middle->start()) << path;
+    }
+}
+
+}  // namespace

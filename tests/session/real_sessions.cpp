@@ -1,0 +1,66 @@
+#include "session/real_sessions.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+std::string realSessionFolder() {
+    const std::string folder = TRELLUM_SHARED_DIR "/sessions";
+    struct stat info {};
+    return stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) ? folder : std::string();
+}
+
+std::vector<std::string> filesEnding(const std::string& folder, const std::string& extension) {
+    std::vector<std::string> paths;
+    DIR* dir = opendir(folder.c_str());
+    if (dir == nullptr) return paths;
+    while (const dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name.size() > extension.size() &&
+            name.compare(name.size() - extension.size(), extension.size(), extension) == 0)
+            paths.push_back(folder + "/" + name);
+    }
+    closedir(dir);
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+std::vector<uint8_t> readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void writeBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+SessionFacts readFacts(const std::string& sessionPath) {
+    SessionFacts facts;
+    std::ifstream in(sessionPath.substr(0, sessionPath.rfind('.')) + ".facts");
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream words(line);
+        std::string word;
+        words >> word;
+        if (word == "sample_rate") {
+            words >> facts.sampleRate;
+        } else if (word == "file") {
+            // file INDEX "NAME" length SAMPLES
+            FactsFile file;
+            words >> file.index;
+            const size_t open = line.find('"');
+            const size_t close = line.rfind('"');
+            if (open == std::string::npos || close <= open) continue;
+            file.name = line.substr(open + 1, close - open - 1);
+            std::istringstream rest(line.substr(close + 1));
+            rest >> word >> file.length;
+            facts.files.push_back(file);
+        }
+    }
+    return facts;
+}
