@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "project/text.h"
+#include "session/blocks.h"
+#include "session/real_sessions.h"
+#include "session/ptx_file.h"
+#include "support/image_builder.h"
+#include "support/run_capture.h"
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+std::string baseName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+}  // namespace
+
+TEST(RealSessionRuns, EverySessionConvertsAndTheOlderOneIsRefused) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    const std::string folder = makeTempFolder("real-runs");
+    for (const std::string& path : filesEnding(sessions, ".ptx")) {
+        const std::string copy = folder + "/" + baseName(path);
+        std::filesystem::copy_file(path, copy);
+        ConvertOptions options = optionsFor(copy);
+        options.checkOnly = true;
+        CapturedRun checked = runConvert(options);
+        EXPECT_EQ(checked.code, 0) << path << "\n" << checked.console;
+        EXPECT_TRUE(contains(checked.console, "damage none\n")) << path;
+
+        CapturedRun run = runConvert(optionsFor(copy));
+        ASSERT_EQ(run.code, 0) << path << "\n" << run.console;
+        const std::string project = readFileText(copy.substr(0, copy.size() - 4) + ".rpp");
+        EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u) << path;
+        EXPECT_EQ(checkProjectText(project), std::nullopt) << path;
+    }
+    for (const std::string& path : filesEnding(sessions, ".ptf")) {
+        CapturedRun run = runConvert(optionsFor(path));
+        EXPECT_EQ(run.code, 1);
+        EXPECT_TRUE(contains(run.console, "this is an OLDER Pro Tools session format")) << path;
+    }
+}
+
+TEST(RealSessionRuns, CutAndHoledCopiesAreAnnouncedAndStillConvert) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    const std::string folder = makeTempFolder("damaged-runs");
+    const std::vector<uint8_t> whole = readBytes(sessions + "/TestPTX.ptx");
+    SessionFile loaded;
+    ASSERT_EQ(loadSession(loaded, sessions + "/TestPTX.ptx", 48000), 0);
+
+    // Cut short: what lies behind the last block that still fits is counted.
+    std::vector<uint8_t> cut(whole.begin(), whole.end() - 500);
+    writeBytes(folder + "/cut.ptx", cut);
+    std::vector<uint8_t> cutImage(loaded.image.begin(), loaded.image.end() - 500);
+    const ImageCheck cutCheck = checkImage(ImageView{cutImage.data(), cutImage.size()});
+    ASSERT_EQ(cutCheck.verdict, DamageVerdict::incomplete);
+    CapturedRun run = runConvert(optionsFor(folder + "/cut.ptx"));
+    EXPECT_EQ(run.code, 0) << run.console;
+    EXPECT_TRUE(contains(run.console, "  *** THIS SESSION FILE LOOKS INCOMPLETE ***\n      " +
+                                          std::to_string(cutImage.size() - cutCheck.lastCompleteEnd) +
+                                          " byte(s) after the last complete block."))
+        << run.console;
+
+    // A hole of zeros over the head of a top-level block in the middle.
+    std::vector<PtxBlock> top = walkBlockTree(loaded.view());
+    ASSERT_GT(top.size(), 4u);
+    const PtxBlock& middle = top[top.size() / 2];
+    std::vector<uint8_t> holedImage = loaded.image;
+    for (uint64_t k = middle.start(); k < middle.start() + 32; ++k) holedImage[k] = 0;
+    applySessionCipher(holedImage);
+    writeBytes(folder + "/holed.ptx", holedImage);
+    ConvertOptions check = optionsFor(folder + "/holed.ptx");
+    check.checkOnly = true;
+    run = runConvert(check);
+    EXPECT_EQ(run.code, 0) << run.console;
+    EXPECT_TRUE(contains(run.console, "damage damaged\n"));
+    EXPECT_TRUE(contains(run.console, "  *** THIS SESSION FILE IS DAMAGED ***\n      Its structure breaks at byte " +
+                                          std::to_string(middle.start()) + ", "))
+        << run.console;
+}
