@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/console.h"
+#include "session/ptx_file.h"
+#include "session/session_info.h"
+#include "support/image_builder.h"
+
+namespace {
+
+using Bytes = std::vector<std::pair<size_t, uint8_t>>;
+
+// Reads the built image, with spare bytes behind it so the last block is scanned too.
+SessionInfo infoOf(ImageBuilder& builder) {
+    builder.zeros(16);
+    const std::vector<uint8_t>& bytes = builder.image();
+    return readSessionInfo(makeSessionImage(ImageView{bytes.data(), bytes.size()}), 44100, 12);
+}
+
+// A block of the given block size, zero but for the bytes at the given offsets
+// from its "Z"; offsets past its end are left out.
+void block(ImageBuilder& builder, uint16_t type, uint32_t size, const Bytes& values) {
+    builder.openBlock(type);
+    for (size_t offset = 9; offset < 7 + size; ++offset) {
+        uint8_t value = 0;
+        for (const auto& [at, byte] : values) value = at == offset ? byte : value;
+        builder.u8(value);
+    }
+    builder.closeBlock();
+}
+
+SessionInfo savedBy(const std::vector<std::string>& names, size_t lead = 40) {
+    ImageBuilder builder;
+    builder.zeros(lead);
+    for (const std::string& name : names) builder.name(name);
+    builder.zeros(64);
+    return infoOf(builder);
+}
+
+std::string said(void (*note)(const SessionInfo&), const SessionInfo& info) {
+    std::string text;
+    NullSink sink;
+    setConsoleSink(&sink);
+    setConsoleCapture(&text);
+    note(info);
+    setConsoleCapture(nullptr);
+    setConsoleSink(nullptr);
+    return text;
+}
+
+}  // namespace
+
+TEST(SessionInfo, SavedByVersionAndTheDarkThemeGate) {
+    struct Case { const char* version; int32_t major; bool gate; };
+    for (const Case& c : {Case{"2020.11.0", 2020, true}, Case{"2020.9", 2020, false}, Case{"2021", 2021, true},
+                          Case{"2020", 2020, false}, Case{"2020.10.3", 2020, false}, Case{"12.5.0.395", 12, false}}) {
+        SessionInfo info = savedBy({"Pro Tools Ultimate", c.version});
+        EXPECT_EQ(info.savedByProduct + " " + info.savedByVersion, std::string("Pro Tools Ultimate ") + c.version);
+        EXPECT_EQ(info.savedByMajor, c.major) << c.version;
+        EXPECT_EQ(info.savedAt2020_11OrLater, c.gate) << c.version;
+    }
+    // A word behind the product clears it, whatever follows; "Pro Tools" alone is too short
+    // to be one; the version must end within the first 1024 bytes (20 head bytes, 16 + 10 text).
+    for (SessionInfo info : {savedBy({"Pro Tools Ultimate", "Ultimate", "2023.6.0"}), savedBy({"Pro Tools", "2023.6.0"}),
+                             savedBy({"Pro Tools 12", "12.5.0"}, 1024 - 20 - 16 - 10 + 1)}) {
+        EXPECT_EQ(info.savedByProduct + info.savedByVersion, "");
+        EXPECT_EQ(info.savedByMajor, -1);
+        EXPECT_TRUE(info.savedAt2020_11OrLater);
+    }
+    EXPECT_EQ(savedBy({"Pro Tools 12", "12.5.0"}, 1024 - 20 - 16 - 10).savedByVersion, "12.5.0");
+}
+
+// Each fixed-offset value, in a block just long enough and one byte shorter.
+TEST(SessionInfo, FixedOffsetValuesAndTheirBlockBounds) {
+    struct Case { uint16_t type; uint32_t size; size_t offset; uint8_t byte; int32_t SessionInfo::*field; int32_t expected; };
+    const Case cases[] = {
+        {0x1028, 112, 118, 3, &SessionInfo::panDepthCode, 3},  {0x1028, 111, 118, 3, &SessionInfo::panDepthCode, -1},
+        {0x1028, 115, 121, 32, &SessionInfo::bitDepth, 32},     {0x1028, 114, 121, 32, &SessionInfo::bitDepth, -1},
+        {0x2055, 31, 29, 1, &SessionInfo::clickState, 1},       {0x2055, 31, 29, 0, &SessionInfo::clickState, 0},
+        {0x2055, 31, 29, 2, &SessionInfo::clickState, -1},      {0x2055, 30, 29, 1, &SessionInfo::clickState, -1},
+        {0x2055, 32, 29, 1, &SessionInfo::clickState, -1},      {0x20A2, 30, 36, 2, &SessionInfo::trackColorCoding, 2},
+        {0x20A2, 29, 36, 2, &SessionInfo::trackColorCoding, -1}, {0x20A2, 32, 38, 7, &SessionInfo::clipColorCoding, 7},
+        {0x20A2, 31, 38, 7, &SessionInfo::clipColorCoding, -1}, {0x270A, 7, 13, 3, &SessionInfo::videoQuality, 3},
+        {0x270A, 6, 13, 3, &SessionInfo::videoQuality, -1},     {0x204D, 22, 9, 2, &SessionInfo::timecodeRateCode, 2},
+        {0x204D, 21, 9, 2, &SessionInfo::timecodeRateCode, -1},
+    };
+    for (const Case& c : cases) {
+        ImageBuilder builder;
+        block(builder, c.type, c.size, {{c.offset, c.byte}});
+        builder.u8(c.byte);  // the byte a block one short of the offset misses
+        EXPECT_EQ(infoOf(builder).*c.field, c.expected) << std::hex << c.type << std::dec << " size " << c.size;
+    }
+    // Each header value comes from the first block long enough for it: the file
+    // type needs block size 4, the sample format more than 121 bytes.
+    ImageBuilder builder;
+    block(builder, 0x1028, 3, {{9, 4}});
+    block(builder, 0x1028, 112, {{9, 3}, {118, 1}});
+    block(builder, 0x1028, 114, {{119, 1}});
+    block(builder, 0x1028, 115, {{118, 4}, {121, 16}});
+    SessionInfo info = infoOf(builder);
+    EXPECT_EQ(info.fileTypeCode * 1000 + info.panDepthCode * 100 + info.floatSamples * 10 + info.bitDepth, 3116);
+    EXPECT_EQ(readSessionInfo(makeSessionImage(ImageView{}), 0, 12).sampleRate, 48000);
+}
+
+TEST(SessionInfo, TimecodeWideLayoutAndRates) {
+    // The wide pair stands behind a text of at most 64 bytes and must fit the block.
+    struct Layout { uint32_t textLength; size_t wideBytes; bool found; };
+    for (const Layout& c : {Layout{11, 8, true}, Layout{11, 7, false}, Layout{64, 8, true}, Layout{65, 8, false}}) {
+        ImageBuilder builder;
+        size_t wide = 38 + c.textLength;
+        block(builder, 0x204D, static_cast<uint32_t>(wide - 7 + c.wideBytes),
+              {{9, 8}, {18, 100}, {34, static_cast<uint8_t>(c.textLength)}, {wide, 14}, {wide + 4, 200}});
+        SessionInfo info = infoOf(builder);
+        EXPECT_EQ(info.timecodeRateCode, 8);
+        EXPECT_EQ(info.timecodeWideFound, c.found) << c.textLength << " " << c.wideBytes;
+        EXPECT_EQ(info.timecodeRateCodeWide, c.found ? 14 : -1);
+        EXPECT_EQ(info.sessionStartFramesWide, c.found ? 200u : 0u);
+    }
+
+    auto timecode = [](int32_t code, uint32_t frames, int32_t wideCode = -1, uint32_t wideFrames = 0) {
+        SessionInfo info;
+        info.timecodeRateCode = code;
+        info.sessionStartFrames = frames;
+        info.timecodeWideFound = wideCode >= 0;
+        info.timecodeRateCodeWide = wideCode;
+        info.sessionStartFramesWide = wideFrames;
+        return sessionTimecode(info);
+    };
+    // 30 drop stored wide as 60 drop, with twice the frames (integer division);
+    // frames that disagree find no row.
+    SessionTimecode tc = timecode(8, 108000, 14, 216001);
+    ASSERT_NE(tc.row, nullptr);
+    EXPECT_STREQ(tc.row->longName, "60 fps drop frame");
+    EXPECT_STREQ(tc.row->dropNumber, "60");
+    EXPECT_EQ(tc.integerRate, 60);
+    EXPECT_DOUBLE_EQ(tc.startSeconds, 216001.0 / 60);
+    tc = timecode(8, 108000, 14, 216002);
+    EXPECT_TRUE(tc.row == nullptr && tc.integerRate == 30 && tc.startSeconds == 3600) << tc.shortName;
+    EXPECT_STREQ(tc.shortName, "30 drop");
+
+    // Without the wide layout only the rows of factor 1 count; code 4 has no row and runs at 30.
+    tc = timecode(9, 86400);
+    EXPECT_STREQ(tc.row->longName, "23.976 fps");
+    EXPECT_NEAR(tc.startSeconds, 3603.6, 1e-9);
+    EXPECT_STREQ(timecode(5, 0).row->dropNumber, "");  // REAPER has 29.97 drop frame
+    tc = timecode(4, 60);
+    EXPECT_TRUE(tc.row == nullptr && tc.startSeconds == 2);
+    EXPECT_STREQ(tc.shortName, "30");
+}
+
+TEST(SessionInfo, ColorCodingBehindAChildBlock) {
+    // A child at +9 moves the two bytes right behind it; a clip byte past the end
+    // stays unknown; a child that fills the block leaves the fixed place (+36).
+    struct Case { std::vector<uint8_t> behind; int32_t track, clip; };
+    for (const Case& c : {Case{{4, 0, 6, 0}, 4, 6}, Case{{3, 0}, 3, -1}, Case{{}, 0, -1}}) {
+        ImageBuilder builder;
+        builder.openBlock(0x20A2);
+        block(builder, 0x2011, 21, {});
+        builder.bytes(c.behind);
+        builder.closeBlock();
+        SessionInfo info = infoOf(builder);
+        EXPECT_EQ(info.trackColorCoding, c.track) << c.behind.size();
+        EXPECT_EQ(info.clipColorCoding, c.clip) << c.behind.size();
+    }
+    EXPECT_STREQ(clipColorCodingName(7), "Clip List Color");
+}
+
+TEST(SessionInfo, GridAndNudgeTokens) {
+    auto gridOf = [](const std::string& text, uint32_t size = 64) {
+        ImageBuilder builder;
+        builder.openBlock(0x2066);
+        builder.text(text);
+        builder.zeros(7 + size - 9 - text.size());
+        builder.closeBlock();
+        return infoOf(builder);
+    };
+    const char stored[] = "\x0c\0\0\0   0| 0| 240\x0b\0\0\0   1| 0| 000;";
+    SessionInfo info = gridOf(std::string(stored, sizeof stored - 1));
+    ASSERT_TRUE(info.nudgeBarsBeatsTicks && info.gridBarsBeatsTicks);
+    EXPECT_EQ(info.nudgeBarsBeatsTicks->ticks, 240);
+    EXPECT_DOUBLE_EQ(gridQuarterNotes(info, 4, 4), 4);
+    EXPECT_DOUBLE_EQ(gridQuarterNotes(info, 6, 8), 3);
+    info = gridOf("x1234567|1234567|999 x0| 1| 480;");
+    EXPECT_EQ(info.nudgeBarsBeatsTicks->beats, 1234567);
+    EXPECT_DOUBLE_EQ(gridQuarterNotes(info, 4, 4), 1.5);
+
+    // Not tokens: 4 tick digits, 8 bar digits, a digit or a space before; one
+    // token is not enough. Block sizes outside 24 to 4000 are passed over.
+    for (const char* text : {"   1| 0| 0000 x2| 3| 240;", "x12345678|0|000 x0|1|000;", "x5   1| 2| 003 x 0|0|240;"}) {
+        info = gridOf(text);
+        EXPECT_FALSE(info.gridBarsBeatsTicks || info.nudgeBarsBeatsTicks) << text;
+    }
+    for (uint32_t size : {23u, 24u, 4000u, 4001u}) {
+        info = gridOf("x0|0|001 x0|0|002", size);
+        EXPECT_EQ(info.gridBarsBeatsTicks.has_value(), size == 24 || size == 4000) << size;
+    }
+
+    // Only a grid above 0 and below 1000 quarter notes is used.
+    for (auto [grid, quarters] : {std::pair{BarsBeatsTicks{0, 0, 0}, 0.0}, std::pair{BarsBeatsTicks{249, 3, 480}, 999.5},
+                                  std::pair{BarsBeatsTicks{250, 0, 0}, 0.0}}) {
+        info.gridBarsBeatsTicks = grid;
+        EXPECT_EQ(gridQuarterNotes(info, 4, 4), quarters) << grid.bars;
+    }
+}
+
+TEST(SessionInfo, VideoFrameRate) {
+    ImageBuilder builder;
+    block(builder, 0x2519, 11, {{17, 0x38}});  // 24.0 would need one byte more
+    builder.u8(0x40);
+    for (double value : {0.0, 30000.0, 26.0, 25.12, 29.97}) {  // 26 is 4 % off 25; 25.12 within 0.5 %
+        builder.openBlock(0x2519);
+        builder.u16(0);
+        builder.f64(value);
+        builder.closeBlock();
+    }
+    EXPECT_DOUBLE_EQ(infoOf(builder).videoFrameRate, 25.12);
+}
+
+TEST(SessionInfo, ConsoleNotes) {
+    SessionInfo info;
+    for (int32_t silent : {-1, 2}) {
+        info.panDepthCode = silent;
+        EXPECT_EQ(said(sayPanDepthNote, info), "");
+    }
+    info.panDepthCode = 3;
+    EXPECT_EQ(said(sayPanDepthNote, info),
+              "  Pan law: -4.5 dB, read from the session's Pan Depth\n"
+              "      setting (Pro Tools' own default is -3.0 dB).\n");
+    info.panDepthCode = 0;
+    EXPECT_EQ(said(sayPanDepthNote, info),
+              "  *** Pan Depth enum 0 is not one this build knows.\n"
+              "      PANLAW was written as -3.0 dB, Pro Tools' default.\n"
+              "      Check Setup > Pan Depth against REAPER's pan law.\n");
+    EXPECT_EQ(panLawDb(0) + panLawDb(1) + panLawDb(4) + panLawDb(5), -3.0 - 2.5 - 6.0 - 3.0);
+
+    EXPECT_EQ(said(saySavedByNote, savedBy({"Pro Tools Ultimate", "2023.6.0"})),
+              "  NOTE: the sessions this tool is tested against were all saved\n"
+              "      by Pro Tools 12.5. 2023.6.0 is outside that.\n");
+    EXPECT_EQ(said(saySavedByNote, savedBy({"Pro Tools Ultimate", "12.5.0.395"})), "");
+    EXPECT_EQ(said(saySavedByNote, SessionInfo{}), "");
+}
+
+TEST(SessionInfo, RealSessions) {
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::path(TRELLUM_SHARED_DIR) / "sessions";
+    if (!fs::is_directory(folder)) GTEST_SKIP() << "no shared sessions";
+    int seen = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        if (entry.path().extension() != ".ptx") continue;
+        const std::string stem = entry.path().stem().string();
+        SessionFile file;
+        ASSERT_EQ(loadSession(file, entry.path().string(), 48000), 0) << stem;
+        if (file.sessionRate > 0 && file.sessionRate != 48000) loadSession(file, entry.path().string(), file.sessionRate);
+        SessionInfo info = readSessionInfo(makeSessionImage(file.view()), file.sessionRate, file.versionByte);
+        ++seen;
+
+        int64_t factsRate = 0;
+        std::ifstream facts(folder / (stem + ".facts"));
+        for (std::string word; facts >> word;) {
+            if (word == "sample_rate") facts >> factsRate;
+        }
+        EXPECT_EQ(info.sampleRate, factsRate) << stem;
+        EXPECT_EQ(info.fileTypeCode, stem == "TestPTX" ? 4 : 3) << stem;  // AIFF there, WAV elsewhere
+        EXPECT_EQ(info.savedByProduct.empty(), info.savedByVersion.empty()) << stem;
+        EXPECT_EQ(info.savedByMajor > 0, !info.savedByVersion.empty()) << stem;
+        EXPECT_TRUE(info.timecodeRateCode != -1 && info.gridBarsBeatsTicks && info.trackColorCoding != -1) << stem;
+        // The format bytes follow the header's folder path, whose length differs per machine.
+        EXPECT_EQ(info.panDepthCode, 2) << stem;
+        EXPECT_EQ(info.bitDepth, stem == "Untitled32" ? 32 : 24) << stem;
+        EXPECT_EQ(info.floatSamples, stem == "Untitled32") << stem;
+
+        SessionTimecode tc = sessionTimecode(info);
+        if (stem == "1 stereo tracks") {  // 30 fps from 01:00:00:00, stored both ways
+            EXPECT_TRUE(tc.row && info.timecodeWideFound && tc.integerRate == 30 && tc.startSeconds == 3600);
+            EXPECT_EQ(info.clipColorCoding, 1);
+            EXPECT_DOUBLE_EQ(gridQuarterNotes(info, 4, 4), 4);
+        }
+        if (stem == "TestPTX") {  // 23.976 from zero
+            EXPECT_TRUE(tc.row && !info.timecodeWideFound && tc.integerRate == 24 && tc.startSeconds == 0);
+        }
+    }
+    EXPECT_GT(seen, 0);
+}
