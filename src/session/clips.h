@@ -1,0 +1,89 @@
+// The clip list, the clips placed on tracks and the sync points of the clips.
+// Clip and track lists are read through the block tree; everything else scans.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "session/blocks.h"
+#include "session/ptx_file.h"
+
+// One audio file of the session, as the session layer lists it.
+struct AudioFileRef {
+    std::string name;
+    uint16_t index = 0;
+    int64_t posAbsolute = 0;
+    int64_t length = 0;  // samples
+};
+std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files);
+
+// One note of a MIDI chunk, in ticks from the chunk's origin.
+struct MidiEvent {
+    uint64_t position = 0;
+    uint64_t length = 0;
+    uint8_t note = 0;
+    uint8_t velocity = 0;
+};
+
+// A clip index that names no clip: the entry stands for a track only.
+constexpr uint16_t kNoClip = 65535;
+
+// One clip of the clip list. Positions are samples or biased ticks, kept exact.
+struct ClipDefinition {
+    uint16_t index = 0;  // running number over all clip lists, from 0
+    std::string name;
+    int64_t start = 0;
+    int64_t sourceOffset = 0;  // samples into the file
+    int64_t length = 0;        // samples
+    uint8_t muted = 0;         // set from the placement
+    std::string fileName;
+    uint16_t fileIndex = 0;
+    int64_t filePosition = 0;  // equal to start
+    int64_t fileLength = 0;    // equal to length
+    std::vector<MidiEvent> midiEvents;
+    int32_t midiChunk = -1;  // -1 for audio
+};
+
+// One placement of a clip on a track; clip.start is the placement's position
+// (of the newer placement form only the low 32 bits of the stored value).
+struct AudioClip {
+    std::string trackName;
+    uint16_t trackIndex = 0;
+    uint8_t playlist = 0;
+    ClipDefinition clip;
+};
+
+// One placement of a MIDI clip on a MIDI track; clip.start is in ticks, unbiased.
+struct MidiClip {
+    std::string trackName;
+    uint16_t trackIndex = 0;
+    ClipDefinition clip;
+};
+
+struct ClipLists {
+    std::vector<ClipDefinition> audioClips;
+    std::vector<ClipDefinition> midiClips;
+    std::vector<AudioClip> audioPlacements;  // sorted by track, track numbers closed up
+    // One clipless entry (clip.index kNoClip) per MIDI track, numbered over MIDI
+    // tracks only: the MIDI placement step finds its tracks here, adds the
+    // placements and then removes the clipless entries.
+    std::vector<MidiClip> midiPlacements;
+};
+
+// The audio clip list and the audio placements of both placement forms, plus the
+// MIDI track entries. An image without a tree (under 65 bytes, or big-endian)
+// gives empty lists: the session layer has no lists of its own for those.
+ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files);
+
+// Each clip's sync point, as a distance in samples from the clip's start (0 for
+// none), in clip list order, with the clip names beside them.
+struct ClipSyncOffsets {
+    std::vector<uint64_t> values;
+    std::vector<std::string> names;
+};
+ClipSyncOffsets readClipSyncOffsets(const SessionImage& image);
+
+// True when the sync list may be used for these clips: one entry per clip, and
+// each entry's name and position agree with the clip's name and index.
+bool syncOffsetsMatch(const ClipSyncOffsets& offsets, const std::vector<ClipDefinition>& clips);

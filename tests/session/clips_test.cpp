@@ -1,0 +1,359 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+
+#include "session/clips.h"
+#include "session/file_folders.h"
+#include "session/playlists.h"
+#include "support/image_builder.h"
+
+namespace {
+
+const std::string kShared = TRELLUM_SHARED_DIR;
+
+// Keeps the bytes alive beside the image that views them.
+struct BuiltImage {
+    std::vector<uint8_t> bytes;
+    SessionImage image;
+    explicit BuiltImage(const ImageBuilder& builder)
+        : bytes(builder.image()), image(makeSessionImage(ImageView{bytes.data(), bytes.size()})) {}
+};
+
+// A clip: its head block (name, three-point record) and the file index behind it.
+void clip(ImageBuilder& b, uint16_t type, const std::string& name, uint64_t offset, uint8_t offsetWidth,
+          uint64_t length, uint8_t lengthWidth, uint64_t start, uint8_t startWidth, uint16_t file = 0,
+          uint64_t sync = 0, uint8_t syncWidth = 0) {
+    b.openBlock(type);
+    b.openBlock(0x2628);
+    b.name(name);
+    b.threePoint(offset, offsetWidth, sync, syncWidth, length, lengthWidth, start, startWidth);
+    b.closeBlock();
+    b.u16(file);
+    b.zeros(4);
+    b.closeBlock();
+}
+
+// A placement holder (0x1050) around its placement record (0x104F).
+void holder(ImageBuilder& b, uint32_t clipNumber, uint64_t position, uint8_t muted = 0) {
+    b.openBlock(0x1050, 2);
+    b.openBlock(0x104F, 10);
+    b.u8(muted);
+    b.u8(0);
+    b.u32(clipNumber);
+    b.u8(0);
+    b.u32(static_cast<uint32_t>(position));
+    b.u8(static_cast<uint8_t>(position >> 32));
+    b.zeros(30);
+    b.closeBlock();
+    b.u16(0);
+    b.closeBlock();
+}
+
+std::string describe(const ClipDefinition& c) {
+    return std::to_string(c.index) + " '" + c.name + "' " + c.fileName + "#" + std::to_string(c.fileIndex) + " " +
+           std::to_string(c.sourceOffset) + "+" + std::to_string(c.length) + " @" + std::to_string(c.start) + "/" +
+           std::to_string(c.filePosition) + "/" + std::to_string(c.fileLength);
+}
+
+std::vector<std::string> describe(const std::vector<AudioClip>& placements) {
+    std::vector<std::string> lines;
+    for (const AudioClip& p : placements) {
+        lines.push_back(std::to_string(p.trackIndex) + " " + p.trackName + " clip " + std::to_string(p.clip.index) +
+                        " at " + std::to_string(p.clip.start) + (p.clip.muted ? " muted" : ""));
+    }
+    return lines;
+}
+
+}  // namespace
+
+TEST(ClipList, ReadsBothListFormsWithFilesAndValueWidths) {
+    ImageBuilder b;
+    b.openBlock(0x100B);
+    b.u32(2);
+    clip(b, 0x1008, "drum", 1000, 2, 48000, 3, 5, 1, 1);
+    b.openBlock(0x1008);  // no head block: the name still stands at +18, the file index is 0
+    b.zeros(9);
+    b.name("bare");
+    b.threePoint(0, 0, 0, 0, 300, 2, 0, 0);
+    b.closeBlock();
+    b.closeBlock();
+    b.openBlock(0x262A);
+    b.u32(1);
+    clip(b, 0x2629, "", 0xFFFFFFFFFFull, 5, 77, 6, 0, 0, 7);  // width 5 counts, 6 does not
+    b.closeBlock();
+    b.openBlock(0x262A);
+    b.u32(1);
+    b.openBlock(0x2629);  // a name that runs past the image ends with it
+    b.zeros(9);
+    b.u32(1000);
+    b.text("tail");
+    b.closeBlock();
+    b.closeBlock();
+    BuiltImage built(b);
+
+    std::vector<AudioFileRef> files = {{"a.wav", 0, 0, 10}, {"b.wav", 1, 0, 20}};
+    std::vector<std::string> clips;
+    for (const ClipDefinition& c : readClipsAndPlacements(built.image, files).audioClips) clips.push_back(describe(c));
+    EXPECT_EQ(clips, (std::vector<std::string>{"0 'drum' b.wav#1 1000+48000 @5/5/48000", "1 'bare' a.wav#0 0+300 @0/0/300",
+                                               "2 '' #7 1099511627775+0 @0/0/0", "3 'tail' a.wav#0 0+0 @0/0/0"}));
+    // A file entry with an empty name answers every file index.
+    files.insert(files.begin(), AudioFileRef{"", 9, 0, 0});
+    EXPECT_EQ(readClipsAndPlacements(built.image, files).audioClips[0].fileName, "");
+    // Without a tree (a big-endian image) nothing is read.
+    b.patchU8(17, 1);
+    BuiltImage noTree(b);
+    EXPECT_TRUE(readClipsAndPlacements(noTree.image, files).audioClips.empty());
+}
+
+TEST(ClipPlacements, BothFormsPlaceClipsOnTracksAndCloseTrackNumbers) {
+    ImageBuilder b;
+    b.openBlock(0x262A);
+    b.u32(2);
+    clip(b, 0x2629, "one", 0, 0, 100, 1, 4410, 2);
+    clip(b, 0x2629, "two", 0, 0, 200, 1, 0, 0);
+    b.closeBlock();
+    b.openBlock(0x1015);
+    for (auto track : {std::make_pair("Left", std::vector<uint16_t>{2}), std::make_pair("Pair", std::vector<uint16_t>{3, 7}),
+                       std::make_pair("Again", std::vector<uint16_t>{3})}) {  // 3 is known: stays with Pair
+        b.openBlock(0x1014);
+        b.name(track.first);
+        b.u8(0);
+        b.u32(static_cast<uint32_t>(track.second.size()));
+        for (uint16_t n : track.second) b.u16(n);
+        b.closeBlock();
+    }
+    b.closeBlock();
+    b.openBlock(0x1054);
+    for (int track = 0; track < 8; ++track) {
+        b.openBlock(0x1052, 3);
+        b.name("T");
+        b.u32(track == 3 ? 5 : track == 0 || track == 2 || track == 7);
+        if (track == 0) holder(b, 0, 10);  // no track holds number 0
+        if (track == 2) holder(b, 1, kPositionBias + 5, 1);  // only the low 32 bits are kept
+        if (track == 3) {
+            holder(b, 0, 300);
+            holder(b, 1, 250);    // file order stands within a track
+            holder(b, 2, 400);    // past the clip list
+            holder(b, 65535, 0);  // the number of no clip
+            holder(b, 1, 999);    // the byte 2 behind its end is 1: skipped
+        }
+        if (track == 7) holder(b, 1, 700);
+        b.bytes(track == 3 ? std::vector<uint8_t>{1, 0, 1} : std::vector<uint8_t>{1, 0});
+        b.closeBlock();
+    }
+    b.closeBlock();
+    b.openBlock(0x1012);
+    for (int track = 0; track < 3; ++track) {
+        b.openBlock(0x1011);
+        b.u32(0);
+        b.openBlock(0x100F);
+        b.u32(0);
+        b.block(0x100E, {0, 0, static_cast<uint8_t>(track == 2 ? 0 : 1), 0, 0, 0, 0, 0});
+        b.closeBlock();
+        b.closeBlock();
+    }
+    b.closeBlock();
+    b.zeros(512);  // the tree stops looking for children near the end of the image
+    BuiltImage built(b);
+
+    ClipLists lists = readClipsAndPlacements(built.image, {});
+    EXPECT_EQ(describe(lists.audioPlacements),
+              (std::vector<std::string>{"0 Left clip 1 at " + std::to_string(kPositionBias % (1ull << 32) + 5) + " muted",
+                                        "0 Left clip 0 at 4410", "1 Pair clip 0 at 300", "1 Pair clip 1 at 250",
+                                        "2 Pair clip 1 at 700"}));
+    EXPECT_EQ(lists.audioPlacements.back().clip.length, 200);  // a copy of the clip
+    EXPECT_TRUE(lists.midiPlacements.empty());
+}
+
+TEST(ClipPlacements, MidiTracksFollowTheKindsOfTheTrackBlocks) {
+    ImageBuilder b;
+    b.block(0x261B, {0, 0});
+    b.openBlock(0x261D);
+    b.u16(0);
+    b.block(0x261B, {0, 0});  // the master's own: no track
+    b.closeBlock();
+    for (uint16_t kind : {0x2620, 0x2621, 0x2623}) b.block(kind, {0, 0});
+    b.openBlock(0x2519);
+    b.u32(5);
+    for (const char* name : {"Audio", "Master", "Keys", "Synth", "Other"}) {
+        b.openBlock(0x251A);
+        b.u16(0);
+        b.name(name);
+        b.closeBlock();
+    }
+    b.closeBlock();
+    BuiltImage built(b);
+
+    ClipLists lists = readClipsAndPlacements(built.image, {});
+    ASSERT_EQ(lists.midiPlacements.size(), 2u);
+    EXPECT_EQ(lists.midiPlacements[0].trackName + lists.midiPlacements[1].trackName, "KeysSynth");
+    EXPECT_EQ(lists.midiPlacements[1].trackIndex, 1);
+    EXPECT_EQ(lists.midiPlacements[1].clip.index, kNoClip);
+}
+
+TEST(ClipSyncOffsets, ReadsTheSecondValueOfEachClipInListOrder) {
+    ImageBuilder b;
+    b.openBlock(0x262A);
+    b.u32(90);  // a count whose first byte looks like a block start
+    clip(b, 0x2629, "a", 7, 2, 100, 1, 0, 0, 0, 1234, 3);
+    clip(b, 0x2629, "b", 7, 2, 100, 1, 0, 0, 0, 55, 0);   // no second value
+    clip(b, 0x2629, "c", 7, 6, 100, 1, 0, 0, 0, 55, 1);   // first width past 5
+    clip(b, 0x2629, std::string(255, 'n'), 0, 0, 0, 0, 0, 0, 0, 0xFFFFFFFFFFull, 5);
+    clip(b, 0x2629, std::string(256, 'n'), 0, 0, 0, 0, 0, 0, 0, 9, 1);  // name too long
+    b.block(0x4403, {0, 0, 0, 0});  // other blocks are jumped over
+    b.openBlock(0x2629);            // without a head block; the list inside is jumped over with it
+    b.zeros(9);
+    b.name("headless");
+    b.threePoint(0, 0, 9, 1, 0, 0, 0, 0);
+    b.openBlock(0x262A);
+    b.u32(1);
+    clip(b, 0x2629, "inner", 0, 0, 0, 0, 0, 0, 0, 1, 1);
+    b.closeBlock();
+    b.closeBlock();
+    b.closeBlock();
+    BuiltImage built(b);
+
+    ClipSyncOffsets offsets = readClipSyncOffsets(built.image);
+    EXPECT_EQ(offsets.names, (std::vector<std::string>{"a", "b", "c", std::string(255, 'n'), "", ""}));
+    EXPECT_EQ(offsets.values, (std::vector<uint64_t>{1234, 0, 0, 0xFFFFFFFFFFull, 0, 0}));
+    std::vector<ClipDefinition> clips(6);
+    for (size_t i = 0; i < clips.size(); ++i) {
+        clips[i].index = static_cast<uint16_t>(i);
+        clips[i].name = offsets.names[i];
+    }
+    EXPECT_TRUE(syncOffsetsMatch(offsets, clips));
+    clips[2].index = 3;
+    EXPECT_FALSE(syncOffsetsMatch(offsets, clips));
+    clips.pop_back();
+    EXPECT_FALSE(syncOffsetsMatch(offsets, clips));
+}
+
+TEST(FileFolders, MapsEachFileToTheFolderListedBeforeIt) {
+    ImageBuilder b;
+    auto list = [&b](const std::vector<std::pair<std::string, std::string>>& entries) {
+        b.openBlock(0x103A);
+        b.zeros(9);
+        for (const auto& entry : entries) {
+            b.name(entry.first);
+            b.text(entry.second.empty() ? std::string(4, '\0') : entry.second);
+            b.zeros(5);
+        }
+        b.closeBlock();
+    };
+    list({{"early.wav", "WAVE"},  // before any folder: left out
+          {"Audio Files", ""}, {"a.wav", "EVAW"}, {"b.aif", "FFIA"}, {"c.mxf", "MXFf"},
+          {std::string(512, 'x'), ""}, {"d.aif", "AIFF"},  // the longest name
+          {"Macintosh HD", "\x88t\x8f\xd5"},              // any other type word ends the list
+          {"Later", ""}, {"e.wav", "WAVE"}});
+    list({{"Other", ""}, {"a.wav", "WAVE"}, {"f.wav", "fFXM"},  // a.wav keeps its first folder
+          {std::string(513, 'y'), ""}, {"g.wav", "WAVE"}});     // too long: ends the list
+    list({{"Bad\x7f", ""}, {"h.wav", "WAVE"}});
+    b.openBlock(0x103A);
+    b.zeros(9);
+    b.name("Cut");
+    b.zeros(9);
+    b.name("i.wav");  // the entry runs past its block
+    b.text("WAVE");
+    b.closeBlock();
+    BuiltImage built(b);
+
+    FileFolderMap expected = {{"a.wav", "Audio Files"}, {"b.aif", "Audio Files"}, {"c.mxf", "Audio Files"},
+                              {"d.aif", std::string(512, 'x')}, {"f.wav", "Other"}};
+    EXPECT_EQ(readFileFolders(built.image), expected);
+}
+
+// ---- Real sessions, against the lines an independent reader wrote in the .facts ----
+
+namespace {
+
+std::vector<std::string> factsLines(const std::string& sessionPath, const std::string& word) {
+    std::ifstream in(sessionPath.substr(0, sessionPath.rfind('.')) + ".facts");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.compare(0, word.size(), word) == 0) lines.push_back(line);
+    }
+    return lines;
+}
+
+bool loadAtOwnRate(SessionFile& file, const std::string& path) {
+    if (loadSession(file, path, 48000) != 0) return false;
+    return file.sessionRate == 48000 || loadSession(file, path, file.sessionRate) == 0;
+}
+
+std::string clipLine(const ClipDefinition& c) {
+    return "clip " + std::to_string(c.index) + " \"" + c.name + "\" file " + std::to_string(c.fileIndex) + " offset " +
+           std::to_string(c.sourceOffset) + " length " + std::to_string(c.length);
+}
+
+// The facts print positions through a 32-bit float: ours are rounded the same way.
+std::string placementLine(const AudioClip& p) {
+    return "placement track " + std::to_string(p.trackIndex) + " \"" + p.trackName + "\" clip " +
+           std::to_string(p.clip.index) + " \"" + p.clip.name + "\" at " +
+           std::to_string(static_cast<uint64_t>(static_cast<float>(p.clip.start)));
+}
+
+}  // namespace
+
+TEST(ClipRealSessions, ClipListsAndPlacementsAgreeWithTheFacts) {
+    const char* names[] = {"sessions/1 stereo tracks", "sessions/120 to 140bpm", "sessions/2 stereo plus click",
+                           "sessions/RegionTest", "sessions/TempoTimeKeySig", "sessions/Test Export",
+                           "sessions/TestPTX", "sessions/Untitled32", "sessions/a few named markers",
+                           "bench/medium-32"};
+    if (!std::ifstream(kShared + "/sessions/RegionTest.ptx")) GTEST_SKIP() << "no real sessions";
+    for (const char* name : names) {
+        const std::string path = kShared + "/" + name + ".ptx";
+        SCOPED_TRACE(path);
+        SessionFile file;
+        ASSERT_TRUE(loadAtOwnRate(file, path));
+        SessionImage image = makeSessionImage(file.view());
+        ClipLists lists = readClipsAndPlacements(image, audioFileRefs(file.audioFiles));
+        std::vector<std::string> clips;
+        for (const ClipDefinition& c : lists.audioClips) clips.push_back(clipLine(c));
+        EXPECT_EQ(clips, factsLines(path, "clip "));
+        EXPECT_TRUE(syncOffsetsMatch(readClipSyncOffsets(image), lists.audioClips));
+
+        // Each placement of the facts is ours. The facts leave out placements
+        // that the playlist rows mark as kept for undo (RegionTest has three);
+        // the program reads them and drops them when it matches rows to tracks.
+        std::multimap<std::string, const AudioClip*> ours;
+        for (const AudioClip& p : lists.audioPlacements) ours.emplace(placementLine(p), &p);
+        for (const std::string& line : factsLines(path, "placement ")) {
+            auto found = ours.find(line);
+            ASSERT_NE(found, ours.end()) << line;
+            ours.erase(found);
+        }
+        std::vector<PlaylistRow> rows = readPlaylistRows(image);
+        for (const auto& extra : ours) {
+            const AudioClip& p = *extra.second;
+            bool keptForUndo = false;
+            for (size_t e = 0; p.trackIndex < rows.size() && e < rows[p.trackIndex].live.size(); ++e) {
+                const PlaylistRow& row = rows[p.trackIndex];
+                keptForUndo |= !row.live[e] && row.clipIndex[e] == p.clip.index &&
+                               (row.position[e] & 0xFFFFFFFFu) == static_cast<uint64_t>(p.clip.start);
+            }
+            EXPECT_TRUE(keptForUndo) << extra.first;
+        }
+    }
+}
+
+// 51,200 placements on 256 tracks in a 3.7 MB image: a walk that grows with
+// tracks times bytes, or with placements squared, would take minutes here.
+TEST(ClipBench, ManyPlacementsReadInLinearTime) {
+    const std::string path = kShared + "/bench/big-256.ptx";
+    if (!std::ifstream(path)) GTEST_SKIP() << "no bench sessions";
+    SessionFile file;
+    ASSERT_TRUE(loadAtOwnRate(file, path));
+    auto begin = std::chrono::steady_clock::now();
+    SessionImage image = makeSessionImage(file.view());
+    ClipLists lists = readClipsAndPlacements(image, audioFileRefs(file.audioFiles));
+    std::vector<PlaylistRow> rows = readPlaylistRows(image);
+    std::vector<TimebaseRecord> records = readTimebaseRecords(image);
+    ClipSyncOffsets offsets = readClipSyncOffsets(image);
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    EXPECT_EQ(lists.audioPlacements.size(), factsLines(path, "placement ").size());
+    EXPECT_EQ(rows.size(), records.size());
+    EXPECT_TRUE(syncOffsetsMatch(offsets, lists.audioClips));
+    EXPECT_LT(seconds, 2.0);
+}
