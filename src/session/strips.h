@@ -1,0 +1,41 @@
+// The mixer's strip rows: fader, pan and mute of each track in the track list,
+// and the sends that follow a track's own row.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "session/blocks.h"
+
+// One send of a track. The strip reader fills busName and levelDb; the routing
+// reader fills the rest.
+struct SendRecord {
+    std::string busName;
+    double levelDb = 0;
+    uint8_t postFader = 0;  // 0 is pre-fader
+    int32_t panLeft = 0;    // -100 to 100
+    int32_t panRight = 0;
+    int32_t channels = 0;
+    uint32_t slot = 0;      // the send's place in the track
+};
+
+// The strip of one entry of the track list.
+struct StripRow {
+    std::string name;     // the track name it was built for
+    double faderDb = 0;
+    int32_t panLeft = 0;  // mono pan or the left channel's, -100 to 100
+    int32_t panRight = 0;
+    uint8_t muted = 0;
+    uint8_t present = 0;  // a row was found for this entry
+    std::vector<SendRecord> sends;
+    uint64_t position = 0;  // image position of the fader value: the row's "Z" + 10
+};
+
+// One StripRow per entry of names (the track list), in that order. busNames
+// are the session's bus names, by which sends are named.
+std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector<std::string>& names,
+                                    const std::vector<std::string>& busNames);
+
+// The strip's pan from -1 to 1: the mean of both knobs for a stereo strip.
+double stripPan(const StripRow& strip, bool stereo);

@@ -1,0 +1,341 @@
+#include "session/tracks.h"
+
+#include <algorithm>
+#include <optional>
+#include <unordered_set>
+
+namespace {
+
+constexpr uint16_t kAudioTrack = 0x261B;
+constexpr uint16_t kMasterFader = 0x261D;
+constexpr uint16_t kTrackTypes[] = {0x261B, 0x261D, 0x261F, 0x2620, 0x2621, 0x2623};
+constexpr uint16_t kTrackName = 0x2619;
+constexpr uint16_t kTrackListRow = 0x251A;
+constexpr uint16_t kTrackList = 0x2519;
+constexpr uint16_t kActiveMarker = 0x2627;
+constexpr uint16_t kDisplayRecord = 0x2015;
+constexpr uint16_t kDisplayRow = 0x2434;
+constexpr uint16_t kTrackHead = 0x102D;
+constexpr uint16_t kVoiceHolder = 0x261C;
+constexpr uint16_t kVoiceMark = 0x200B;
+
+// The table of track names lies within the image's first 400000 bytes.
+constexpr uint64_t kNameScanSpan = 400000;
+
+uint64_t blockEndAt(const ImageView& view, uint64_t z) {
+    return z + 7 + static_cast<uint64_t>(view.u32(z + 3));
+}
+
+// A block head at z of any type whose block ends by limit.
+bool isBlockHead(const ImageView& view, uint64_t z, uint64_t limit) {
+    if (!view.holds(z, 9) || view.u8(z) != 'Z' || view.u8(z + 2) != 0) return false;
+    uint32_t size = view.u32(z + 3);
+    return size != 0 && z + 7 + size <= limit;
+}
+
+// The first block of the type whose "Z" lies in [from, to) and which ends by to.
+std::optional<uint64_t> firstInside(const SessionImage& image, uint16_t type, uint64_t from,
+                                    uint64_t to) {
+    if (from >= to) return std::nullopt;
+    for (uint64_t z : image.scan(type, from, to)) {
+        if (blockEndAt(image.view, z) <= to) return z;
+    }
+    return std::nullopt;
+}
+
+// The first block of any type in [from, to) that ends by to; the walk stays in
+// the given span, which is always one block's body.
+std::optional<uint64_t> firstBlockIn(const ImageView& view, uint64_t from, uint64_t to) {
+    for (uint64_t z = from; z + 9 <= to; ++z) {
+        if (isBlockHead(view, z, to)) return z;
+    }
+    return std::nullopt;
+}
+
+bool isInsideMaster(uint64_t z, const std::vector<std::pair<uint64_t, uint64_t>>& masters) {
+    for (const auto& span : masters) {
+        if (span.first < z && z < span.second) return true;
+    }
+    return false;
+}
+
+void addNew(std::vector<std::string>& list, const std::string& name) {
+    if (!name.empty() && std::find(list.begin(), list.end(), name) == list.end()) list.push_back(name);
+}
+
+// Folder and file names that share the name table's form but are never tracks.
+bool isRejectedScanName(const std::string& text) {
+    static const std::unordered_set<std::string> kWords = {
+        "Users", "Documents", "AppData", "Roaming", "Local", "Temp", "Pro Tools",
+        "Pro Tools Projects", "Audio Files", "Plug-In Settings", "Avid", "Music", "Desktop",
+        "Video Files", "Bounced Files", "Session File Backups", "WaveCache.wfm", "Rendered Files"};
+    static const std::unordered_set<std::string> kExtensions = {"wav", "aif", "aiff", "mp3",
+                                                                "ptx", "pio", "tfx", "wfm"};
+    if (text.size() < 2) return true;
+    if (text.find_first_of(":\\/") != std::string::npos) return true;
+    if (kWords.count(text)) return true;
+    size_t dot = text.rfind('.');
+    if (dot == std::string::npos) return false;
+    std::string extension = text.substr(dot + 1);
+    for (char& c : extension) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return kExtensions.count(extension) != 0;
+}
+
+}  // namespace
+
+const std::string& effectiveName(const SessionTrack& track) {
+    return track.currentName.empty() ? track.name : track.currentName;
+}
+
+SessionTrackRows readSessionTracks(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::vector<std::pair<uint64_t, uint16_t>> blocks;
+    for (uint16_t type : kTrackTypes) {
+        for (uint64_t z : image.scan(type)) blocks.emplace_back(z, type);
+    }
+    std::sort(blocks.begin(), blocks.end());
+
+    std::vector<std::pair<uint64_t, uint64_t>> masters;
+    for (const auto& block : blocks) {
+        if (block.second == kMasterFader) masters.emplace_back(block.first, blockEndAt(view, block.first));
+    }
+
+    SessionTrackRows result;
+    for (const auto& block : blocks) {
+        uint64_t z = block.first;
+        if (block.second == kAudioTrack && isInsideMaster(z, masters)) continue;
+        SessionTrack track;
+        track.blockStart = z;
+        track.blockEnd = blockEndAt(view, z);
+        track.kind = block.second;
+        if (auto nameBlock = firstInside(image, kTrackName, z + 1, track.blockEnd)) {
+            if (auto name = readName(view, *nameBlock + 9, 1, 80)) track.name = *name;
+        }
+        // An active marker with a zero byte just before it marks the track inactive.
+        if (auto marker = firstInside(image, kActiveMarker, z, track.blockEnd)) {
+            if (*marker > z && view.u8(*marker - 1) == 0) track.active = 0;
+        }
+        result.rows.push_back(std::move(track));
+    }
+
+    std::vector<std::string> currentNames;
+    for (uint64_t z : image.scan(kTrackListRow)) {
+        if (auto name = readName(view, z + 11, 1, 80)) currentNames.push_back(*name);
+    }
+    size_t rows = result.rows.size();
+    if (currentNames.size() == rows || currentNames.size() == 2 * rows) {
+        for (size_t i = 0; i < rows; ++i) result.rows[i].currentName = currentNames[i];
+        result.currentNamesFitted = true;
+    }
+    return result;
+}
+
+std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,
+                                                 const std::vector<SessionTrack>& tracks) {
+    const ImageView& view = image.view;
+    std::vector<TrackAttributes> records;
+    for (uint64_t z : image.scan(kDisplayRecord)) {
+        uint32_t size = view.u32(z + 3);
+        uint64_t end = blockEndAt(view, z);
+        TrackAttributes record;
+        if (size > 7) record.displayRow = view.u32(end - 4);
+        if (auto row = firstInside(image, kDisplayRow, z + 9, end)) {
+            uint64_t behind = blockEndAt(view, *row);
+            if (behind + 4 <= end) record.displayRow = view.u32(behind);
+        }
+        if (auto child = firstBlockIn(view, z + 9, end)) {
+            uint64_t c = blockEndAt(view, *child);
+            if (c + 12 <= end) {
+                record.shown = view.u8(c + 1) != 0 ? 1 : 0;
+                record.height = view.u16(c + 6);
+                uint32_t length = view.u32(c + 8);
+                if (length >= 1 && length <= 4095 && c + 12 + length <= end) {
+                    record.comment = view.text(c + 12, length);
+                }
+            }
+        }
+        records.push_back(std::move(record));
+    }
+
+    // Which record belongs to which row: by order, or through the track list names.
+    std::vector<long> recordOf(tracks.size(), -1);
+    if (records.size() == tracks.size()) {
+        for (size_t i = 0; i < tracks.size(); ++i) recordOf[i] = static_cast<long>(i);
+    } else {
+        std::vector<TrackListRow> list = readTrackListRows(image);
+        if (list.size() == records.size()) {
+            for (size_t r = 0; r < tracks.size(); ++r) {
+                const std::string& name = effectiveName(tracks[r]);
+                for (size_t j = 0; j < list.size(); ++j) {
+                    if (list[j].name == name) {
+                        recordOf[r] = static_cast<long>(j);
+                        break;
+                    }
+                }
+            }
+        }
+    }
+
+    std::vector<TrackAttributes> result(tracks.size());
+    for (size_t r = 0; r < tracks.size(); ++r) {
+        if (recordOf[r] < 0) continue;
+        result[r] = records[static_cast<size_t>(recordOf[r])];
+        // The automation mode sits behind the name inside the track's leading 0x102D.
+        const SessionTrack& track = tracks[r];
+        uint64_t head = track.blockStart + 9;
+        if (!isBlockHead(view, head, track.blockEnd) || view.u16(head + 7) != kTrackHead) continue;
+        auto nameBlock = firstInside(image, kTrackName, head + 9, blockEndAt(view, head));
+        if (!nameBlock) continue;
+        uint64_t behind = blockEndAt(view, *nameBlock);
+        if (!view.holds(behind, 3)) continue;
+        uint8_t mode = view.u8(behind + 1);
+        uint8_t trim = view.u8(behind + 2);
+        result[r].automationMode = mode < 6 ? mode : -1;
+        result[r].trimOn = trim < 2 ? trim : -1;
+    }
+    return result;
+}
+
+std::vector<TrackListRow> readTrackListRows(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::vector<uint64_t> lists = image.scan(kTrackList);
+    std::vector<TrackListRow> rows;
+    if (lists.empty()) return rows;
+    uint64_t end = blockEndAt(view, lists.front());
+    static const uint8_t kIdMark[4] = {0x2A, 0, 0, 0};
+    // Walk the list's body only, leaping over each row found.
+    uint64_t q = lists.front() + 9;
+    while (q + 9 <= end) {
+        if (view.u8(q) != 'Z' || view.u8(q + 2) != 0 || view.u16(q + 7) != kTrackListRow) {
+            ++q;
+            continue;
+        }
+        uint32_t size = view.u32(q + 3);
+        if (size < 8 || q + 7 + size > end) break;
+        uint32_t length = view.u32(q + 11);
+        // Rows run from L + 61 bytes, as the sessions at hand write them, to L + 72.
+        if (length < 1 || length > 200 || size < length + 61 || size > length + 72) {
+            rows.clear();
+            break;
+        }
+        TrackListRow row;
+        row.rowType = view.u16(q + 9);
+        row.name = view.text(q + 15, length);
+        row.width = view.u8(q + 15 + length);
+        const bool flagInside = q + 68 + length < q + 7 + uint64_t{size};
+        row.rowFlag = row.rowType == 11 || (flagInside && view.u8(q + 68 + length) == 1);
+        if (view.matches(q + 21 + length, kIdMark, 4)) row.rowId = view.u64(q + 25 + length);
+        // The list repeats itself; the repeat starts with the first row again.
+        if (!rows.empty() && row.name == rows.front().name && row.rowType == rows.front().rowType) break;
+        rows.push_back(std::move(row));
+        q += 7 + size;
+    }
+    return rows;
+}
+
+std::vector<std::string> readTrackNameScan(const SessionImage& image,
+                                           const std::vector<std::string>& knownNames) {
+    const ImageView& view = image.view;
+    struct Candidate {
+        uint64_t position;
+        uint64_t end;
+        std::string text;
+    };
+    std::vector<Candidate> candidates;
+    uint64_t span = std::min<uint64_t>(kNameScanSpan, view.length);
+    for (uint64_t p = 0; p < span; ++p) {
+        uint32_t length = view.u32(p);
+        if (length < 2 || length > 64) continue;
+        auto text = readName(view, p, 2, 64);
+        if (!text || isRejectedScanName(*text)) continue;
+        candidates.push_back(Candidate{p, p + 4 + length, std::move(*text)});
+    }
+
+    std::unordered_set<std::string> known(knownNames.begin(), knownNames.end());
+    size_t first = 0;
+    while (first < candidates.size() && !known.count(candidates[first].text)) ++first;
+    std::vector<std::string> result;
+    if (first == candidates.size()) return result;
+
+    result.push_back(candidates[first].text);
+    uint64_t lastEnd = candidates[first].end;
+    for (size_t i = first + 1; i < candidates.size(); ++i) {
+        const Candidate& c = candidates[i];
+        if (c.position < lastEnd) continue;
+        if (c.position - lastEnd > 40) break;
+        if (std::find(result.begin(), result.end(), c.text) == result.end()) result.push_back(c.text);
+        lastEnd = c.end;
+    }
+    return result;
+}
+
+std::vector<std::string> readInactiveNames(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::vector<std::string> names;
+    for (uint64_t z : image.scan(kTrackListRow)) {
+        uint32_t size = view.u32(z + 3);
+        if (size < 73 || size > 152) continue;
+        uint32_t length = view.u32(z + 11);
+        if (length < 1 || length > 80 || length + 72 != size) continue;
+        auto name = readName(view, z + 11, 1, 80);
+        if (!name || view.u8(blockEndAt(view, z) - 6) != 0) continue;
+        addNew(names, *name);
+    }
+    return names;
+}
+
+std::vector<std::string> readVoiceOffNames(const SessionImage& image,
+                                           const std::vector<SessionTrack>& tracks) {
+    const ImageView& view = image.view;
+    std::vector<std::string> names;
+    for (uint64_t z : image.scan(kVoiceHolder)) {
+        uint64_t end = blockEndAt(view, z);
+        auto mark = firstInside(image, kVoiceMark, z + 9, end);
+        if (!mark || view.u8(*mark - 1) != 0 || view.u8(*mark - 2) != 0) continue;
+        for (const SessionTrack& track : tracks) {
+            if (track.blockStart < z && end <= track.blockEnd) {
+                addNew(names, track.currentName);
+                addNew(names, track.name);
+                break;
+            }
+        }
+    }
+    return names;
+}
+
+std::string readMasterName(const SessionImage& image) {
+    const ImageView& view = image.view;
+    for (uint64_t z : image.scan(kMasterFader)) {
+        if (view.u32(z + 3) <= 14) continue;
+        uint64_t end = blockEndAt(view, z);
+        for (uint64_t n : image.scan(kTrackName, z + 1, end)) {
+            if (blockEndAt(view, n) > end) continue;
+            if (auto name = readName(view, n + 9, 1, 64)) return *name;
+        }
+    }
+    return {};
+}
+
+TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,
+                                const std::vector<SessionTrack>& tracks) {
+    TrackListChoice choice;
+    choice.names = scanNames;
+    choice.scanCount = static_cast<int>(scanNames.size());
+    choice.rowCount = static_cast<int>(tracks.size());
+    // A table without rows is no track list either.
+    if (tracks.empty()) return choice;
+    std::vector<std::string> collected;
+    std::unordered_set<std::string> seen;
+    for (const SessionTrack& track : tracks) {
+        const std::string& name = effectiveName(track);
+        if (name.empty() || !seen.insert(name).second) return choice;
+        collected.push_back(name);
+    }
+    if (collected != scanNames) {
+        choice.names = std::move(collected);
+        choice.fromStripRows = true;
+    }
+    return choice;
+}
