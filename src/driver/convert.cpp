@@ -147,12 +147,7 @@ int runStages(RunState& state) {
         say("\nCould not write %s\n", choice.path.c_str());
         return 1;
     }
-    notesStage(state);
-    if (options.checkOnly) {
-        say("  Not written (%s).\n", "--check");
-    } else {
-        say("  Wrote: %s\n", choice.path.c_str());
-    }
+    notesStage(state, choice.path);
 
     stepProgress(4, "media");
     mediaStage(state);

@@ -8,11 +8,13 @@
 #include "driver/convert.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
+#include "session/session_model.h"
 
 struct RunCounters {
     int outputTracks = 0;
     int audioItems = 0;
-    int notesWritten = 0;
+    int notesWritten = 0;  // MIDI note-ons written unmuted
+    int midiNotes = 0;
     int pluginsFound = 0;
     int pluginsWritten = 0;
     int needsLook = 0;
@@ -28,7 +30,7 @@ struct RunState {
     int64_t sampleRate = 48000;
     bool darkTheme = true;
     ImageCheck damage;
-    double sessionTempo = 120;
+    SessionModel model;
 
     bool composeReport = false;
     std::string reportText;

@@ -1,7 +1,11 @@
 #include "driver/stages.h"
 
+#include <algorithm>
+#include <set>
+
 #include "cli/console.h"
 #include "project/project_writer.h"
+#include "reporting/console_notes.h"
 #include "session/tempo.h"
 
 namespace {
@@ -30,37 +34,76 @@ void sayDamage(const RunState& state) {
     }
 }
 
+void readTrackTables(RunState& state) {
+    SessionModel& model = state.model;
+    const SessionImage& image = state.image;
+    model.tracks = readSessionTracks(image);
+    const std::vector<std::string> scan = readTrackNameScan(image, placementTrackNames(model.clips));
+    model.trackList = chooseTrackList(scan, model.tracks.rows);
+    model.attributes = readTrackAttributes(image, model.tracks.rows);
+    model.trackListRows = readTrackListRows(image);
+    model.inactiveNames = readInactiveNames(image);
+    model.voiceOffNames = readVoiceOffNames(image, model.tracks.rows);
+    model.masterName = readMasterName(image);
+}
+
 }  // namespace
 
 void readStage(RunState& state) {
+    SessionModel& model = state.model;
     state.sampleRate = state.session.sessionRate > 0 ? state.session.sessionRate : 48000;
     state.image = makeSessionImage(state.session.view());
+    model.info = readSessionInfo(state.image, state.session.sessionRate, state.session.versionByte);
+    state.darkTheme = model.info.savedAt2020_11OrLater;
     if (state.options.ptTheme == 1) state.darkTheme = false;
     if (state.options.ptTheme == 2) state.darkTheme = true;
+
+    model.audioFiles = audioFileRefs(state.session.audioFiles);
+    model.clips = readClipsAndPlacements(state.image, model.audioFiles);
 
     state.damage = checkImage(state.image.view);
     sayDamage(state);
 
-    state.sessionTempo =
+    model.sessionTempo =
         state.options.tempoOverride > 0 ? state.options.tempoOverride : readSessionTempo(state.image.view);
+    readTrackTables(state);
 }
 
 void listStage(RunState& state) {
-    say("\n  tempo %g BPM, %lld Hz\n\n  session track table (%d):\n", state.sessionTempo,
-        static_cast<long long>(state.sampleRate), 0);
-    say("\n  buses (%d): ", 0);
-    say("\n\n  libptformat track names (%d unique):\n", 0);
+    const SessionModel& model = state.model;
+    const std::vector<std::string>& table = model.trackList.names;
+    say("\n  tempo %g BPM, %lld Hz\n\n  session track table (%d):\n", model.sessionTempo,
+        static_cast<long long>(state.sampleRate), static_cast<int>(table.size()));
+    for (size_t i = 0; i < table.size(); ++i) say("    %2d  %s\n", static_cast<int>(i), table[i].c_str());
+    say("\n  buses (%d): ", static_cast<int>(model.busNames.size()));
+    for (const std::string& bus : model.busNames) say("%s | ", bus.c_str());
+    std::vector<std::string> libraryNames = placementTrackNames(model.clips);
+    std::sort(libraryNames.begin(), libraryNames.end());
+    say("\n\n  libptformat track names (%d unique):\n", static_cast<int>(libraryNames.size()));
+    const std::set<std::string> inTable(table.begin(), table.end());
+    for (const std::string& name : libraryNames) {
+        say("    %-34s %s\n", name.c_str(), inTable.count(name) ? "" : "<- not in table");
+    }
 }
 
-void readMixStage(RunState&) {}
+void readMixStage(RunState& state) {
+    SessionModel& model = state.model;
+    model.strips = readStripRows(state.image, model.trackList.names, model.busNames);
+}
 
-void clipStage(RunState&) {}
+void clipStage(RunState& state) {
+    SessionModel& model = state.model;
+    model.fileFolders = readFileFolders(state.image);
+    model.syncOffsets = readClipSyncOffsets(state.image);
+    model.timebaseRecords = readTimebaseRecords(state.image);
+    model.playlistRows = readPlaylistRows(state.image);
+}
 
 void trackStage(RunState&) {}
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
 
-void notesStage(RunState&) {}
+void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNotes(state, writtenPath); }
 
 void mediaStage(RunState&) {}
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include "driver/run_state.h"
 
@@ -19,8 +20,8 @@ void clipStage(RunState& state);
 void trackStage(RunState& state);
 // The project text, in one pass, to an open file.
 void writeStage(RunState& state, std::FILE* file);
-// The console notes after writing.
-void notesStage(RunState& state);
+// The console notes after writing, with the "Wrote" line for writtenPath.
+void notesStage(RunState& state, const std::string& writtenPath);
 // The referenced media looked up; missing files named.
 void mediaStage(RunState& state);
 // The conversion report and the summary line.

@@ -81,3 +81,26 @@ TEST(RealSessionRuns, CutAndHoledCopiesAreAnnouncedAndStillConvert) {
                                           std::to_string(middle.start()) + ", "))
         << run.console;
 }
+
+TEST(RealSessionRuns, ListShowsTempoRateAndEveryTrack) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    ConvertOptions options = optionsFor(sessions + "/TestPTX.ptx");
+    options.listOnly = true;
+    CapturedRun run = runConvert(options);
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.console,
+              "\n  tempo 120 BPM, 48000 Hz\n\n  session track table (5):\n"
+              "     0  monoTone\n     1  stereoTone\n     2  MIDI 1\n     3  MIDI 2\n     4  MIDI 3\n"
+              "\n  buses (0): "
+              "\n\n  libptformat track names (2 unique):\n"
+              "    monoTone                           \n"
+              "    stereoTone                         \n");
+
+    // The session that opens at 200 BPM counted in sixteenths lists 50 quarter-note BPM.
+    options = optionsFor(sessions + "/TempoTimeKeySig.ptx");
+    options.listOnly = true;
+    EXPECT_EQ(runConvert(options).console.rfind("\n  tempo 50 BPM, 44100 Hz\n", 0), 0u);
+    options.tempoOverride = 97.5;
+    EXPECT_EQ(runConvert(options).console.rfind("\n  tempo 97.5 BPM, 44100 Hz\n", 0), 0u);
+}

@@ -33,8 +33,10 @@ void listRow(ImageBuilder& b, const std::string& name, uint16_t rowType = 0, uin
     rest[0] = 2;  // width
     if (rowId != 0) rest[6] = 0x2A;
     for (int i = 0; i < 8; ++i) rest[10 + i] = static_cast<uint8_t>(rowId >> (8 * i));
-    rest[53] = flag;
-    rest[58] = liveByte;
+    if (rest.size() > 58) {  // shorter rows stop before the flag and the live byte
+        rest[53] = flag;
+        rest[58] = liveByte;
+    }
     b.bytes(rest);
     b.closeBlock();
 }

@@ -1,0 +1,38 @@
+// Everything the readers take from the session image, in one record. The
+// analysis passes and the writer read this model, never the image bytes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session/clips.h"
+#include "session/file_folders.h"
+#include "session/playlists.h"
+#include "session/session_info.h"
+#include "session/strips.h"
+#include "session/tracks.h"
+
+struct SessionModel {
+    SessionInfo info;
+    double sessionTempo = 120;  // quarter-note BPM the session opens with
+
+    std::vector<AudioFileRef> audioFiles;
+    FileFolderMap fileFolders;
+    ClipLists clips;
+    ClipSyncOffsets syncOffsets;
+    std::vector<TimebaseRecord> timebaseRecords;
+    std::vector<PlaylistRow> playlistRows;
+
+    SessionTrackRows tracks;
+    std::vector<TrackAttributes> attributes;
+    std::vector<TrackListRow> trackListRows;
+    TrackListChoice trackList;  // the names the run calls its tracks
+    std::vector<std::string> inactiveNames;
+    std::vector<std::string> voiceOffNames;
+    std::string masterName;
+    std::vector<std::string> busNames;
+    std::vector<StripRow> strips;
+};
+
+// The unique track names of the audio placements, in file order.
+std::vector<std::string> placementTrackNames(const ClipLists& clips);
