@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "analysis/analysis_model.h"
 #include "driver/convert.h"
+#include "project/media.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
 #include "session/session_model.h"
@@ -31,6 +33,8 @@ struct RunState {
     bool darkTheme = true;
     ImageCheck damage;
     SessionModel model;
+    AnalysisModel analysis;
+    MediaTable media;
 
     bool composeReport = false;
     std::string reportText;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+#include <utility>
 
 #include "session/blocks.h"
 #include "session/ptx_file.h"
@@ -52,6 +53,34 @@ struct AudioClip {
     uint16_t trackIndex = 0;
     uint8_t playlist = 0;
     ClipDefinition clip;
+
+    // What the analysis decides, in seconds on the timeline, for the writer.
+    double position = 0;
+    double length = 0;
+    double sourceOffset = 0;
+    uint32_t sourceOffsetSamples = 0;
+    bool muted = false;
+    double fadeInLength = 0;   // 0: none
+    double fadeOutLength = 0;
+    double fadeInShape = 0;    // 0.0, 1.0 or 5.1
+    double fadeOutShape = 0;
+    bool crossfaded = false;   // the clip's end is the outgoing side of a crossfade
+    bool stretched = false;
+    double rate = 1.0;
+    std::vector<std::pair<double, double>> warpMarkers;  // (timeline s, source s), relative to the clip
+    bool drawnOverNext = false;
+    bool drawnOverPrevious = false;
+    double syncDistance = 0;   // from the clip's start to its sync point, 0: none
+    double takePan = 0;        // -1.0, 0 or +1.0
+    int32_t araSet = -1;
+    double clipGainDb = 0;
+    bool hasClipGain = false;
+    std::vector<std::pair<uint32_t, double>> clipGainCurve;  // (source position in samples, dB)
+    double pitchSemitones = 0;
+    bool flipPolarity = false;
+    std::vector<std::pair<std::string, double>> clipEffects;
+    int32_t colour = -2;       // palette index, -2: none
+    bool locked = false;
 };
 
 // One placement of a MIDI clip on a MIDI track; clip.start is in ticks, unbiased.

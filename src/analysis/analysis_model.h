@@ -1,0 +1,80 @@
+// What the analysis passes leave for the writer: the ordered output tracks and
+// the run-wide tables and counts keyed by track name.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "session/clips.h"
+
+// An alternate playlist attached to its parent track as a REAPER fixed lane.
+struct Lane {
+    std::string name;
+    std::vector<AudioClip> clips;
+};
+
+// One MIDI item as the writer takes it (filled by the MIDI pass).
+struct MidiItem {};
+
+// One track of the project, in project order. What is not in the list of
+// output tracks is not in the project.
+struct OutputTrack {
+    std::string name;           // the name shown in the project
+    std::string matchKey;       // the strip-row name it answers to; empty for lanes, alternates, recovered tracks
+    std::string laneParent;     // an alternate playlist: the name of its parent strip
+    std::string besideParent;   // a recovered track of an alternate: the parent it is written after
+    std::string laneName;       // an alternate playlist: its own playlist name
+    std::vector<Lane> lanes;
+    double legPan = 0;          // -1.0 or +1.0 for one half of a pair written apart
+    std::vector<AudioClip> clips;  // the kept clips, sorted by position
+    bool isMidi = false;
+    std::vector<MidiItem> midiItems;
+    bool isFreezeRecord = false;
+    std::string frozenTrackName;
+    bool inactive = false;
+    bool voiceOff = false;
+};
+
+// A clip of a track frozen in Pro Tools: the render that plays in its place.
+struct FreezeRecord {
+    std::string fileName;
+    double position = 0;
+    double sourceOffset = 0;
+};
+
+// Counts the binding leaves for the console notes.
+struct BindingCounts {
+    int mergedPairs = 0;             // stereo tracks merged from split mono
+    int foldedSurround = 0;          // surround tracks folded from their legs
+    int alternatesMatched = 0;       // alternate playlists matched to their parent track
+    int alternatesWithoutParent = 0;
+    int alternatesSetAside = 0;      // with keepAltTakes off
+    int lanesWritten = 0;            // written as REAPER fixed lanes
+    int alternatesIntoEmptyParent = 0;
+    int fadeReferencesDropped = 0;
+    int deletedPlacements = 0;
+    int emptyTracks = 0;             // had no clips and were written empty
+    int unmatchedTracks = 0;         // matched no strip row
+    int freezeRecords = 0;
+    int videoTracks = 0;
+};
+
+struct AnalysisModel {
+    std::vector<OutputTrack> outputTracks;
+
+    std::map<std::string, int> channelsOfTrack;  // 2 for a merged pair, the leg count of a folded track
+    std::map<std::string, int> timebaseOfTrack;  // 0 sample-based, 2 tick-based
+    std::map<std::string, int> surroundLegs;
+    std::map<std::string, std::vector<FreezeRecord>> freezeRecords;  // by frozen track name
+    std::vector<std::string> videoTrackNames;
+    std::vector<std::string> busNames;  // the session's buses, without those that are tracks
+
+    BindingCounts counts;
+};
+
+// The key a track is looked up by in the name tables: matchKey, else name.
+inline const std::string& trackKey(const OutputTrack& track) {
+    return track.matchKey.empty() ? track.name : track.matchKey;
+}
