@@ -10,11 +10,13 @@
 #include "session/playlists.h"
 #include "session/session_info.h"
 #include "session/strips.h"
+#include "session/tempo.h"
 #include "session/tracks.h"
 
 struct SessionModel {
     SessionInfo info;
     double sessionTempo = 120;  // quarter-note BPM the session opens with
+    std::vector<TempoEvent> tempoMap;
 
     std::vector<AudioFileRef> audioFiles;
     FileFolderMap fileFolders;

@@ -44,3 +44,16 @@ double readSessionTempo(const ImageView& image) {
     }
     return 120;
 }
+
+double secondsOfTicks(double ticks, const std::vector<TempoEvent>& tempoMap, double sessionTempo) {
+    const double perQuarter = static_cast<double>(kTicksPerQuarter);
+    if (tempoMap.empty()) return ticks * 60.0 / (sessionTempo * perQuarter);
+    if (tempoMap.front().position > ticks) return ticks * 60.0 / (perQuarter * tempoMap.front().bpm);
+    double seconds = 0;
+    for (size_t i = 0; i < tempoMap.size() && tempoMap[i].position < ticks; ++i) {
+        const double next = i + 1 < tempoMap.size() ? tempoMap[i + 1].position : 1e18;
+        const double spanEnd = ticks < next ? ticks : next;
+        seconds += (spanEnd - tempoMap[i].position) * 60.0 / (tempoMap[i].bpm * perQuarter);
+    }
+    return seconds;
+}
