@@ -1,0 +1,52 @@
+// Composes whole session images for tests: files, clips, tracks with their
+// strips, track list rows and playlists, laid out the way Pro Tools lays them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/image_builder.h"
+
+struct BuiltClip {
+    std::string name;
+    uint16_t file = 0;
+    uint64_t sourceOffset = 0;  // samples
+    uint64_t length = 0;        // samples
+    uint64_t syncPoint = 0;     // samples from the clip's start, 0: none
+};
+
+struct BuiltPlacement {
+    uint32_t clip = 0;
+    uint64_t position = 0;  // samples, or biased ticks on a tick-based playlist
+    bool muted = false;
+    bool live = true;       // false: kept by the session for its undo queue
+    uint8_t overlap = 0;
+    int16_t colour = -2;
+};
+
+// One playlist of a track: a mono track has one, a stereo track one per leg.
+struct BuiltPlaylist {
+    std::string name;  // empty: the track's name
+    bool tickBased = false;
+    std::vector<BuiltPlacement> placements;
+};
+
+struct BuiltTrack {
+    std::string name;
+    int32_t faderTenths = 0;  // dB x 10
+    int32_t panLeft = 0;      // -100 to 100
+    int32_t panRight = 0;
+    bool muted = false;
+    std::vector<BuiltPlaylist> playlists;  // one per channel; none for an empty mono track
+    int channels = 1;
+};
+
+struct BuiltSession {
+    int64_t rate = 48000;
+    std::vector<TestAudioFile> files;
+    std::vector<BuiltClip> clips;
+    std::vector<BuiltTrack> tracks;
+};
+
+ImageBuilder buildSession(const BuiltSession& session);
