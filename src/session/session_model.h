@@ -6,7 +6,10 @@
 #include <vector>
 
 #include "session/clips.h"
+#include "session/fades.h"
 #include "session/file_folders.h"
+#include "session/locations.h"
+#include "session/meters.h"
 #include "session/playlists.h"
 #include "session/session_info.h"
 #include "session/strips.h"
@@ -17,6 +20,8 @@ struct SessionModel {
     SessionInfo info;
     double sessionTempo = 120;  // quarter-note BPM the session opens with
     std::vector<TempoEvent> tempoMap;
+    std::vector<MeterEvent> meterMap;
+    std::vector<MemoryLocation> memoryLocations;
 
     std::vector<AudioFileRef> audioFiles;
     FileFolderMap fileFolders;
@@ -24,6 +29,7 @@ struct SessionModel {
     ClipSyncOffsets syncOffsets;
     std::vector<TimebaseRecord> timebaseRecords;
     std::vector<PlaylistRow> playlistRows;
+    std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
 
     SessionTrackRows tracks;
     std::vector<TrackAttributes> attributes;

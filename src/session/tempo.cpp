@@ -4,6 +4,8 @@
 #include <functional>
 #include <vector>
 
+#include "session/session_model.h"
+
 namespace {
 
 const uint8_t kTempoPattern[24] = {0x14, 0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
@@ -56,4 +58,56 @@ double secondsOfTicks(double ticks, const std::vector<TempoEvent>& tempoMap, dou
         seconds += (spanEnd - tempoMap[i].position) * 60.0 / (tempoMap[i].bpm * perQuarter);
     }
     return seconds;
+}
+
+namespace {
+
+constexpr uint16_t kTempoBlock = 0x2028;
+constexpr uint64_t kFirstTempoRecord = 58;
+constexpr uint64_t kTempoRecordStride = 61;
+
+// The events of one tempo block, up to the first record that is out of range
+// or that would move back in time.
+std::vector<TempoEvent> tempoBlockEvents(const ImageView& view, uint64_t z, uint64_t end) {
+    std::vector<TempoEvent> events;
+    for (uint64_t r = z + kFirstTempoRecord;; r += kTempoRecordStride) {
+        const uint64_t stored = storedPosition(view, r);
+        const double bpm = view.f64(r + 10);
+        if (!plausibleStoredBpm(bpm) || stored < kPositionBias) break;
+        const double position = static_cast<double>(stored - kPositionBias);
+        if (!events.empty() && position < events.back().position) break;
+        // The note value the BPM counts; one that does not lie in the block is a quarter.
+        const uint64_t noteValue = r + 26 <= end ? view.u64(r + 18) : kTicksPerQuarter;
+        events.push_back(TempoEvent{position, quarterNoteBpm(bpm, noteValue)});
+        if (end < r + 79) break;
+    }
+    return events;
+}
+
+}  // namespace
+
+std::vector<TempoEvent> readTempoMap(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::vector<TempoEvent> longest;
+    if (view.length < 88) return longest;
+    for (uint64_t z : image.scan(kTempoBlock)) {
+        if (z + 89 >= view.length) break;
+        const uint64_t end = z + 7 + uint64_t{view.u32(z + 3)};
+        if (!view.matches(z + 9, "Tempo", 5) || end < z + 76) continue;
+        std::vector<TempoEvent> events = tempoBlockEvents(view, z, end);
+        if (events.size() > longest.size()) longest = std::move(events);
+    }
+    if (longest.size() == 1) longest.clear();
+    return longest;
+}
+
+uint64_t storedPosition(const ImageView& view, uint64_t position) {
+    if (!view.holds(position, 5)) return 0;
+    return uint64_t{view.u32(position)} | (uint64_t{view.u8(position + 4)} << 32);
+}
+
+void readMusicalTime(const SessionImage& image, SessionModel& model) {
+    model.tempoMap = readTempoMap(image);
+    model.meterMap = readMeterMap(image);
+    model.memoryLocations = readMemoryLocations(image);
 }

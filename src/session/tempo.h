@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "session/blocks.h"
 #include "session/image.h"
 
 // The opening tempo in quarter-note BPM, 120 when none is stored. The stored
@@ -18,6 +19,20 @@ struct TempoEvent {
     double position = 0;
     double bpm = 120;
 };
+
+// A position as the tempo and memory location records store it: five bytes,
+// little-endian, biased by 10^12 when it counts ticks; 0 when it does not fit.
+uint64_t storedPosition(const ImageView& view, uint64_t position);
+
+// The tempo map: the longest run of tempo records found in any tempo block,
+// each turned into quarter-note BPM. A single event is no map: the list is
+// then empty and the session tempo stands for it.
+std::vector<TempoEvent> readTempoMap(const SessionImage& image);
+
+struct SessionModel;
+// Fills the model's tempo map, meter map and memory locations. The session
+// tempo is left to the caller, who may override it.
+void readMusicalTime(const SessionImage& image, SessionModel& model);
 
 // Seconds from the session start to a tick position, through the tempo map;
 // an empty map runs at the session tempo throughout.

@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "session/meters.h"
+#include "session/tempo.h"
+#include "support/image_builder.h"
+
+namespace {
+
+constexpr uint64_t kQuarter = 960000;
+
+struct StoredTempo {
+    uint64_t ticks;
+    double bpm;
+    uint64_t noteValue = kQuarter;
+};
+
+// "Tempo" at +9, records of 61 bytes from +58: 5-byte biased position, BPM at
+// r + 10, note value at r + 18. cut ends the block that many bytes into the
+// last note value.
+void tempoBlock(ImageBuilder& b, const std::vector<StoredTempo>& records, size_t cut = 8) {
+    b.openBlock(0x2028);
+    b.text("Tempo");
+    b.zeros(44);
+    for (const StoredTempo& t : records) {
+        const uint64_t stored = kPositionBias + t.ticks;
+        b.u32(static_cast<uint32_t>(stored));
+        b.u8(static_cast<uint8_t>(stored >> 32));
+        b.zeros(5);
+        b.f64(t.bpm);
+        const bool last = &t == &records.back();
+        for (size_t byte = 0; byte < (last ? cut : 8); ++byte) b.u8(static_cast<uint8_t>(t.noteValue >> (8 * byte)));
+        if (!last || cut == 8) b.zeros(35);
+    }
+    b.closeBlock();
+}
+
+// "Meter" at +9, the count at +20, records of 36 bytes from +23 (the count's
+// top byte is the first record's lead byte) with a 6-byte position at r + 1.
+void meterBlock(ImageBuilder& b, const std::vector<std::array<uint64_t, 4>>& records, uint32_t count) {
+    b.openBlock(0x2029);
+    b.text("Meter");
+    b.zeros(6);
+    b.bytes({static_cast<uint8_t>(count), static_cast<uint8_t>(count >> 8), 0});
+    for (const auto& [stored, bar, numerator, denominator] : records) {
+        b.u8(0);
+        b.u32(static_cast<uint32_t>(stored));
+        b.u16(static_cast<uint16_t>(stored >> 32));
+        b.zeros(2);
+        for (uint64_t value : {bar, numerator, denominator}) b.u32(static_cast<uint32_t>(value));
+        b.zeros(15);
+    }
+    b.zeros(1);
+    b.closeBlock();
+}
+
+template <typename Read>
+auto readBuilt(ImageBuilder& b, Read read) {
+    b.zeros(100);
+    return read(makeSessionImage(ImageView{b.image().data(), b.image().size()}));
+}
+
+std::vector<TempoEvent> tempoMapOf(const std::vector<std::vector<StoredTempo>>& blocks) {
+    ImageBuilder b;
+    for (const auto& records : blocks) tempoBlock(b, records);
+    return readBuilt(b, readTempoMap);
+}
+
+}  // namespace
+
+TEST(TempoMap, BoundsNoteValuesAndTheLongestBlock) {
+    // Out of the stored bounds ends the list at one event, and one is no map.
+    for (auto [bpm, events] : {std::pair<double, size_t>{4.99, 0}, {5, 3}, {999, 3}, {999.1, 0}})
+        EXPECT_EQ(tempoMapOf({{{0, 100}, {kQuarter, bpm}, {2 * kQuarter, 110}}}).size(), events) << bpm;
+
+    // Quarter-note BPM from the note value; equal positions stand, a falling one ends the list.
+    std::vector<TempoEvent> map = tempoMapOf({{{0, 200, 240000},
+                                               {240000, 90, 360000},
+                                               {480000, 100, 29999},
+                                               {480000, 80, 5760000},
+                                               {240000, 100}}});
+    ASSERT_EQ(map.size(), 4u);
+    EXPECT_EQ(std::vector<double>({map[0].bpm, map[1].bpm, map[2].bpm, map[3].bpm}),
+              std::vector<double>({50, 33.75, 100, 480}));
+    EXPECT_DOUBLE_EQ(map[1].position, 240000);
+
+    // A note value reaching past the block counts as a quarter, whatever stands behind.
+    ImageBuilder cut;
+    tempoBlock(cut, {{0, 100}, {kQuarter, 200, 240000}}, 2);
+    cut.bytes({0x03, 0, 0, 0, 0, 0});  // 240000 read across the block's end
+    map = readBuilt(cut, readTempoMap);
+    ASSERT_EQ(map.size(), 2u);
+    EXPECT_DOUBLE_EQ(map[1].bpm, 200);
+
+    // The longest block wins; of equal ones the first.
+    auto steps = [](size_t count, double bpm) {
+        std::vector<StoredTempo> records;
+        for (size_t k = 0; k < count; ++k) records.push_back({k * kQuarter, bpm + k});
+        return records;
+    };
+    EXPECT_EQ(tempoMapOf({steps(3, 100), steps(7, 60)}).size(), 7u);
+    EXPECT_DOUBLE_EQ(tempoMapOf({steps(3, 100), steps(3, 60)}).at(0).bpm, 100);
+}
+
+TEST(MeterMap, OneBadRecordEmptiesAndOnlyTheFirstBlockCounts) {
+    for (auto [numerator, denominator] : {std::pair<uint64_t, uint64_t>{100, 4}, {4, 65}}) {
+        ImageBuilder b;
+        meterBlock(b, {{kPositionBias, 1, 4, 4}, {kPositionBias + kQuarter, 2, numerator, denominator}}, 2);
+        EXPECT_TRUE(readBuilt(b, readMeterMap).empty()) << numerator << "/" << denominator;
+    }
+    ImageBuilder b;
+    meterBlock(b, {{kPositionBias, 1, 5, 4}}, 2);  // too short for its count: passed over
+    meterBlock(b, {{kPositionBias, 1, 6, 8}, {12345, 9, 3, 4}}, 2);
+    meterBlock(b, {{kPositionBias, 1, 7, 8}}, 1);  // never read
+    std::vector<MeterEvent> meters = readBuilt(b, readMeterMap);
+    ASSERT_EQ(meters.size(), 2u);
+    EXPECT_EQ(meters[0].numerator * 100 + meters[0].denominator, 608u);
+    EXPECT_DOUBLE_EQ(meters[1].position, 0);  // not biased
+    EXPECT_EQ(meters[1].bar, 9u);
+}
