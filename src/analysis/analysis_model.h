@@ -59,6 +59,15 @@ struct BindingCounts {
     int unmatchedTracks = 0;         // matched no strip row
     int freezeRecords = 0;
     int videoTracks = 0;
+    int alternatesKept = 0;          // alternate playlists given a track or lane of their own
+
+    int tickTracks = 0;              // placement tracks read in ticks
+    int sampleTracks = 0;            // placement tracks read in samples
+    int unpairedReadByRecords = 0;   // unpaired tracks given the unit every record agrees on
+    bool unpairedRecordsTickBased = false;  // that unit is ticks
+    int judgedByPositions = 0;       // unpaired tracks judged by the size of their positions
+    int clipsWithSyncPoint = 0;      // clips placed by their sync point
+    bool syncPointsUnmatched = false;  // sync points exist but their list fits no clip list
 };
 
 struct AnalysisModel {
@@ -70,6 +79,7 @@ struct AnalysisModel {
     std::map<std::string, std::vector<FreezeRecord>> freezeRecords;  // by frozen track name
     std::vector<std::string> videoTrackNames;
     std::vector<std::string> busNames;  // the session's buses, without those that are tracks
+    std::vector<std::string> unmatchedTrackNames;  // tracks appended because no strip row took them
 
     BindingCounts counts;
 };

@@ -8,6 +8,7 @@
 #include "analysis/analysis_model.h"
 #include "driver/convert.h"
 #include "project/media.h"
+#include "project/project_head.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
 #include "session/session_model.h"
@@ -35,6 +36,7 @@ struct RunState {
     SessionModel model;
     AnalysisModel analysis;
     MediaTable media;
+    ProjectHeadSummary headSummary;  // what the head writer carried, for the notes
 
     bool composeReport = false;
     std::string reportText;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <set>
 
+#include "analysis/passes.h"
 #include "cli/console.h"
+#include "project/media.h"
 #include "project/project_writer.h"
 #include "reporting/console_notes.h"
 #include "session/tempo.h"
@@ -66,6 +68,7 @@ void readStage(RunState& state) {
 
     model.sessionTempo =
         state.options.tempoOverride > 0 ? state.options.tempoOverride : readSessionTempo(state.image.view);
+    readMusicalTime(state.image, model);
     readTrackTables(state);
 }
 
@@ -97,15 +100,20 @@ void clipStage(RunState& state) {
     model.syncOffsets = readClipSyncOffsets(state.image);
     model.timebaseRecords = readTimebaseRecords(state.image);
     model.playlistRows = readPlaylistRows(state.image);
+    if (!state.options.noFades) model.fades = readFades(state.image);
 }
 
-void trackStage(RunState&) {}
+void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
 
 void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNotes(state, writtenPath); }
 
-void mediaStage(RunState&) {}
+void mediaStage(RunState& state) {
+    checkMedia(state);
+    sayMediaNotes(state);
+    sayMediaFolderNote(state);
+}
 
 void reportStage(RunState& state) {
     const RunCounters& c = state.counters;

@@ -2,10 +2,57 @@
 // the folders the session lists for the file, or the usual sibling folders.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
 
-struct MediaTable {
-    std::map<std::string, std::string> pathOfFile;  // file name -> path written into the project
+#include "session/file_folders.h"
+
+struct RunState;
+
+enum class MediaPlace {
+    mediaFolder,    // in the media folder (audioDir)
+    siblingFolder,  // in another folder of the session folder
+    missing,        // nowhere: the path points into the media folder all the same
 };
+
+struct MediaFile {
+    std::string name;  // file name, no folder
+    std::string path;  // the path written into FILE lines
+    MediaPlace place = MediaPlace::missing;
+    int itemCount = 0;  // items written whose source is this file
+};
+
+// Each file is looked up once per run; files stay in the order of their first lookup.
+struct MediaTable {
+    std::vector<MediaFile> files;
+    std::map<std::string, std::size_t> indexOfName;
+};
+
+// Where to look: the media folder, the session folder that holds the sibling
+// folders, and the folder the session lists for each file.
+struct MediaSearch {
+    std::string audioDir;
+    std::string sessionFolder;
+    const FileFolderMap* listedFolders = nullptr;
+};
+MediaSearch mediaSearchOf(const RunState& state);
+
+// The table's entry for fileName, looked up on first use.
+MediaFile& findMedia(MediaTable& table, const MediaSearch& search, const std::string& fileName);
+
+// The path that goes into the project for fileName.
+const std::string& mediaPath(RunState& state, const std::string& fileName);
+
+// The media check after writing: every audio file the session lists is looked
+// up too, so that sibling folders are told even for files no item uses.
+void checkMedia(RunState& state);
+
+// What the console notes say about the media, from the table.
+struct MediaSummary {
+    std::vector<std::string> siblingFiles;  // found outside the media folder
+    int siblingItems = 0;                   // items whose FILE line points there
+    std::vector<std::string> missingFiles;  // used by an item and found nowhere
+};
+MediaSummary summarizeMedia(const MediaTable& table);

@@ -1,10 +1,39 @@
 #include "project/project_writer.h"
 
-#include "driver/run_state.h"
-#include "project/text.h"
+#include <cstdlib>
 
-void writeProject(const RunState&, std::FILE* file) {
-    ProjectText text(file);
+#include "cli/console.h"
+#include "driver/run_state.h"
+#include "project/project_head.h"
+#include "project/text.h"
+#include "project/track_block.h"
+#include "project/track_tables.h"
+
+void writeProjectText(RunState& state, ProjectText& text) {
+    ProjectWriter writer{state, text};
+    writer.dumpClipColours = std::getenv("PTX_DUMP_CLIPCOL") != nullptr;
+
     text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
+    state.headSummary = writeProjectHead(state, text);
+
+    const std::vector<OutputTrack>& tracks = state.analysis.outputTracks;
+    for (size_t i = 0; i < tracks.size(); ++i) {
+        stepProgress(3, formatText("%.24s %lu/%lu", "writing", static_cast<unsigned long>(i),
+                                   static_cast<unsigned long>(tracks.size())));
+        writeTrack(writer, i);
+        ++state.counters.outputTracks;
+    }
+
+    size_t returnIndex = 0;
+    for (const std::string& bus : busesReceivingSends(state)) {
+        if (writer.namesWithTrack.count(bus)) continue;
+        writeReturnTrack(writer, returnIndex++, bus);
+    }
+
     text.close();
+}
+
+void writeProject(RunState& state, std::FILE* file) {
+    ProjectText text(file);
+    writeProjectText(state, text);
 }

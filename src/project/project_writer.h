@@ -1,8 +1,23 @@
 // The project file: head, tempo, markers, master, tracks, closing line.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
+#include <set>
+#include <string>
 
+class ProjectText;
 struct RunState;
 
-void writeProject(const RunState& state, std::FILE* file);
+// One pass of writing: where the text goes, and what carries over from track to track.
+struct ProjectWriter {
+    RunState& state;
+    ProjectText& text;
+    std::uint32_t takeIndex = 0;              // audio items written so far in the run; seeds take GUIDs
+    std::set<std::string> namesWithTrack;     // buses of these names get no return track
+    bool dumpClipColours = false;             // PTX_DUMP_CLIPCOL is set
+};
+
+// Writes the whole project in one pass, and sets the track and item counters.
+void writeProject(RunState& state, std::FILE* file);
+void writeProjectText(RunState& state, ProjectText& text);

@@ -7,3 +7,8 @@
 struct RunState;
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath);
+
+// The media check's notes: audio files found in sibling folders, files not found.
+void sayMediaNotes(const RunState& state);
+// Which folder the FILE lines point into, and the --audio-dir hint when files are missing.
+void sayMediaFolderNote(const RunState& state);

@@ -1,0 +1,45 @@
+#include "analysis/passes.h"
+
+#include <algorithm>
+
+namespace {
+
+// The passes in the one order they run.
+constexpr AnalysisPass kPasses[] = {
+    bindTrackList,          // 1
+    bindPluginsToStrips,    // 2
+    findOneSidedOutputs,    // 3
+    listUnknownWidths,      // 4
+    readTrackClips,         // 5
+    pairPlaylists,          // 6
+    positionsToSeconds,     // 7
+    filterPlacements,       // 8
+    flattenClipGroups,      // 9
+    chooseSamePosition,     // 10
+    bindFades,              // 11
+    applyClipGain,          // 12
+    mergeAraSets,           // 13
+    applyWarpAndStretch,    // 14
+    writeOutLoops,          // 15
+    resolveOverlaps,        // 16
+    bindCurrentNames,       // 17
+    buildOutputTracks,      // 17
+    attachLanes,            // 18
+    bindMidiTrackNames,     // 19
+    buildMidiItems,         // 19
+    applyGroupsAndColours,  // 20
+    orderTracks,            // 21
+    skipHiddenAndInactive,  // 22
+};
+
+}  // namespace
+
+void runAnalysisPasses(const SessionModel& model, const ConvertOptions& options, AnalysisModel& analysis) {
+    BindingWork work;
+    for (AnalysisPass pass : kPasses) pass(model, options, work, analysis);
+}
+
+void sortByPosition(std::vector<AudioClip>& clips) {
+    std::stable_sort(clips.begin(), clips.end(),
+                     [](const AudioClip& a, const AudioClip& b) { return a.position < b.position; });
+}

@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "analysis/passes.h"
+
+namespace {
+
+// A placement by clip index and stored position (low 32 bits, as the clips hold it).
+using PlacementKey = std::pair<uint32_t, uint64_t>;
+
+constexpr uint64_t kMatchWindow = 64;  // samples either side
+
+uint64_t storedPosition(uint64_t value) { return value & 0xFFFFFFFFull; }
+
+PlacementKey keyOf(const AudioClip& clip) {
+    return {clip.clip.index, storedPosition(static_cast<uint64_t>(clip.clip.start))};
+}
+
+// What one playlist row says about its placements.
+struct RowPlacements {
+    std::set<PlacementKey> fadeReferences;
+    std::set<PlacementKey> clipReferences;
+    std::map<uint32_t, std::map<uint64_t, int>> live;  // clip index -> position -> live count
+    std::map<uint32_t, int> liveOfIndex;
+    std::map<PlacementKey, uint8_t> overlapState;
+    std::map<PlacementKey, bool> locked;
+    std::map<PlacementKey, int32_t> colour;
+};
+
+RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
+    RowPlacements placements;
+    const size_t count = std::min({row.clipIndex.size(), row.position.size(), row.live.size(), row.isFade.size(),
+                                   row.isGroup.size(), row.overlapState.size(), row.locked.size(),
+                                   row.colour.size()});
+    for (size_t k = 0; k < count; ++k) {
+        if (row.isGroup[k]) continue;
+        const PlacementKey key{row.clipIndex[k], storedPosition(row.position[k])};
+        if (row.isFade[k] && row.clipIndex[k] < fadeTableSize) {
+            placements.fadeReferences.insert(key);
+        } else {
+            placements.clipReferences.insert(key);
+        }
+        if (!row.live[k]) continue;
+        ++placements.live[key.first][key.second];
+        ++placements.liveOfIndex[key.first];
+        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) placements.overlapState[key] = row.overlapState[k];
+        placements.locked[key] = row.locked[k];
+        if (row.colour[k] != -2) placements.colour[key] = row.colour[k];
+    }
+    return placements;
+}
+
+// The live placement a clip stands for: its own key, else the nearest of the
+// same clip within the match window. Null when none is left to match.
+const PlacementKey* matchLive(RowPlacements& placements, const PlacementKey& key, PlacementKey& matched) {
+    auto ofIndex = placements.live.find(key.first);
+    if (ofIndex == placements.live.end()) return nullptr;
+    std::map<uint64_t, int>& positions = ofIndex->second;
+    auto exact = positions.find(key.second);
+    if (exact != positions.end() && exact->second > 0) {
+        --exact->second;
+        matched = key;
+        return &matched;
+    }
+    const uint64_t low = key.second >= kMatchWindow ? key.second - kMatchWindow : 0;
+    auto best = positions.end();
+    uint64_t bestDistance = 0;
+    for (auto it = positions.lower_bound(low); it != positions.end() && it->first <= key.second + kMatchWindow; ++it) {
+        if (it->second <= 0) continue;
+        const uint64_t distance = it->first > key.second ? it->first - key.second : key.second - it->first;
+        if (best == positions.end() || distance < bestDistance) {
+            best = it;
+            bestDistance = distance;
+        }
+    }
+    if (best == positions.end()) return nullptr;
+    --best->second;
+    matched = {key.first, best->first};
+    return &matched;
+}
+
+void takeFlags(const RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
+    auto state = placements.overlapState.find(key);
+    clip.drawnOverNext = state != placements.overlapState.end() && state->second == 1;
+    clip.drawnOverPrevious = state != placements.overlapState.end() && state->second == 2;
+    auto colour = placements.colour.find(key);
+    if (colour != placements.colour.end()) clip.colour = colour->second;
+    auto locked = placements.locked.find(key);
+    if (locked != placements.locked.end()) clip.locked = locked->second;
+}
+
+}  // namespace
+
+// A track's clips are checked against its playlist row: fade references are not
+// clips, and a placement the row no longer holds live was deleted by the author.
+void filterPlacements(const SessionModel& model, const ConvertOptions& options, BindingWork& work,
+                      AnalysisModel& analysis) {
+    for (BoundTrack& track : work.tracks) {
+        if (track.record < 0 || static_cast<size_t>(track.record) >= model.playlistRows.size()) continue;
+        if (track.clips.empty()) continue;
+        RowPlacements placements = readRow(model.playlistRows[static_cast<size_t>(track.record)], model.fades.size());
+        if (placements.live.empty()) continue;
+
+        std::vector<AudioClip> kept;
+        int deleted = 0;
+        int fadeReferences = 0;
+        for (const AudioClip& clip : track.clips) {
+            const PlacementKey key = keyOf(clip);
+            if (!options.keepFadeClips && placements.fadeReferences.count(key) &&
+                !placements.clipReferences.count(key)) {
+                ++fadeReferences;
+                continue;
+            }
+            PlacementKey matched;
+            const PlacementKey* flagsKey = matchLive(placements, key, matched);
+            int& ofIndex = placements.liveOfIndex[key.first];
+            if (flagsKey != nullptr) {
+                --ofIndex;
+            } else if (ofIndex > 0) {
+                --ofIndex;
+                flagsKey = &key;
+            } else {
+                ++deleted;
+                continue;
+            }
+            kept.push_back(clip);
+            takeFlags(placements, *flagsKey, kept.back());
+        }
+        // A row whose every placement reads as deleted is not believed.
+        if (kept.empty()) continue;
+        track.clips = std::move(kept);
+        analysis.counts.deletedPlacements += deleted;
+        analysis.counts.fadeReferencesDropped += fadeReferences;
+    }
+}

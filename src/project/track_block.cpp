@@ -1,0 +1,284 @@
+#include "project/track_block.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "driver/run_state.h"
+#include "project/audio_items.h"
+#include "project/project_writer.h"
+#include "project/text.h"
+#include "project/track_tables.h"
+
+namespace {
+
+double gainOf(double db) { return std::pow(10.0, db / 20.0); }
+
+int roundUpEven(int count) { return count + (count & 1); }
+
+bool holds(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
+
+// A second track of the same key (the other half of a pair) adds no key-wide lines.
+bool firstOfKey(const std::vector<OutputTrack>& tracks, size_t i) {
+    const std::string& key = trackKey(tracks[i]);
+    for (size_t j = 0; j < i; ++j) {
+        if (trackKey(tracks[j]) == key) return false;
+    }
+    return true;
+}
+
+uint32_t peakColourOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    if (state.options.noTrackColors) return kDefaultPeakColour;
+    return trackColourOf(state, name, matchKey).value_or(kDefaultPeakColour);
+}
+
+// Pro Tools' stored mode to REAPER's; with no usable mode, Read for an automated strip.
+int automationModeOf(const std::optional<TrackView>& view, const StripRow* strip, const StripShape& shape,
+                     bool hasPanner) {
+    if (view) {
+        switch (view->automationMode) {
+            case 0: case 1: case 2: return view->automationMode;
+            case 3: case 5: return 4;
+            case 4: return 3;
+            default: break;
+        }
+    }
+    const bool automated = strip && (shape.volumeLane || shape.panLane || shape.muteLane || shape.trimLane ||
+                                      (shape.stereo && !hasPanner));
+    return automated ? 1 : 0;
+}
+
+struct SoloForm {
+    int solo = 0;
+    int defeat = 0;
+};
+
+// A soloed track that is also muted loses its solo unless a mute lane may unmute it.
+SoloForm soloOf(const std::optional<TrackView>& view, bool muted, const StripShape& shape) {
+    SoloForm form;
+    if (!view) return form;
+    form.solo = view->solo == 1 ? 2 : 0;
+    if (form.solo && muted && !shape.muteLane) form.solo = 0;
+    form.defeat = view->soloSafe == 1 ? 1 : 0;
+    return form;
+}
+
+void writeGroupFlags(ProjectText& text, const GroupMasks& masks) {
+    std::array<uint32_t, 22> fields{};
+    fields[0] = fields[1] = masks.volume;
+    fields[4] = fields[5] = masks.mute;
+    fields[6] = fields[7] = masks.solo;
+    fields[12] = fields[13] = masks.fourth;
+    fields[20] = masks.vcaLead;
+    fields[21] = masks.vcaFollow;
+    size_t count = fields.size();
+    while (count > 0 && fields[count - 1] == 0) --count;
+    if (count == 0) return;
+    ProjectText::Line line = text.statement("GROUP_FLAGS");
+    for (size_t f = 0; f < count; ++f) line.num(fields[f]);
+}
+
+void writeTrackHeight(ProjectText& text, const std::optional<TrackView>& view) {
+    const int height = view && view->height > 0 ? view->height : 0;
+    text.statement("TRACKHEIGHT").num(height).num(0).num(0).num(0).num(0).num(0).num(0);
+}
+
+void writeInputQuantize(ProjectText& text) {
+    text.statement("INQ").num(0).num(0).num(0).word("0.5").num(100).num(0).num(0).num(100);
+}
+
+// Key inputs need channels 3/4 and on; a surround fold, a wide aux, a panner
+// or the routing may ask for more.
+struct ChannelPlan {
+    int count = 2;
+    bool keyOnly = false;  // only a key input asked for more than two
+};
+
+ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& key,
+                          const std::optional<SurroundPanner>& panner) {
+    const KeyInputs keys = keyInputsOf(state, key);
+    const bool keyFromOther = keys.keyFrom >= 0 && static_cast<size_t>(keys.keyFrom) != i;
+    const int forKey = keyFromOther ? 4 + 2 * static_cast<int>(keys.extraKeys.size()) : 2;
+    int other = std::max(2, surroundLegsOf(state, key));
+    other = std::max(other, roundUpEven(auxWidthOf(state, key)));
+    if (panner) other = std::max(other, roundUpEven(panner->outputWidth));
+    other = std::max(other, needChannelsOf(state, key));
+    ChannelPlan plan;
+    plan.count = std::max(forKey, other);
+    plan.keyOnly = keyFromOther && other == 2;
+    return plan;
+}
+
+// The parts below are written by the routing, chain, envelope, MIDI, freeze
+// and comment writers; until those land a track has none of them.
+void writeReceives(ProjectWriter&, size_t) {}
+void writeTrackChain(ProjectWriter&, size_t, int) {}
+void writeSendsInto(ProjectWriter&, const std::string&, int) {}
+void writeTrackEnvelopes(ProjectWriter&, size_t, int) {}
+void writeMidiItems(ProjectWriter&, size_t) {}
+void writeFreeze(ProjectWriter&, size_t) {}
+void writeCommentItem(ProjectWriter&, const std::string&, uint32_t) {}
+void writeReturnChain(ProjectWriter&, const std::string&) {}
+void writeStripEnvelopes(ProjectWriter&, const std::string&) {}
+
+struct MixForm {
+    double volume = 1;
+    double pan = 0;
+    double leftLimit = -1;
+    double rightLimit = 1;
+};
+
+}  // namespace
+
+void writeTrack(ProjectWriter& writer, size_t i) {
+    const RunState& state = writer.state;
+    ProjectText& text = writer.text;
+    const OutputTrack& track = state.analysis.outputTracks[i];
+    const std::string& key = trackKey(track);
+    const StripRow* strip = stripOf(state, track);
+    const StripShape shape = strip ? stripShapeOf(state, key, *strip) : StripShape();
+    const std::optional<TrackView> view = trackViewOf(state, track.name, track.matchKey);
+    const std::optional<SurroundPanner> panner = surroundPannerOf(state, key);
+    const bool first = firstOfKey(state.analysis.outputTracks, i);
+    const int side = track.matchKey.empty() ? 0 : sideOfOutputOf(state, track.matchKey);
+    const bool routingFolder = isRoutingFolder(state, i);
+    const uint32_t headSeed = static_cast<uint32_t>(i + 1);
+
+    text.open("TRACK").guid(headSeed);
+    text.statement("NAME").name(track.name);
+    text.statement("PEAKCOL").colour(peakColourOf(state, track.name, track.matchKey));
+    int beat = timebaseOf(state, track.name, track.matchKey);
+    if (track.isMidi) beat = isSampleBasedMidi(state, key) ? 0 : 1;
+    text.statement("BEAT").num(beat);
+    const int autoMode = automationModeOf(view, strip, shape, panner.has_value());
+    text.statement("AUTOMODE").num(autoMode);
+
+    MixForm mix;
+    mix.pan = track.legPan;
+    if (strip) {
+        mix.volume = shape.volumeLane ? 1.0 : gainOf(strip->faderDb);
+        if (!holds(track.name, " [L]") && !holds(track.name, " [R]")) mix.pan = stripPan(*strip, shape.stereo);
+        const bool lanesCarryPan = shape.dualPan && !panner && !(autoMode == 0 && first);
+        if (shape.stereo && !lanesCarryPan) {
+            mix.leftLimit = shape.leftPanLimit;
+            mix.rightLimit = shape.rightPanLimit;
+        }
+    }
+    if (shape.panLane || panner) mix.pan = 0;
+    if (track.isMidi) mix.volume = 1;  // a MIDI track's fader travels as controller events
+    if (std::optional<double> vca = vcaLevelDbOf(state, track.name)) mix.volume = gainOf(*vca);
+    if (side != 0) {
+        mix.leftLimit = mix.rightLimit = side;
+        mix.pan = 0;
+    }
+    // "+ 0.0" turns a negative zero into 0, which %g would print as "-0".
+    text.statement("VOLPAN").coarse(mix.volume).compact(mix.pan + 0.0).num(-1).coarse(mix.leftLimit)
+        .coarse(mix.rightLimit);
+
+    bool muted = trackMuteOf(state, track, strip);
+    if (track.isMidi) muted = midiTrackMuteOf(state, key).value_or(muted) || track.inactive || track.voiceOff;
+    const SoloForm solo = soloOf(view, muted, shape);
+    text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
+    text.statement("IPHASE").num(trimPolarityFlipsOf(state, key) % 2);
+    const FolderText folder = folderTextOf(state, i);
+    text.statement("ISBUS").num(folder.first).num(folder.second);
+    if (view && view->shown == 0 && first) text.statement("SHOWINMIX").word("0 0.6667 0.5 0 0.5 0 0 0 0");
+    writeGroupFlags(text, groupMasksOf(state, track.name, track.matchKey));
+    if ((strip && shape.stereo && !panner) || side != 0 || routingFolder) {
+        text.statement("PANMODE").num(6);
+    } else if (strip && !shape.stereo && !panner && channelsOfTrackOf(state, key) == 1) {
+        text.statement("PANMODE").num(3);
+    }
+    text.statement("FREEMODE").num(track.lanes.empty() ? 0 : 2);
+    writeTrackHeight(text, view);
+    writeInputQuantize(text);
+    const ChannelPlan channels = channelPlanOf(state, i, key, panner);
+    text.statement("NCHAN").num(channels.count);
+    text.statement("FX").num(1);
+    text.statement("TRACKID").guid(static_cast<uint32_t>(i + 0x2329));
+    const bool mainSend = !noMainSend(state, key);
+    text.statement("MAINSEND").num(mainSend ? 1 : 0).num(0);
+    if (mainSend && channels.keyOnly) text.statement("MAINSEND_NCH").num(2);
+
+    writeReceives(writer, i);
+    writeTrackChain(writer, i, channels.count);
+    writeSendsInto(writer, track.name, static_cast<int>(i));
+    writer.namesWithTrack.insert(track.name);
+    if (holds(track.name, "[alt takes]") || holds(track.name, "[alt playlist]")) {
+        text.statement("MUTESOLO").num(1).num(0).num(0);  // REAPER takes the last MUTESOLO
+    }
+
+    const int laneCount = static_cast<int>(track.lanes.size()) + 1;
+    if (!track.lanes.empty()) {
+        text.statement("FIXEDLANES").num(9).num(0).num(0).num(0).num(0);
+        text.statement("LANESOLO").num(1).num(0).num(0).num(0).num(0).num(0).num(0).num(0);
+        text.statement("ITEMLANES").num(laneCount);
+        ProjectText::Line names = text.statement("LANENAME");
+        names.name(track.matchKey);
+        for (const Lane& lane : track.lanes) names.name(lane.name);
+    }
+    writeTrackEnvelopes(writer, i, autoMode);
+    for (const AudioClip& clip : track.clips) writeAudioItem(writer, track, clip, 0, laneCount);
+    for (size_t l = 0; l < track.lanes.size(); ++l) {
+        for (const AudioClip& clip : track.lanes[l].clips) {
+            writeAudioItem(writer, track, clip, static_cast<int>(l) + 1, laneCount);
+        }
+    }
+    writeMidiItems(writer, i);
+    writeFreeze(writer, i);
+    if (state.options.commentsMode == 0) writeCommentItem(writer, track.name, headSeed);
+    text.close();
+}
+
+void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busName) {
+    const RunState& state = writer.state;
+    ProjectText& text = writer.text;
+    const StripRow* strip = stripNamed(state, busName);
+    const StripShape shape = strip ? stripShapeOf(state, busName, *strip) : StripShape();
+    const std::optional<TrackView> view = trackViewOf(state, busName, std::string());
+    const uint32_t headSeed = static_cast<uint32_t>(k + 0xC351);
+
+    text.open("TRACK").guid(headSeed);
+    text.statement("NAME").name(busName);
+    text.statement("PEAKCOL").colour(peakColourOf(state, busName, std::string()));
+    text.statement("BEAT").num(-1);
+    const int autoMode = automationModeOf(view, strip, shape, false);
+    text.statement("AUTOMODE").num(autoMode);
+
+    MixForm mix;
+    if (strip) {
+        mix.volume = shape.volumeLane ? 1.0 : gainOf(strip->faderDb);
+        mix.pan = shape.panLane ? 0.0 : stripPan(*strip, shape.stereo);
+    }
+    const bool stereo = strip && shape.stereo;
+    {
+        ProjectText::Line volpan = text.statement("VOLPAN");
+        volpan.coarse(mix.volume).compact(mix.pan + 0.0).num(-1);
+        if (stereo) {
+            const bool lanesCarryPan = shape.dualPan && autoMode != 0;
+            volpan.coarse(lanesCarryPan ? -1.0 : shape.leftPanLimit).coarse(lanesCarryPan ? 1.0 : shape.rightPanLimit);
+        } else {
+            volpan.num(-1).num(1);
+        }
+    }
+    const bool muted = strip && strip->muted;
+    const SoloForm solo = soloOf(view, muted, shape);
+    text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
+    text.statement("IPHASE").num(trimPolarityFlipsOf(state, busName) % 2);
+    text.statement("ISBUS").num(0).num(0);
+    if (stereo) text.statement("PANMODE").num(6);
+    if (view && view->shown == 0) text.statement("SHOWINMIX").word("0 0.6667 0.5 0 0.5 0 0 0 0");
+    writeGroupFlags(text, groupMasksOf(state, busName, std::string()));
+    text.statement("FREEMODE").num(0);
+    writeTrackHeight(text, view);
+    writeInputQuantize(text);
+    text.statement("NCHAN").num(2);
+    text.statement("FX").num(1);
+    text.statement("TRACKID").guid(static_cast<uint32_t>(k + 0xEA61));
+    text.statement("MAINSEND").num(noMainSend(state, busName) ? 0 : 1).num(0);
+    writeReturnChain(writer, busName);
+    writeSendsInto(writer, busName, -1);
+    writeStripEnvelopes(writer, busName);
+    if (state.options.commentsMode == 0) writeCommentItem(writer, busName, headSeed);
+    text.close();
+}

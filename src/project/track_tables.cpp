@@ -1,0 +1,113 @@
+#include "project/track_tables.h"
+
+#include "driver/run_state.h"
+
+namespace {
+
+template <typename Map>
+auto findByBoth(const Map& map, const std::string& name, const std::string& matchKey) -> decltype(&map.begin()->second) {
+    auto found = map.find(name);
+    if (found == map.end() && !matchKey.empty()) found = map.find(matchKey);
+    return found == map.end() ? nullptr : &found->second;
+}
+
+}  // namespace
+
+const StripRow* stripOf(const RunState& state, const OutputTrack& track) {
+    for (const StripRow& strip : state.model.strips) {
+        if (!strip.present) continue;
+        if (strip.name == track.name || (!track.matchKey.empty() && strip.name == track.matchKey)) return &strip;
+    }
+    return nullptr;
+}
+
+const StripRow* stripNamed(const RunState& state, const std::string& name) {
+    for (const StripRow& strip : state.model.strips) {
+        if (strip.present && strip.name == name) return &strip;
+    }
+    return nullptr;
+}
+
+// Until the lanes are read, a strip has none, and its width comes from the
+// track: a merged pair, or a track list row that stores a second channel.
+StripShape stripShapeOf(const RunState& state, const std::string& key, const StripRow&) {
+    StripShape shape;
+    shape.stereo = channelsOfTrackOf(state, key) == 2;
+    for (const TrackListRow& row : state.model.trackListRows) {
+        if (row.name == key) {
+            shape.stereo = shape.stereo || row.width == 1;
+            break;
+        }
+    }
+    return shape;
+}
+
+// The display records belong to the session's track rows; found by name, then matchKey.
+std::optional<TrackView> trackViewOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    const std::vector<SessionTrack>& rows = state.model.tracks.rows;
+    const std::vector<TrackAttributes>& attributes = state.model.attributes;
+    for (const std::string* wanted : {&name, &matchKey}) {
+        if (wanted->empty()) continue;
+        for (size_t r = 0; r < rows.size() && r < attributes.size(); ++r) {
+            if (effectiveName(rows[r]) != *wanted) continue;
+            TrackView view;
+            view.shown = attributes[r].shown;
+            view.height = attributes[r].height;
+            view.automationMode = attributes[r].automationMode;
+            return view;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<SurroundPanner> surroundPannerOf(const RunState&, const std::string&) { return std::nullopt; }
+
+std::optional<uint32_t> trackColourOf(const RunState&, const std::string&, const std::string&) { return std::nullopt; }
+
+int timebaseOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    const int* timebase = findByBoth(state.analysis.timebaseOfTrack, name, matchKey);
+    return timebase ? *timebase : -1;
+}
+
+bool isSampleBasedMidi(const RunState&, const std::string&) { return false; }
+
+std::optional<bool> midiTrackMuteOf(const RunState&, const std::string&) { return std::nullopt; }
+
+std::optional<double> vcaLevelDbOf(const RunState&, const std::string&) { return std::nullopt; }
+
+int sideOfOutputOf(const RunState&, const std::string&) { return 0; }
+
+FolderText folderTextOf(const RunState&, std::size_t) { return FolderText(); }
+
+bool isRoutingFolder(const RunState&, std::size_t) { return false; }
+
+GroupMasks groupMasksOf(const RunState&, const std::string&, const std::string&) { return GroupMasks(); }
+
+bool noMainSend(const RunState&, const std::string&) { return false; }
+
+KeyInputs keyInputsOf(const RunState&, const std::string&) { return KeyInputs(); }
+
+int surroundLegsOf(const RunState& state, const std::string& key) {
+    auto found = state.analysis.surroundLegs.find(key);
+    return found == state.analysis.surroundLegs.end() ? 0 : found->second;
+}
+
+int channelsOfTrackOf(const RunState& state, const std::string& key) {
+    auto found = state.analysis.channelsOfTrack.find(key);
+    return found == state.analysis.channelsOfTrack.end() ? 0 : found->second;
+}
+
+int auxWidthOf(const RunState&, const std::string&) { return 0; }
+
+int needChannelsOf(const RunState&, const std::string&) { return 0; }
+
+int trimPolarityFlipsOf(const RunState&, const std::string&) { return 0; }
+
+// The pre-fader send rule, which may unmute a track, comes with the routing pass.
+bool trackMuteOf(const RunState&, const OutputTrack& track, const StripRow* strip) {
+    return track.inactive || track.voiceOff || (strip && strip->muted);
+}
+
+std::vector<std::string> busesReceivingSends(const RunState&) { return {}; }
+
+std::optional<uint32_t> clipColourOf(const RunState&, const AudioClip&) { return std::nullopt; }

@@ -1,0 +1,101 @@
+// What the track writer reads about a track from the tables the reader and the
+// analysis leave. A table that no pass fills yet gives its absent value here,
+// so that the pass that fills it changes one function and not the writer.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "analysis/analysis_model.h"
+#include "session/strips.h"
+
+struct RunState;
+
+// The strip of a track: the first present row named like its matchKey or name.
+const StripRow* stripOf(const RunState& state, const OutputTrack& track);
+// The first present strip row of that name (a bus's strip).
+const StripRow* stripNamed(const RunState& state, const std::string& name);
+
+// Lanes and width of a strip, as the lane reader gives them.
+struct StripShape {
+    bool stereo = false;
+    bool volumeLane = false;  // each: a lane with points
+    bool panLane = false;
+    bool muteLane = false;
+    bool trimLane = false;
+    bool dualPan = false;     // real dual pan: the two pan lanes carry the pan
+    double leftPanLimit = -1;  // the resting values of the two pan lanes over 100
+    double rightPanLimit = 1;
+};
+StripShape stripShapeOf(const RunState& state, const std::string& key, const StripRow& strip);
+
+// The track's display record: shown, height, solo, solo safe, automation mode.
+struct TrackView {
+    uint8_t shown = 1;
+    int32_t height = 0;
+    int32_t solo = -1;      // 1: soloed
+    int32_t soloSafe = -1;  // 1: solo safe
+    int32_t automationMode = -1;
+};
+std::optional<TrackView> trackViewOf(const RunState& state, const std::string& name, const std::string& matchKey);
+
+// A surround panner on the track's output, for ReaSurroundPan.
+struct SurroundPanner {
+    int outputWidth = 0;
+};
+std::optional<SurroundPanner> surroundPannerOf(const RunState& state, const std::string& key);
+
+// The track's colour in the project, from its own or its group's palette index.
+std::optional<uint32_t> trackColourOf(const RunState& state, const std::string& name, const std::string& matchKey);
+// 0 sample-based, 2 tick-based, -1 not in the table.
+int timebaseOf(const RunState& state, const std::string& name, const std::string& matchKey);
+bool isSampleBasedMidi(const RunState& state, const std::string& key);
+// The mute of a MIDI track from the MIDI track state, if the table has it.
+std::optional<bool> midiTrackMuteOf(const RunState& state, const std::string& key);
+std::optional<double> vcaLevelDbOf(const RunState& state, const std::string& name);
+// -1 or +1 for a track whose output is one leg of a stereo path, else 0.
+int sideOfOutputOf(const RunState& state, const std::string& matchKey);
+
+// The ISBUS pair of output track i: "1 1" opens a folder, "2 -1" closes one.
+struct FolderText {
+    int first = 0;
+    int second = 0;
+};
+FolderText folderTextOf(const RunState& state, std::size_t trackIndex);
+bool isRoutingFolder(const RunState& state, std::size_t trackIndex);
+
+struct GroupMasks {
+    uint32_t volume = 0;
+    uint32_t mute = 0;
+    uint32_t solo = 0;
+    uint32_t fourth = 0;
+    uint32_t vcaLead = 0;
+    uint32_t vcaFollow = 0;
+};
+GroupMasks groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey);
+
+bool noMainSend(const RunState& state, const std::string& key);
+
+// Key inputs wired into a track: the first source track index, and further ones.
+struct KeyInputs {
+    int keyFrom = -1;
+    std::vector<int> extraKeys;
+};
+KeyInputs keyInputsOf(const RunState& state, const std::string& key);
+
+int surroundLegsOf(const RunState& state, const std::string& key);
+int channelsOfTrackOf(const RunState& state, const std::string& key);
+int auxWidthOf(const RunState& state, const std::string& key);
+int needChannelsOf(const RunState& state, const std::string& key);
+// Polarity switches set on the track's Trim plug-ins; a one-sided stereo flip is not among them.
+int trimPolarityFlipsOf(const RunState& state, const std::string& key);
+// The mute the analysis decided: the strip's switch, inactive and voice-off.
+bool trackMuteOf(const RunState& state, const OutputTrack& track, const StripRow* strip);
+
+// Buses that receive sends, in order; those without a track get a return track.
+std::vector<std::string> busesReceivingSends(const RunState& state);
+// The clip's colour in the project, if the colour rules give one.
+std::optional<uint32_t> clipColourOf(const RunState& state, const AudioClip& clip);

@@ -1,0 +1,140 @@
+// Every placement an independent reader finds in a real session arrives as an
+// item of the track of that name, at its position in seconds.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "driver/stages.h"
+#include "project/text.h"
+#include "session/real_sessions.h"
+#include "support/image_builder.h"
+#include "support/run_capture.h"
+
+namespace {
+
+struct FactPlacement {
+    std::string track;
+    std::string clip;
+    double samples = 0;
+};
+
+std::vector<FactPlacement> factPlacements(const std::string& sessionPath) {
+    std::ifstream in(sessionPath.substr(0, sessionPath.rfind('.')) + ".facts");
+    std::vector<FactPlacement> placements;
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("placement track ", 0) != 0) continue;
+        const size_t q1 = line.find('"'), q2 = line.find('"', q1 + 1);
+        const size_t q3 = line.find('"', q2 + 1), q4 = line.find('"', q3 + 1);
+        FactPlacement p;
+        p.track = line.substr(q1 + 1, q2 - q1 - 1);
+        p.clip = line.substr(q3 + 1, q4 - q3 - 1);
+        p.samples = std::atof(line.substr(line.rfind(" at ") + 4).c_str());
+        placements.push_back(p);
+    }
+    return placements;
+}
+
+// Runs the reading and analysis stages of a conversion on a session.
+void analyse(RunState& state, const std::string& path) {
+    state.options = optionsFor(path);
+    ASSERT_EQ(loadSession(state.session, path, 48000), 0) << path;
+    if (state.session.sessionRate != 48000) ASSERT_EQ(loadSession(state.session, path, state.session.sessionRate), 0);
+    readStage(state);
+    readMixStage(state);
+    clipStage(state);
+    trackStage(state);
+}
+
+// Checks each sample-based placement of the facts against the output tracks.
+void expectPlacementsArrive(const RunState& state, const std::string& path) {
+    const double rate = static_cast<double>(state.sampleRate);
+    std::multimap<std::string, const AudioClip*> clipsByTrack;
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        for (const AudioClip& clip : track.clips) clipsByTrack.emplace(track.name, &clip);
+        for (const Lane& lane : track.lanes) {
+            for (const AudioClip& clip : lane.clips) clipsByTrack.emplace(track.name, &clip);
+        }
+    }
+    int checked = 0;
+    for (const FactPlacement& fact : factPlacements(path)) {
+        auto timebase = state.analysis.timebaseOfTrack.find(fact.track);
+        if (timebase != state.analysis.timebaseOfTrack.end() && timebase->second != 0) continue;
+        // The facts print positions through a 32-bit float.
+        const double tolerance = std::max(1.0, fact.samples * std::ldexp(1.0, -23));
+        bool found = false;
+        auto range = clipsByTrack.equal_range(fact.track);
+        for (auto it = range.first; it != range.second && !found; ++it) {
+            found = it->second->clip.name == fact.clip &&
+                    std::fabs(it->second->position * rate - fact.samples) <= tolerance;
+        }
+        EXPECT_TRUE(found) << path << ": " << fact.track << " / " << fact.clip << " at " << fact.samples;
+        ++checked;
+    }
+    EXPECT_GT(checked, 0) << path;
+}
+
+}  // namespace
+
+TEST(FactsRuns, RealSessionPlacementsArriveOnTheirTracks) {
+    const std::string folder = realSessionFolder();
+    if (folder.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    int sessions = 0;
+    for (const std::string& path : filesEnding(folder, ".ptx")) {
+        if (factPlacements(path).empty()) continue;
+        RunState state;
+        analyse(state, path);
+        expectPlacementsArrive(state, path);
+        ++sessions;
+        // Every track of the session's track list is a track of the project.
+        for (const std::string& name : state.model.trackList.names) {
+            bool present = false;
+            for (const OutputTrack& track : state.analysis.outputTracks) present = present || track.name == name;
+            EXPECT_TRUE(present) << path << ": " << name;
+        }
+    }
+    EXPECT_EQ(sessions, 3);
+
+    // The split-mono pair of TestPTX is one stereo track, its halves panned apart.
+    RunState state;
+    analyse(state, folder + "/TestPTX.ptx");
+    int stereoTracks = 0;
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        if (track.name != "stereoTone") continue;
+        ++stereoTracks;
+        ASSERT_EQ(track.clips.size(), 2u);
+        EXPECT_EQ(track.clips[0].takePan + track.clips[1].takePan, 0.0);
+        EXPECT_EQ(std::fabs(track.clips[0].takePan), 1.0);
+    }
+    EXPECT_EQ(stereoTracks, 1);
+    EXPECT_EQ(state.analysis.channelsOfTrack["stereoTone"], 2);
+}
+
+TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
+    const std::string bench = std::string(TRELLUM_SHARED_DIR) + "/bench";
+    if (realSessionFolder().empty() || filesEnding(bench, ".ptx").empty()) GTEST_SKIP() << "no bench sessions";
+    const std::string folder = makeTempFolder("bench");
+    for (const char* name : {"medium-32", "max-418"}) {
+        const std::string path = bench + "/" + name + ".ptx";
+        ConvertOptions options = optionsFor(path);
+        options.outputPath = folder + "/" + name + ".rpp";
+        const auto started = std::chrono::steady_clock::now();
+        CapturedRun run = runConvert(options);
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+        ASSERT_EQ(run.code, 0) << run.console;
+        EXPECT_LT(seconds, 20.0) << name;  // a sanitizer build; an optimised one takes well under a second
+
+        const std::string project = readFileText(options.outputPath);
+        size_t items = 0;
+        for (size_t at = project.find("<ITEM\n"); at != std::string::npos; at = project.find("<ITEM\n", at + 1)) ++items;
+        EXPECT_EQ(items, factPlacements(path).size()) << name;
+        EXPECT_EQ(checkProjectText(project), std::nullopt) << name;
+    }
+    RunState state;
+    analyse(state, bench + "/medium-32.ptx");
+    expectPlacementsArrive(state, bench + "/medium-32.ptx");
+}
