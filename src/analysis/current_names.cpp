@@ -2,9 +2,21 @@
 
 namespace {
 
-// The strip an alternate playlist belongs to, by the playlist owner table. That
-// table is not read yet, so no alternate finds its parent this way.
-std::string parentOfAlternate(const SessionModel&, const std::string&) { return std::string(); }
+// The strip an alternate playlist belongs to. Pro Tools names a track's further
+// playlists after it with a number behind a dot ("Gtr.01"), so the parent is the
+// strip whose name is what stands before that dot.
+std::string parentOfAlternate(const SessionModel& model, const std::string& playlistName) {
+    const size_t dot = playlistName.rfind('.');
+    if (dot == std::string::npos || dot == 0 || dot + 1 == playlistName.size()) return std::string();
+    for (size_t k = dot + 1; k < playlistName.size(); ++k) {
+        if (playlistName[k] < '0' || playlistName[k] > '9') return std::string();
+    }
+    const std::string stem = playlistName.substr(0, dot);
+    for (const StripRow& strip : model.strips) {
+        if (strip.present && strip.name == stem) return stem;
+    }
+    return std::string();
+}
 
 }  // namespace
 
