@@ -83,4 +83,96 @@ void sayMediaFolderNote(const RunState& state) {
     }
 }
 
-void sayConsoleNotes(const RunState& state, const std::string& writtenPath) { sayHead(state, writtenPath); }
+// What the binding of tracks did: alternates, folds, units, pairs, lanes,
+// empty and unmatched tracks, freeze records and placements left out.
+void sayBindingNotes(const RunState& state) {
+    const AnalysisModel& analysis = state.analysis;
+    const BindingCounts& c = analysis.counts;
+    if (c.alternatesWithoutParent > 0) {
+        say("  %d alternate playlist(s) could not be matched to a parent track by\n"
+            "      name and arrive as their own tracks, MUTED -- Pro Tools plays one\n"
+            "      playlist per track, so these never sounded there either. Unmute\n"
+            "      one in REAPER to audition it.\n",
+            c.alternatesWithoutParent);
+    }
+    if (c.foldedSurround > 0) {
+        say("  %d surround track(s) folded from their Pro Tools legs into one\n"
+            "      multichannel track each, the way a stereo pair is folded: one\n"
+            "      track, one item, one insert chain, channels in the file's order.\n"
+            "      A wide strip's own panner is not carried; a mono or stereo\n"
+            "      source panned into a surround bus gets ReaSurroundPan (below).\n",
+            c.foldedSurround);
+    }
+
+    say("  %d tick-based tracks, %d sample-based\n", c.tickTracks, c.sampleTracks);
+    if (c.unpairedReadByRecords > 0) {
+        say("      %d of them could not be paired with their own timebase record;\n"
+            "      every record in the session says %s, so they were read that way\n",
+            c.unpairedReadByRecords, c.unpairedRecordsTickBased ? "tick-based" : "sample-based");
+    }
+    if (c.judgedByPositions > 0 && !state.model.timebaseRecords.empty()) {
+        say("      %d of them could not be paired with their own timebase record, and\n"
+            "      the records disagree, so they were judged by the size of their\n"
+            "      positions -- check their timing\n",
+            c.judgedByPositions);
+    } else if (c.judgedByPositions > 0) {
+        say("      %d of them: this session holds no timebase records at all, so\n"
+            "      they were judged by the size of their positions -- check their timing\n",
+            c.judgedByPositions);
+    }
+    if (c.clipsWithSyncPoint > 0) {
+        say("  %d clip(s) carry a sync point and are placed by it, as Pro Tools\n"
+            "      places them: the clip starts that far before its stored position\n",
+            c.clipsWithSyncPoint);
+    }
+    if (c.syncPointsUnmatched) {
+        say("  WARNING: this session has clips with sync points that could not be\n"
+            "      matched to their placements; those clips may sit late by the\n"
+            "      distance to their sync point. Please send the session in.\n");
+    }
+    if (c.alternatesMatched > 0) say("  %d alternate playlists matched to their parent track\n", c.alternatesMatched);
+    if (c.mergedPairs > 0) say("  %d Pro Tools stereo track(s) merged from split mono\n", c.mergedPairs);
+    if (c.lanesWritten > 0) say("  %d written as REAPER fixed lanes\n", c.lanesWritten);
+    if (c.alternatesIntoEmptyParent > 0) {
+        say("  %d alternate playlist(s) folded into a parent that has no clips of its own\n",
+            c.alternatesIntoEmptyParent);
+    }
+    if (c.emptyTracks > 0) {
+        say("  %d track(s) had no clips and were written empty, mixer state intact\n", c.emptyTracks);
+    }
+    if (c.unmatchedTracks > 0) {
+        say("  %d track(s) matched no strip row and were appended at the end --\n"
+            "      please send this session file, that should not happen\n",
+            c.unmatchedTracks);
+    }
+    if (c.freezeRecords > 0) {
+        say("  %d internal freeze record(s) left out (Pro Tools writes these when a\n"
+            "      track is frozen). The track itself converts UNFROZEN: original\n"
+            "      audio with its plug-ins live and editable.\n",
+            c.freezeRecords);
+    }
+    if (c.fadeReferencesDropped > 0) say("  %d fade references dropped as clips\n", c.fadeReferencesDropped);
+    if (c.deletedPlacements > 0 && !state.options.recoverDeleted) {
+        say("  %d deleted clip placement(s) are still in this session: edits or takes\n"
+            "      removed from a track that Pro Tools keeps in the file for its undo\n"
+            "      queue and cannot show after a reopen. Left out, as the author removed\n"
+            "      them; --recover-deleted brings them back as muted tracks beside their\n"
+            "      parent, at their original positions.\n",
+            c.deletedPlacements);
+    } else if (c.deletedPlacements > 0) {
+        say("  %d deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"
+            "      tracks beside their parent, at their original positions, because\n"
+            "      --recover-deleted was given. Unmute one to audition it.\n",
+            c.deletedPlacements);
+    }
+    if (c.alternatesSetAside > 0) {
+        say("  %d alternate playlists set aside (--drop-alt-takes was given)\n", c.alternatesSetAside);
+    } else if (c.alternatesKept > 0) {
+        say("  %d alternate playlists kept as lanes (--drop-alt-takes to leave them out)\n", c.alternatesKept);
+    }
+}
+
+void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
+    sayHead(state, writtenPath);
+    sayBindingNotes(state);
+}
