@@ -70,6 +70,50 @@ struct BindingCounts {
     bool syncPointsUnmatched = false;  // sync points exist but their list fits no clip list
 };
 
+// A track given an inferred play rate.
+struct StretchedTrack {
+    std::string name;
+    double rate = 1.0;
+};
+
+// A looped clip, or a loop record of no clip, that arrives as stored.
+struct LoopNotWritten {
+    std::string trackName;
+    std::string clipName;
+    double position = 0;  // seconds
+    std::string reason;   // empty for a loop longer than its clip
+    double loopLength = 0;
+    double clipLength = 0;
+    bool orphan = false;  // a record of no clip: kind and samplePosition tell it
+    uint16_t kind = 0;
+    uint32_t samplePosition = 0;
+};
+
+// Counts and lists the clip passes leave for the console notes: fades,
+// loops, overlaps and stretch.
+struct ClipCounts {
+    int fadeIns = 0;
+    int fadeOuts = 0;
+    int crossfades = 0;
+    int sCurves = 0;
+    int fadesWithoutEdge = 0;        // sat on no kept clip edge
+    int fadesNotUnderstood = 0;      // named a record past the table or of kind 0
+
+    int loopsWritten = 0;            // looped clips written as their passes
+    int loopPasses = 0;
+    int loopsWithFades = 0;
+    int loopsEndedByLength = 0;      // set by a Loop Length end
+    std::vector<LoopNotWritten> loopsNotWritten;
+
+    int headsStartLater = 0;
+    int clipsCoveredMuted = 0;
+    int tailsSilencedUnderMuted = 0;
+
+    int clipsStretched = 0;
+    int clipsStretchedFromSession = 0;  // whose rate a session record gave
+    std::vector<StretchedTrack> stretchedTracks;
+};
+
 struct AnalysisModel {
     std::vector<OutputTrack> outputTracks;
 
@@ -82,6 +126,7 @@ struct AnalysisModel {
     std::vector<std::string> unmatchedTrackNames;  // tracks appended because no strip row took them
 
     BindingCounts counts;
+    ClipCounts clipCounts;
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

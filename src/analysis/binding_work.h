@@ -36,12 +36,21 @@ struct MidiTrack {
     std::string matchKey;  // the track-list name it is bound to, empty when unbound
 };
 
+// A clip looped by Loop Length, ended there once overlaps are resolved.
+struct LoopLengthEnd {
+    size_t track = 0;  // index into BindingWork::tracks
+    uint16_t clipIndex = 0;
+    uint32_t samplePosition = 0;
+    double loopLength = 0;  // seconds
+};
+
 struct BindingWork {
     std::vector<std::string> trackList;
     std::set<std::string> trackNames;  // the same names, for lookups
     std::vector<BoundTrack> tracks;    // in track-index order
     std::vector<MidiTrack> midiTracks; // in track-index order
     bool syncApplied = false;          // the sync list fitted the clips
+    std::vector<LoopLengthEnd> loopLengthEnds;
 };
 
 // Stable sort of clips by timeline position.
@@ -51,6 +60,15 @@ void sortByPosition(std::vector<AudioClip>& clips);
 // the same non-zero number of clips, and clip by clip the same file, and
 // positions and lengths within 1e-9 s.
 bool legsFold(const std::vector<const std::vector<AudioClip>*>& legs);
+
+// The name a track goes by once names are bound: its paired playlist's, else its own.
+inline const std::string& currentNameOf(const BoundTrack& track) {
+    return track.record >= 0 && !track.playlistName.empty() ? track.playlistName : track.name;
+}
+
+// Warp markers (timeline s, source s) ending at `at`: those past it are replaced
+// by one marker interpolated there.
+void cutWarpMarkers(std::vector<std::pair<double, double>>& markers, double at);
 
 // Seconds of a tick-based clip's stored position, which holds only the low 32
 // bits of the biased tick value.

@@ -22,6 +22,7 @@ constexpr AnalysisPass kPasses[] = {
     applyWarpAndStretch,    // 14
     writeOutLoops,          // 15
     resolveOverlaps,        // 16
+    endLoopsAtLoopLength,   // 16
     bindCurrentNames,       // 17
     buildOutputTracks,      // 17
     attachLanes,            // 18

@@ -43,8 +43,10 @@ void mergeAraSets(const SessionModel&, const ConvertOptions&, BindingWork&, Anal
 void applyWarpAndStretch(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
 // 15. Looped clips written out pass by pass.
 void writeOutLoops(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
-// 16. Overlaps and clip cover; Loop Length ends.
+// 16a. Overlaps and clip cover.
 void resolveOverlaps(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
+// 16b. Clips looped to a Loop Length ended there.
+void endLoopsAtLoopLength(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
 // 17a. Current names, alternate playlists and freeze records.
 void bindCurrentNames(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
 // 17b. Runs of equal names: split-mono pairs, surround legs, single tracks.

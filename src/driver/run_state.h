@@ -21,6 +21,9 @@ struct RunCounters {
     int pluginsFound = 0;
     int pluginsWritten = 0;
     int needsLook = 0;
+    int timeTracks = 0;           // tracks written with the Time item timebase
+    int beatsTracks = 0;          // Beats: tick-based MIDI
+    int beatsPositionTracks = 0;  // Beats-position: tick-based audio
 };
 
 struct RunState {

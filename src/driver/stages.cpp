@@ -101,6 +101,7 @@ void clipStage(RunState& state) {
     model.timebaseRecords = readTimebaseRecords(state.image);
     model.playlistRows = readPlaylistRows(state.image);
     if (!state.options.noFades) model.fades = readFades(state.image);
+    model.loopRecords = readLoopRecords(state.image);
 }
 
 void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }

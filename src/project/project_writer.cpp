@@ -10,7 +10,7 @@
 #include "project/track_tables.h"
 
 void writeProjectText(RunState& state, ProjectText& text) {
-    ProjectWriter writer{state, text};
+    ProjectWriter writer{state, text, 0, {}, false};
     writer.dumpClipColours = std::getenv("PTX_DUMP_CLIPCOL") != nullptr;
 
     text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);

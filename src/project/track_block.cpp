@@ -128,6 +128,12 @@ struct MixForm {
     double rightLimit = 1;
 };
 
+void countTimebase(RunCounters& counters, int beat) {
+    if (beat == 0) ++counters.timeTracks;
+    if (beat == 1) ++counters.beatsTracks;
+    if (beat == 2) ++counters.beatsPositionTracks;
+}
+
 }  // namespace
 
 void writeTrack(ProjectWriter& writer, size_t i) {
@@ -150,6 +156,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     int beat = timebaseOf(state, track.name, track.matchKey);
     if (track.isMidi) beat = isSampleBasedMidi(state, key) ? 0 : 1;
     text.statement("BEAT").num(beat);
+    countTimebase(writer.state.counters, beat);
     const int autoMode = automationModeOf(view, strip, shape, panner.has_value());
     text.statement("AUTOMODE").num(autoMode);
 

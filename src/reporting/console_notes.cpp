@@ -83,11 +83,10 @@ void sayMediaFolderNote(const RunState& state) {
     }
 }
 
-// What the binding of tracks did: alternates, folds, units, pairs, lanes,
-// empty and unmatched tracks, freeze records and placements left out.
-void sayBindingNotes(const RunState& state) {
-    const AnalysisModel& analysis = state.analysis;
-    const BindingCounts& c = analysis.counts;
+namespace {
+
+// Unpaired alternates and folded surround legs, among the track view notes.
+void sayTrackViewNotes(const BindingCounts& c) {
     if (c.alternatesWithoutParent > 0) {
         say("  %d alternate playlist(s) could not be matched to a parent track by\n"
             "      name and arrive as their own tracks, MUTED -- Pro Tools plays one\n"
@@ -103,7 +102,21 @@ void sayBindingNotes(const RunState& state) {
             "      source panned into a surround bus gets ReaSurroundPan (below).\n",
             c.foldedSurround);
     }
+}
 
+// The project timebase each written track was given.
+void sayItemTimebaseNote(const RunCounters& counters) {
+    if (counters.timeTracks + counters.beatsTracks + counters.beatsPositionTracks == 0) return;
+    say("  Item timebase written per track: %d Time (sample-based), %d Beats\n"
+        "      (tick-based MIDI), %d Beats-position (tick-based audio), so a tempo\n"
+        "      edit in REAPER moves what Pro Tools would move.\n",
+        counters.timeTracks, counters.beatsTracks, counters.beatsPositionTracks);
+}
+
+// What the binding of tracks did: units, sync points, alternates, pairs,
+// lanes, empty and unmatched tracks and freeze records.
+void sayTimingNotes(const RunState& state) {
+    const BindingCounts& c = state.analysis.counts;
     say("  %d tick-based tracks, %d sample-based\n", c.tickTracks, c.sampleTracks);
     if (c.unpairedReadByRecords > 0) {
         say("      %d of them could not be paired with their own timebase record;\n"
@@ -151,7 +164,27 @@ void sayBindingNotes(const RunState& state) {
             "      audio with its plug-ins live and editable.\n",
             c.freezeRecords);
     }
+}
+
+// Overlaps resolved, fades bound, and placements left out.
+void sayOverlapAndFadeNotes(const RunState& state) {
+    const BindingCounts& c = state.analysis.counts;
+    const ClipCounts& clips = state.analysis.clipCounts;
+    if (clips.headsStartLater > 0) {
+        say("  %d clip head(s) start later, under the clip Pro Tools draws over them\n", clips.headsStartLater);
+    }
+    if (clips.clipsCoveredMuted > 0) {
+        say("  %d clip(s) muted, covered end to end by the clip drawn over them\n", clips.clipsCoveredMuted);
+    }
+    if (clips.tailsSilencedUnderMuted > 0) {
+        say("  %d clip tail(s) silenced under a MUTED covering clip\n"
+            "    (Pro Tools renders silence there; the mute does not reveal the tail)\n",
+            clips.tailsSilencedUnderMuted);
+    }
     if (c.fadeReferencesDropped > 0) say("  %d fade references dropped as clips\n", c.fadeReferencesDropped);
+    if (clips.fadesWithoutEdge > 0) say("  %d fades sat on no kept clip edge\n", clips.fadesWithoutEdge);
+    if (clips.fadesNotUnderstood > 0) say("  %d fade records not understood\n", clips.fadesNotUnderstood);
+    if (clips.sCurves > 0) say("  %d S-curve fade(s) written as REAPER's S shape (5.1)\n", clips.sCurves);
     if (c.deletedPlacements > 0 && !state.options.recoverDeleted) {
         say("  %d deleted clip placement(s) are still in this session: edits or takes\n"
             "      removed from a track that Pro Tools keeps in the file for its undo\n"
@@ -172,7 +205,151 @@ void sayBindingNotes(const RunState& state) {
     }
 }
 
+void sayMasterNote(const RunState& state) {
+    if (state.headSummary.masterStripFound) {
+        say("  master fader \"%s\" carried onto the REAPER master\n", state.model.masterName.c_str());
+    }
+}
+
+// The tempo map, and what --tempo-ramps made of its drawn ramps.
+void sayTempoNotes(const RunState& state) {
+    const std::vector<TempoEvent>& tempoMap = state.model.tempoMap;
+    if (tempoMap.size() < 2) return;
+    say("  tempo map with %d changes\n", static_cast<int>(tempoMap.size() - 1));
+    if (!state.options.tempoRamps) return;
+    const ProjectHeadSummary& head = state.headSummary;
+    const TempoRampFigures& ramps = head.ramps;
+    if (ramps.folded > 0) {
+        say("      --tempo-ramps: %d drawn ramp(s) written as a REAPER ramp you can grab\n"
+            "      and reshape, instead of the run of fixed steps Pro Tools stores.\n"
+            "      PAST EACH RAMP NOTHING MOVES: each point's tempo is solved so the ramp\n"
+            "      comes out on Pro Tools' own beat count -- %.4f ms here, %.2f sample(s)\n"
+            "      at %g Hz -- so every bar line, tick-based item and MIDI note after it\n"
+            "      lands where Pro Tools puts it, and sample-based audio never moves at all.\n"
+            "      INSIDE a ramp the two differ by up to %.2f ms: Pro Tools holds each tempo\n"
+            "      for a step and jumps, REAPER glides between points, and no line reproduces\n"
+            "      a staircase. That difference returns to zero at every point. If you want\n"
+            "      the steps themselves, leave this switch off -- the default is exact.\n",
+            ramps.folded, ramps.largestPointError * 1000.0, ramps.largestPointError * head.rampSampleRate,
+            head.rampSampleRate, ramps.largestInsideError * 1000.0);
+    }
+    if (ramps.leftAsSteps > 0) {
+        say("      %d ramp(s) left as Pro Tools' steps: the tempos needed to come out on\n"
+            "      Pro Tools' beat count were not tempos, so the run was left alone rather\n"
+            "      than approximated\n",
+            ramps.leftAsSteps);
+    }
+    if (ramps.folded == 0 && ramps.leftAsSteps == 0) {
+        say("      --tempo-ramps: no drawn ramp here; every tempo event is a plain step\n");
+    }
+}
+
+void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
+    for (const LoopNotWritten& line : lines) {
+        if (line.orphan) {
+            say("\n      a %s placement at sample %u (not an audio clip)", line.kind == kLoopOfMidi ? "MIDI" : "non-audio",
+                line.samplePosition);
+            continue;
+        }
+        say("\n      %s: \"%s\"", line.trackName.c_str(), line.clipName.c_str());
+        if (line.reason.empty()) {
+            say(" at %.2f s: Pro Tools' loop is %.2f s long, written %.2f s", line.position, line.loopLength,
+                line.clipLength);
+        } else {
+            say(" at %.2f s (%s)", line.position, line.reason.c_str());
+        }
+    }
+}
+
+// Stretch, fades and loops.
+void sayClipNotes(const ClipCounts& clips) {
+    say("  %d clips stretched, %d of them read from the session\n", clips.clipsStretched,
+        clips.clipsStretchedFromSession);
+    for (const StretchedTrack& track : clips.stretchedTracks) say("      stretch %.4f on %s\n", track.rate, track.name.c_str());
+    say("  %d fade-ins, %d fade-outs, %d crossfades\n", clips.fadeIns, clips.fadeOuts, clips.crossfades);
+    if (clips.loopsWritten > 0) {
+        say("  %d looped clip(s) (Clip > Loop) written as their %d passes, end to end,\n"
+            "      as Pro Tools plays them.\n",
+            clips.loopsWritten, clips.loopPasses);
+    }
+    if (clips.loopsEndedByLength > 0) {
+        say("  %d looped clip(s) set by Loop Length end where Pro Tools ends them (the\n"
+            "      loop is shorter than the clip).\n",
+            clips.loopsEndedByLength);
+    }
+    if (clips.loopsWithFades > 0) {
+        say("      %d of them have fades, kept on every pass: how Pro Tools fades a\n"
+            "      looped clip is not measured yet.\n",
+            clips.loopsWithFades);
+    }
+    if (!clips.loopsNotWritten.empty()) {
+        say("  WARNING: %d looped clip(s) (Clip > Loop) NOT written as loops:", static_cast<int>(clips.loopsNotWritten.size()));
+        sayLoopsNotWritten(clips.loopsNotWritten);
+        say("\n      Each arrives as the clip is stored, not as Pro Tools loops it.\n"
+            "      Check those clips' length in REAPER against Pro Tools.\n");
+    }
+}
+
+// The first meter, meter changes and repeats, and the memory locations.
+void sayMeterAndMarkerNotes(const ProjectHeadSummary& head) {
+    if (head.meterMapRead) {
+        say("  meter %d/%d, read from the session\n", head.meterNumerator, head.meterDenominator);
+    } else {
+        say("  no meter map in this session: 4/4 throughout\n");
+    }
+    if (!head.meterChanges.empty()) {
+        const size_t count = head.meterChanges.size();
+        say("  NOTE: this session has %d meter change(s) after the first,\n", static_cast<int>(count));
+        const size_t shown = std::min<size_t>(count, 8);
+        for (size_t n = 0; n < shown; ++n) {
+            const MeterEvent& meter = head.meterChanges[n];
+            say("      %u/%u at bar %u\n", meter.numerator, meter.denominator, meter.bar);
+        }
+        if (count > shown) say("      ... and %d more\n", static_cast<int>(count - shown));
+        say("      All %d are written as REAPER time signature changes, at\n"
+            "      the same bars. Worth one look at the ruler after opening.\n",
+            static_cast<int>(count));
+    }
+    if (!head.repeatedMeters.empty()) {
+        const size_t count = head.repeatedMeters.size();
+        say("  %d meter event(s) repeat the meter already in force -- no bar line\n"
+            "      moves, so there is nothing to carry:",
+            static_cast<int>(count));
+        const size_t shown = std::min<size_t>(count, 8);
+        for (size_t n = 0; n < shown; ++n) {
+            const MeterEvent& meter = head.repeatedMeters[n];
+            say("%s %u/%u at bar %u", n == 0 ? "" : ",", meter.numerator, meter.denominator, meter.bar);
+        }
+        if (count > shown) say(", ... and %d more", static_cast<int>(count - shown));
+        say("\n");
+    }
+    if (head.locationsWritten > 0) say("  %d memory location(s) written as REAPER markers\n", head.locationsWritten);
+    if (head.regionsWritten > 0) {
+        say("  %d written as REAPER REGIONS -- those are Pro Tools\n"
+            "      Selection memory locations, which store a time RANGE\n"
+            "      rather than a point\n",
+            head.regionsWritten);
+    }
+    if (head.locationsWithoutTime > 0) {
+        say("  %d memory location(s) have time property NONE and were NOT\n"
+            "      written. Those store no timeline position at all -- Pro\n"
+            "      Tools does not draw them either, so there is nothing to\n"
+            "      place. Their zoom, height and group settings are Pro\n"
+            "      Tools view state and have no REAPER equivalent.\n",
+            head.locationsWithoutTime);
+    }
+}
+
+}  // namespace
+
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayHead(state, writtenPath);
-    sayBindingNotes(state);
+    sayMasterNote(state);
+    sayTempoNotes(state);
+    sayClipNotes(state.analysis.clipCounts);
+    sayMeterAndMarkerNotes(state.headSummary);
+    sayTrackViewNotes(state.analysis.counts);
+    sayItemTimebaseNote(state.counters);
+    sayTimingNotes(state);
+    sayOverlapAndFadeNotes(state);
 }

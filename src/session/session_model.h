@@ -9,6 +9,7 @@
 #include "session/fades.h"
 #include "session/file_folders.h"
 #include "session/locations.h"
+#include "session/loops.h"
 #include "session/meters.h"
 #include "session/playlists.h"
 #include "session/session_info.h"
@@ -30,6 +31,7 @@ struct SessionModel {
     std::vector<TimebaseRecord> timebaseRecords;
     std::vector<PlaylistRow> playlistRows;
     std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
+    std::vector<LoopRecord> loopRecords;
 
     SessionTrackRows tracks;
     std::vector<TrackAttributes> attributes;

@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include "analysis/binding_work.h"
 #include "driver/stages.h"
 #include "project/text.h"
 #include "session/real_sessions.h"
@@ -42,14 +43,18 @@ std::vector<FactPlacement> factPlacements(const std::string& sessionPath) {
 void analyse(RunState& state, const std::string& path) {
     state.options = optionsFor(path);
     ASSERT_EQ(loadSession(state.session, path, 48000), 0) << path;
-    if (state.session.sessionRate != 48000) ASSERT_EQ(loadSession(state.session, path, state.session.sessionRate), 0);
+    if (state.session.sessionRate != 48000) {
+        ASSERT_EQ(loadSession(state.session, path, state.session.sessionRate), 0);
+    }
     readStage(state);
     readMixStage(state);
     clipStage(state);
     trackStage(state);
 }
 
-// Checks each sample-based placement of the facts against the output tracks.
+// Checks each placement of the facts against the output tracks: samples over
+// the rate on a sample-based track, the stored ticks through the session's
+// tempo map on a tick-based one.
 void expectPlacementsArrive(const RunState& state, const std::string& path) {
     const double rate = static_cast<double>(state.sampleRate);
     std::multimap<std::string, const AudioClip*> clipsByTrack;
@@ -62,14 +67,17 @@ void expectPlacementsArrive(const RunState& state, const std::string& path) {
     int checked = 0;
     for (const FactPlacement& fact : factPlacements(path)) {
         auto timebase = state.analysis.timebaseOfTrack.find(fact.track);
-        if (timebase != state.analysis.timebaseOfTrack.end() && timebase->second != 0) continue;
+        const bool tick = timebase != state.analysis.timebaseOfTrack.end() && timebase->second != 0;
         // The facts print positions through a 32-bit float.
-        const double tolerance = std::max(1.0, fact.samples * std::ldexp(1.0, -23));
+        const double slack = std::max(1.0, fact.samples * std::ldexp(1.0, -23));
+        const double seconds = tick ? secondsOfStoredTicks(static_cast<int64_t>(fact.samples), state.model.tempoMap,
+                                                           state.model.sessionTempo)
+                                    : fact.samples / rate;
+        const double tolerance = tick ? 1e-3 : slack / rate;
         bool found = false;
         auto range = clipsByTrack.equal_range(fact.track);
         for (auto it = range.first; it != range.second && !found; ++it) {
-            found = it->second->clip.name == fact.clip &&
-                    std::fabs(it->second->position * rate - fact.samples) <= tolerance;
+            found = it->second->clip.name == fact.clip && std::fabs(it->second->position - seconds) <= tolerance;
         }
         EXPECT_TRUE(found) << path << ": " << fact.track << " / " << fact.clip << " at " << fact.samples;
         ++checked;
@@ -111,6 +119,21 @@ TEST(FactsRuns, RealSessionPlacementsArriveOnTheirTracks) {
     }
     EXPECT_EQ(stereoTracks, 1);
     EXPECT_EQ(state.analysis.channelsOfTrack["stereoTone"], 2);
+
+    // TempoTimeKeySig opens at 200 BPM in sixteenths, 50 to the quarter, and
+    // steps up every sixteenth note: 50 to 57, then 60 to 64. Its tick-based
+    // track starts 13 sixteenths in, where those steps put it.
+    RunState tempo;
+    analyse(tempo, folder + "/TempoTimeKeySig.ptx");
+    EXPECT_EQ(tempo.model.sessionTempo, 50.0);
+    double expected = 0;
+    for (double bpm : {50, 51, 52, 53, 54, 55, 56, 57, 60, 61, 62, 63, 64}) expected += 15.0 / bpm;
+    for (const OutputTrack& track : tempo.analysis.outputTracks) {
+        if (track.name != "Audio 2") continue;
+        ASSERT_FALSE(track.clips.empty());
+        EXPECT_NEAR(track.clips[0].position, expected, 1e-9);
+    }
+    EXPECT_EQ(tempo.analysis.timebaseOfTrack["Audio 2"], 2);
 }
 
 TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {

@@ -1,0 +1,266 @@
+// The clip passes on one track's kept clips: fades bound to edges, overlaps
+// resolved as Pro Tools draws them, loops written out, inferred stretch.
+#include <gtest/gtest.h>
+
+#include "analysis/passes.h"
+
+namespace {
+
+constexpr double kRate = 48000;
+
+AudioClip clipAt(double position, double length, uint16_t index = 0, double sourceOffset = 0) {
+    AudioClip clip;
+    clip.position = position;
+    clip.length = length;
+    clip.sourceOffset = sourceOffset;
+    clip.sourceOffsetSamples = static_cast<uint32_t>(sourceOffset * kRate);
+    clip.clip.index = index;
+    clip.clip.start = static_cast<int64_t>(position * kRate);
+    clip.clip.name = "c" + std::to_string(index);
+    return clip;
+}
+
+// One sample-based track paired with playlist row 0, at 48000 Hz.
+struct ClipBench {
+    SessionModel model;
+    BindingWork work;
+    AnalysisModel analysis;
+    ConvertOptions options;
+
+    explicit ClipBench(std::vector<AudioClip> clips) {
+        model.info.sampleRate = 48000;
+        BoundTrack track;
+        track.name = "T";
+        track.record = 0;
+        track.clips = std::move(clips);
+        work.tracks.push_back(track);
+        model.playlistRows.resize(1);
+    }
+    std::vector<AudioClip>& clips() { return work.tracks[0].clips; }
+    const ClipCounts& counts() const { return analysis.clipCounts; }
+
+    // A fade entry naming record `number` of the table, anchored at `seconds`.
+    void fadeEntry(uint32_t number, double seconds) {
+        PlaylistRow& row = model.playlistRows[0];
+        row.clipIndex.push_back(number);
+        row.position.push_back(static_cast<uint64_t>(seconds * kRate));
+        row.isFade.push_back(true);
+    }
+    void addFade(int32_t kind, double lead, double length, int32_t shape = 0, uint8_t sCurve = 0) {
+        model.fades.push_back({kind, lead * kRate, length * kRate, shape, sCurve});
+    }
+};
+
+}  // namespace
+
+TEST(ClipRules, FadesBindToEdgesWithinFiveMilliseconds) {
+    ClipBench bench({clipAt(1, 2), clipAt(4, 2)});
+    bench.addFade(kFadeIn, 0, 0.5, 1);         // 0: linear-ish base curve
+    bench.addFade(kFadeOut, 0, 0.25, 0, 1);    // 1: S-curve
+    bench.addFade(kFadeNotUnderstood, 0, 1);   // 2
+    bench.fadeEntry(0, 1.0049);  // inside the window of the first clip's start
+    bench.fadeEntry(1, 6.0);     // the second clip's end
+    bench.fadeEntry(0, 4.0051);  // just outside the second clip's start
+    bench.fadeEntry(2, 3.0);     // a record not understood
+    bench.fadeEntry(7, 3.0);     // past the table
+    bindFades(bench.model, bench.options, bench.work, bench.analysis);
+
+    const std::vector<AudioClip>& clips = bench.clips();
+    EXPECT_DOUBLE_EQ(clips[0].fadeInLength, 0.5);
+    EXPECT_EQ(clips[0].fadeInShape, 1.0);
+    EXPECT_DOUBLE_EQ(clips[1].fadeOutLength, 0.25);
+    EXPECT_EQ(clips[1].fadeOutShape, 5.1);
+    EXPECT_EQ(clips[1].fadeInLength, 0.0);
+    EXPECT_EQ(bench.counts().fadeIns, 1);
+    EXPECT_EQ(bench.counts().fadeOuts, 1);
+    EXPECT_EQ(bench.counts().sCurves, 1);
+    EXPECT_EQ(bench.counts().fadesWithoutEdge, 1);
+    EXPECT_EQ(bench.counts().fadesNotUnderstood, 2);
+
+    // Under --no-fades nothing is bound or counted.
+    ClipBench off({clipAt(1, 2)});
+    off.addFade(kFadeIn, 0, 0.5);
+    off.fadeEntry(0, 1.0);
+    off.options.noFades = true;
+    bindFades(off.model, off.options, off.work, off.analysis);
+    EXPECT_EQ(off.clips()[0].fadeInLength, 0.0);
+    EXPECT_EQ(off.counts().fadesNotUnderstood, 0);
+}
+
+TEST(ClipRules, CrossfadesExtendOnlyIntoMaterialThatExists) {
+    // The incoming clip has a second of source before it: both clips are drawn
+    // out over the whole fade, 0.1 s before the anchor and 0.3 s behind it.
+    ClipBench bench({clipAt(0, 2), clipAt(2, 2, 1, 1.0)});
+    bench.addFade(kCrossfade, 0.1, 0.4, 1);
+    bench.fadeEntry(0, 2.0);
+    bindFades(bench.model, bench.options, bench.work, bench.analysis);
+    const std::vector<AudioClip>& clips = bench.clips();
+    EXPECT_DOUBLE_EQ(clips[0].length, 2.3);
+    EXPECT_TRUE(clips[0].crossfaded);
+    EXPECT_DOUBLE_EQ(clips[1].position, 1.9);
+    EXPECT_DOUBLE_EQ(clips[1].sourceOffset, 0.9);
+    EXPECT_EQ(clips[1].sourceOffsetSamples, 43200u);
+    EXPECT_DOUBLE_EQ(clips[1].length, 2.1);
+    EXPECT_DOUBLE_EQ(clips[0].fadeOutLength, 0.4);
+    EXPECT_DOUBLE_EQ(clips[1].fadeInLength, 0.4);
+    EXPECT_EQ(clips[1].fadeInShape, 1.0);
+    EXPECT_EQ(bench.counts().crossfades, 1);
+
+    // At source offset 0 nothing moves: the fades are written in place.
+    ClipBench flat({clipAt(0, 2), clipAt(2, 2, 1, 0)});
+    flat.addFade(kCrossfade, 0.1, 0.4, 1);
+    flat.fadeEntry(0, 2.0);
+    bindFades(flat.model, flat.options, flat.work, flat.analysis);
+    EXPECT_DOUBLE_EQ(flat.clips()[0].length, 2.0);
+    EXPECT_DOUBLE_EQ(flat.clips()[0].fadeOutLength, 0.1);
+    EXPECT_DOUBLE_EQ(flat.clips()[1].position, 2.0);
+    EXPECT_NEAR(flat.clips()[1].fadeInLength, 0.3, 1e-12);
+    EXPECT_EQ(flat.clips()[1].fadeInShape, 0.0);  // shapes stay as they were
+    EXPECT_TRUE(flat.clips()[0].crossfaded);
+
+    // A crossfade needs both edges.
+    ClipBench lone({clipAt(0, 2)});
+    lone.addFade(kCrossfade, 0.1, 0.4);
+    lone.fadeEntry(0, 2.0);
+    bindFades(lone.model, lone.options, lone.work, lone.analysis);
+    EXPECT_EQ(lone.counts().fadesWithoutEdge, 1);
+    EXPECT_FALSE(lone.clips()[0].crossfaded);
+}
+
+TEST(ClipRules, TickBasedFadesMeetTheirClipsThroughTheTempoMap) {
+    ClipBench bench({});
+    bench.work.tracks[0].isTick = true;
+    bench.model.tempoMap = {{0, 120}, {2 * 960000.0, 60}};  // two quarters at 120, then 60
+    // A clip whose stored position is three quarters in, biased by 10^12.
+    const uint64_t stored = kPositionBias + 3 * 960000;
+    AudioClip clip = clipAt(0, 1);
+    clip.position = secondsOfStoredTicks(static_cast<int64_t>(stored & 0xFFFFFFFF), bench.model.tempoMap, 120);
+    ASSERT_DOUBLE_EQ(clip.position, 2.0);  // 1 s for two quarters at 120, 1 s for one at 60
+    bench.clips().push_back(clip);
+    bench.model.fades.push_back({kFadeIn, 0, 960000, 0, 0});  // one quarter at 60: a second
+    PlaylistRow& row = bench.model.playlistRows[0];
+    row.clipIndex.push_back(0);
+    row.position.push_back(stored);
+    row.isFade.push_back(true);
+    bindFades(bench.model, bench.options, bench.work, bench.analysis);
+    EXPECT_DOUBLE_EQ(bench.clips()[0].fadeInLength, 1.0);
+}
+
+TEST(ClipRules, OverlapsPlayAsProToolsDrawsThem) {
+    // Starts exactly 50 ms apart are no overlap.
+    ClipBench close({clipAt(1, 1), clipAt(1.05, 1)});
+    resolveOverlaps(close.model, close.options, close.work, close.analysis);
+    EXPECT_DOUBLE_EQ(close.clips()[0].length, 1.0);
+
+    // By default the later clip is on top: the earlier one's tail is cut.
+    ClipBench plain({clipAt(0, 3), clipAt(2, 2)});
+    resolveOverlaps(plain.model, plain.options, plain.work, plain.analysis);
+    EXPECT_DOUBLE_EQ(plain.clips()[0].length, 2.0);
+
+    // P drawn over N: N starts later, its source and sync point moving with it.
+    ClipBench over({clipAt(0, 3), clipAt(2, 4, 1, 0.5)});
+    over.clips()[0].drawnOverNext = true;
+    over.clips()[1].fadeInLength = 0.25;
+    over.clips()[1].syncDistance = 1.5;
+    resolveOverlaps(over.model, over.options, over.work, over.analysis);
+    const AudioClip& n = over.clips()[1];
+    EXPECT_DOUBLE_EQ(n.position, 3.0);
+    EXPECT_DOUBLE_EQ(n.length, 3.0);
+    EXPECT_DOUBLE_EQ(n.sourceOffset, 1.5);
+    EXPECT_EQ(n.sourceOffsetSamples, 72000u);
+    EXPECT_EQ(n.fadeInLength, 0.0);
+    EXPECT_DOUBLE_EQ(n.syncDistance, 0.5);
+    EXPECT_EQ(over.counts().headsStartLater, 1);
+
+    // Covered to within half a millisecond of its end, N is muted at full
+    // length; so is one whose next clip starts inside the covered part.
+    ClipBench covered({clipAt(0, 3.9995), clipAt(2, 2), clipAt(5, 1)});
+    covered.clips()[0].drawnOverNext = true;
+    resolveOverlaps(covered.model, covered.options, covered.work, covered.analysis);
+    EXPECT_TRUE(covered.clips()[1].muted);
+    EXPECT_DOUBLE_EQ(covered.clips()[1].length, 2.0);
+    EXPECT_EQ(covered.counts().clipsCoveredMuted, 1);
+    EXPECT_EQ(covered.counts().headsStartLater, 0);
+    ClipBench spanned({clipAt(0, 3), clipAt(2, 4), clipAt(2.5, 1)});
+    spanned.clips()[0].drawnOverNext = true;
+    resolveOverlaps(spanned.model, spanned.options, spanned.work, spanned.analysis);
+    EXPECT_TRUE(spanned.clips()[1].muted);
+
+    // A muted clip on top silences the tail under it; drawn over it, the
+    // unmuted clip stays whole; two muted clips cut uncounted.
+    ClipBench silenced({clipAt(0, 3), clipAt(2, 2)});
+    silenced.clips()[1].muted = true;
+    resolveOverlaps(silenced.model, silenced.options, silenced.work, silenced.analysis);
+    EXPECT_DOUBLE_EQ(silenced.clips()[0].length, 2.0);
+    EXPECT_EQ(silenced.counts().tailsSilencedUnderMuted, 1);
+    silenced.clips()[0].length = 3;
+    silenced.clips()[0].drawnOverNext = true;
+    resolveOverlaps(silenced.model, silenced.options, silenced.work, silenced.analysis);
+    EXPECT_DOUBLE_EQ(silenced.clips()[0].length, 3.0);
+    silenced.clips()[0].muted = true;
+    resolveOverlaps(silenced.model, silenced.options, silenced.work, silenced.analysis);
+    EXPECT_DOUBLE_EQ(silenced.clips()[0].length, 2.0);
+    EXPECT_EQ(silenced.counts().tailsSilencedUnderMuted, 1);
+}
+
+TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
+    auto loop = [](uint16_t clip, double seconds, uint8_t mode, uint32_t count, uint64_t length = 0) {
+        LoopRecord record;
+        record.clipIndex = clip;
+        record.position = static_cast<uint32_t>(seconds * kRate);
+        record.kind = kLoopOfAudio;
+        record.valid = true;
+        record.mode = mode;
+        record.count = count;
+        record.loopLength = length;
+        return record;
+    };
+    ClipBench bench({clipAt(0, 1, 0), clipAt(10, 2, 1), clipAt(20, 2, 2), clipAt(30, 2, 3)});
+    bench.clips()[0].fadeInLength = 0.1;
+    bench.model.loopRecords = {loop(0, 0, kLoopByCount, 3), loop(1, 10, kLoopByCount, 1),
+                               loop(2, 20, kLoopByLength, 0, 48000), loop(3, 30, kLoopByLength, 0, 0)};
+    LoopRecord midi = loop(9, 40, kLoopByCount, 2);
+    midi.kind = kLoopOfMidi;
+    bench.model.loopRecords.push_back(midi);
+
+    writeOutLoops(bench.model, bench.options, bench.work, bench.analysis);
+    endLoopsAtLoopLength(bench.model, bench.options, bench.work, bench.analysis);
+    const std::vector<AudioClip>& clips = bench.clips();
+    ASSERT_EQ(clips.size(), 6u);
+    EXPECT_DOUBLE_EQ(clips[1].position, 1.0);
+    EXPECT_DOUBLE_EQ(clips[2].position, 2.0);
+    EXPECT_EQ(clips[2].clip.start, 96000);
+    EXPECT_DOUBLE_EQ(clips[2].fadeInLength, 0.1);  // fades stay on every pass
+    EXPECT_EQ(bench.counts().loopsWritten, 1);
+    EXPECT_EQ(bench.counts().loopPasses, 3);
+    EXPECT_EQ(bench.counts().loopsWithFades, 1);
+    EXPECT_DOUBLE_EQ(clips[4].length, 1.0);  // ended by its one-second Loop Length
+    EXPECT_EQ(bench.counts().loopsEndedByLength, 1);
+
+    const std::vector<LoopNotWritten>& refused = bench.counts().loopsNotWritten;
+    ASSERT_EQ(refused.size(), 3u);
+    EXPECT_EQ(refused[0].reason, "an unreadable loop count");
+    EXPECT_TRUE(refused[1].orphan);
+    EXPECT_EQ(refused[1].kind, kLoopOfMidi);
+    EXPECT_TRUE(refused[2].reason.empty());  // a Loop Length of 0: longer than nothing is written
+    EXPECT_DOUBLE_EQ(refused[2].clipLength, 2.0);
+}
+
+TEST(ClipRules, SteadySpacingGivesATrackItsRate) {
+    // Three pairs at ratio 1.05 and a fourth that does not fit: c 3 of n 4.
+    ClipBench bench({clipAt(0, 2.1), clipAt(2, 2.1), clipAt(4, 2.1), clipAt(6, 1.9), clipAt(8, 1)});
+    applyWarpAndStretch(bench.model, bench.options, bench.work, bench.analysis);
+    EXPECT_DOUBLE_EQ(bench.clips()[0].rate, 1.05);
+    EXPECT_DOUBLE_EQ(bench.clips()[0].length, 2.0);
+    EXPECT_EQ(bench.counts().clipsStretched, 5);
+    ASSERT_EQ(bench.counts().stretchedTracks.size(), 1u);
+    EXPECT_EQ(bench.counts().stretchedTracks[0].name, "T");
+
+    // 1.001 lies inside the band around unity; two samples say nothing.
+    ClipBench unity({clipAt(0, 2.002), clipAt(2, 2.002), clipAt(4, 2.002), clipAt(6, 2.002)});
+    applyWarpAndStretch(unity.model, unity.options, unity.work, unity.analysis);
+    EXPECT_EQ(unity.clips()[0].rate, 1.0);
+    ClipBench two({clipAt(0, 2.1), clipAt(2, 2.1), clipAt(4, 2.1)});
+    applyWarpAndStretch(two.model, two.options, two.work, two.analysis);
+    EXPECT_EQ(two.counts().clipsStretched, 0);
+}
