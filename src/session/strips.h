@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "session/automation.h"
 #include "session/blocks.h"
 
 // One send of a track. The strip reader fills busName and levelDb; the routing
@@ -30,6 +31,20 @@ struct StripRow {
     uint8_t present = 0;  // a row was found for this entry
     std::vector<SendRecord> sends;
     uint64_t position = 0;  // image position of the fader value: the row's "Z" + 10
+
+    // Automation, filled by readStripLanes.
+    AutomationLane volumeLane;
+    AutomationLane muteLane;
+    AutomationLane panLane;       // mono pan, or the left channel's pan
+    AutomationLane rightPanLane;  // the right channel's pan of a stereo strip
+    AutomationLane trimLane;
+    uint8_t stereoLanes = 0;      // the strip has five lanes
+    int32_t controlSlots = 0;     // lanes in the final order
+    int32_t dualPanPoints = 0;
+    AutomationLane dualPanLeftLane;  // the left pan lane, moved here when the two pans are real
+    AutomationLane pannerExtraLane;
+    uint8_t hasPannerExtraLane = 0;
+    std::vector<AutomationLane> surroundLanes[2];  // each empty or of seven lanes
 };
 
 // One StripRow per entry of names (the track list), in that order. busNames
