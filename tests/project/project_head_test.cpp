@@ -51,7 +51,11 @@ TEST(ProjectHead, SmallSessionByteForByte) {
     model.tracks.rows = {{0, 0, 0, "Gtr old", "Gtr", 1}, {0, 0, 0, "Bass", "", 1}};
     model.attributes = {{1, 0, 0, -1, -1, "Played live\r\non the 2nd\ttake\n>\n\n"}, {}};
     model.masterName = "Master 1";
-    model.strips = {{"Master 1", -6, 0, 0, 1, 1, {}, 0}, {"Master 1", 0, 0, 0, 0, 0, {}, 0}};  // the second is absent
+    model.strips.resize(2);  // the second is absent
+    model.strips[0].name = model.strips[1].name = "Master 1";
+    model.strips[0].faderDb = -6;
+    model.strips[0].muted = 1;
+    model.strips[0].present = 1;
 
     const std::string text = headText(state);
     EXPECT_EQ(text,
