@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,27 @@ struct Lane {
     std::vector<AudioClip> clips;
 };
 
-// One MIDI item as the writer takes it (filled by the MIDI pass).
-struct MidiItem {};
+// One event of a MIDI item's source, at 960 per quarter note.
+struct MidiItemEvent {
+    uint64_t ppq = 0;     // from the start of the source
+    uint32_t status = 0;  // 0x80, 0x90, 0xA0, 0xB0, 0xD0, 0xE0 or 0xF0
+    uint32_t data1 = 0;
+    uint32_t data2 = 0;
+    bool muted = false;
+    std::vector<uint8_t> sysex;  // without F0 and F7
+};
+
+// One MIDI clip placed on a MIDI track, its edges as Pro Tools plays them.
+struct MidiItem {
+    double position = 0;     // seconds
+    double length = 0;       // seconds
+    double sourceStart = 0;  // seconds into the clip; negative when notes sit before the item
+    std::string name;
+    bool muted = false;
+    std::vector<MidiItemEvent> events;  // sorted by ppq
+    int32_t colour = -2;
+    bool locked = false;
+};
 
 // One track of the project, in project order. What is not in the list of
 // output tracks is not in the project.
@@ -114,6 +134,25 @@ struct ClipCounts {
     std::vector<StretchedTrack> stretchedTracks;
 };
 
+// What the MIDI pass did, for the console notes.
+struct MidiCounts {
+    int clips = 0;
+    int notes = 0;                 // note events of the written items
+    int controllerEvents = 0;      // pitch bend, CC and aftertouch
+    int sysexEvents = 0;
+    int sysexOutside = 0;          // SysEx outside its clip, written live
+    int mismatchedStreams = 0;     // controller data that did not match its note chunk
+    int eventsMutedOutside = 0;    // outside a clip edge, muted
+    int eventsKeptOutside = 0;     // outside a clip edge, kept unmuted (--keep-inaudible-midi)
+    int notesTooShort = 0;         // too short for 960 PPQ: one tick long and muted
+    int notesRunningPast = 0;      // unmuted notes that run past a clip edge
+    int clipsCut = 0;              // cut where a later clip takes over
+    int clipsHeadTrimmed = 0;      // start later, under the clip on top
+    int sampleBasedClips = 0;      // MIDI clips on a sample-based track
+    int sampleBasedOverlaps = 0;   // of those, with a cut or head trim not applied
+    std::set<std::string> sampleBasedTracks;
+};
+
 struct AnalysisModel {
     std::vector<OutputTrack> outputTracks;
 
@@ -127,6 +166,7 @@ struct AnalysisModel {
 
     BindingCounts counts;
     ClipCounts clipCounts;
+    MidiCounts midiCounts;
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

@@ -34,6 +34,7 @@ struct MidiTrack {
     std::string name;
     std::string firstClipName;
     std::string matchKey;  // the track-list name it is bound to, empty when unbound
+    std::vector<MidiItem> items;
 };
 
 // A clip looped by Loop Length, ended there once overlaps are resolved.

@@ -212,6 +212,7 @@ OutputTrack midiOutputTrack(const MidiTrack& source) {
     track.name = source.name;
     track.matchKey = source.matchKey;
     track.isMidi = true;
+    track.midiItems = source.items;
     return track;
 }
 

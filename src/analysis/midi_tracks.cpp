@@ -86,6 +86,3 @@ void bindMidiTrackNames(const SessionModel& model, const ConvertOptions&, Bindin
         work.midiTracks.push_back(std::move(track));
     }
 }
-
-// Will build the MIDI items of each MIDI track from its clips and notes.
-void buildMidiItems(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}

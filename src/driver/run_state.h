@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "analysis/analysis_model.h"
 #include "driver/convert.h"
@@ -24,6 +25,17 @@ struct RunCounters {
     int timeTracks = 0;           // tracks written with the Time item timebase
     int beatsTracks = 0;          // Beats: tick-based MIDI
     int beatsPositionTracks = 0;  // Beats-position: tick-based audio
+    int midiItems = 0;
+    int midiTracksWithControls = 0;  // given CC 7 / CC 10 from their MIDI fader and pan
+    int notesTransposedOut = 0;      // transposed past the MIDI range: written muted
+    int automationPoints = 0;        // on track envelopes
+    int automatedTracks = 0;
+    int midiMuteLanes = 0;           // MIDI tracks given their mute automation
+    int midiTracksMuted = 0;         // muted by their MIDI track state
+    int midiOtherLanes = 0;          // MIDI track lanes other than mute, not carried
+    std::vector<std::string> realTimeTracks;  // MIDI tracks with Real-Time Properties switched on
+    int realTimeApplied = 0;         // with transpose, velocity or delay on
+    int realTimeNotApplied = 0;      // with quantize or duration on
 };
 
 struct RunState {

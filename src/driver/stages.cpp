@@ -1,6 +1,7 @@
 #include "driver/stages.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "analysis/passes.h"
@@ -49,6 +50,39 @@ void readTrackTables(RunState& state) {
     model.masterName = readMasterName(image);
 }
 
+void readMidiTables(RunState& state) {
+    SessionModel& model = state.model;
+    const SessionImage& image = state.image;
+    model.midiStreams = readMidiStreams(image);
+    model.midiControls = readMidiTrackControls(image, model.tracks.rows);
+    model.midiRealTime = readMidiRealTime(image, model.tracks.rows);
+    model.midiTrackStates = readMidiTrackStates(image, model.tracks.rows);
+}
+
+// --dump-cc: the controller streams of each chunk, by stream.
+void sayControllerStreams(const std::vector<MidiStreamChunk>& chunks) {
+    int streams = 0;
+    int events = 0;
+    for (size_t c = 0; c < chunks.size(); ++c) {
+        say("chunk %-3d notes %-5u origin %llu\n", static_cast<int>(c), chunks[c].noteCount,
+            static_cast<unsigned long long>(chunks[c].origin));
+        std::map<int, int> countOfKey;
+        for (const MidiControllerEvent& event : chunks[c].controllers) {
+            ++countOfKey[event.kind * 256 + (event.kind == kController ? event.controller : 0)];
+        }
+        for (const auto& [key, count] : countOfKey) {
+            const int kind = key / 256;
+            const std::string name = kind == kPitchBend    ? std::string("pitch bend")
+                                     : kind == kAftertouch ? std::string("aftertouch")
+                                                           : formatText("CC %03d", key % 256);
+            say("    %-16s count %d\n", name.c_str(), count);
+            ++streams;
+            events += count;
+        }
+    }
+    say("%d chunks, %d streams with data, %d events\n", static_cast<int>(chunks.size()), streams, events);
+}
+
 }  // namespace
 
 void readStage(RunState& state) {
@@ -70,6 +104,8 @@ void readStage(RunState& state) {
         state.options.tempoOverride > 0 ? state.options.tempoOverride : readSessionTempo(state.image.view);
     readMusicalTime(state.image, model);
     readTrackTables(state);
+    readMidiTables(state);
+    if (state.options.dumpCc) sayControllerStreams(model.midiStreams);
 }
 
 void listStage(RunState& state) {
@@ -92,6 +128,7 @@ void listStage(RunState& state) {
 void readMixStage(RunState& state) {
     SessionModel& model = state.model;
     model.strips = readStripRows(state.image, model.trackList.names, model.busNames);
+    readStripLanes(state.image, model.strips);
 }
 
 void clipStage(RunState& state) {
@@ -102,6 +139,7 @@ void clipStage(RunState& state) {
     model.playlistRows = readPlaylistRows(state.image);
     if (!state.options.noFades) model.fades = readFades(state.image);
     model.loopRecords = readLoopRecords(state.image);
+    model.midiPlaylistRows = readMidiPlaylistRows(state.image);
 }
 
 void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }
@@ -119,7 +157,7 @@ void mediaStage(RunState& state) {
 void reportStage(RunState& state) {
     const RunCounters& c = state.counters;
     setSummaryLine(formatText("summary tracks=%d clips=%d notes=%d fx=%d written=%d needs_look=%d%s", c.outputTracks,
-                              c.audioItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
+                              c.audioItems + c.midiItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
                               problemKind().empty() ? "" : " problem=1"));
 }
 

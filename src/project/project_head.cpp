@@ -5,6 +5,7 @@
 #include <string>
 
 #include "driver/run_state.h"
+#include "project/envelopes.h"
 #include "project/text.h"
 #include "session/tempo.h"
 
@@ -212,8 +213,15 @@ struct MasterLanes {
     bool volume = false;
     bool mute = false;
 };
-MasterLanes masterLanes(const RunState&) { return {}; }
-void writeMasterEnvelopes(const RunState&, const MasterLanes&, ProjectText&) {}
+MasterLanes masterLanes(const StripRow& strip) {
+    return {!strip.volumeLane.points.empty(), !strip.muteLane.points.empty()};
+}
+
+void writeMasterEnvelopes(const RunState& state, const StripRow& strip, ProjectText& text) {
+    const double rate = static_cast<double>(state.sampleRate);
+    writeEnvelope(text, {"MASTERVOLENV2", -1, LaneKind::volume, false, true, false}, strip.volumeLane, state.model, rate);
+    writeEnvelope(text, {"MASTERMUTEENV", -1, LaneKind::mute, false, true, false}, strip.muteLane, state.model, rate);
+}
 
 // The master's plug-in chain comes with the chain writer; until then it is empty.
 void writeMasterChain(const RunState&, ProjectText& text) {
@@ -344,7 +352,7 @@ void writeMaster(const RunState& state, ProjectText& text, ProjectHeadSummary& s
         }
     }
     summary.masterStripFound = strip != nullptr;
-    const MasterLanes lanes = strip ? masterLanes(state) : MasterLanes{};
+    const MasterLanes lanes = strip ? masterLanes(*strip) : MasterLanes{};
 
     text.statement("MASTERMUTESOLO").num(strip ? strip->muted : 0);
     text.statement("MASTER_NCH").num(2).num(2);
@@ -359,7 +367,7 @@ void writeMaster(const RunState& state, ProjectText& text, ProjectHeadSummary& s
     text.statement("MASTER_VOLUME").fine(volume).coarse(0).num(-1).coarse(-1).coarse(1);
     text.statement("MASTER_PANMODE").num(3);
     if (lanes.volume || lanes.mute) text.statement("MASTERAUTOMODE").num(1);
-    if (strip) writeMasterEnvelopes(state, lanes, text);
+    if (strip) writeMasterEnvelopes(state, *strip, text);
     writeMasterChain(state, text);
 }
 

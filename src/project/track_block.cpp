@@ -6,6 +6,8 @@
 
 #include "driver/run_state.h"
 #include "project/audio_items.h"
+#include "project/envelopes.h"
+#include "project/midi_items.h"
 #include "project/project_writer.h"
 #include "project/text.h"
 #include "project/track_tables.h"
@@ -114,12 +116,9 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
 void writeReceives(ProjectWriter&, size_t) {}
 void writeTrackChain(ProjectWriter&, size_t, int) {}
 void writeSendsInto(ProjectWriter&, const std::string&, int) {}
-void writeTrackEnvelopes(ProjectWriter&, size_t, int) {}
-void writeMidiItems(ProjectWriter&, size_t) {}
 void writeFreeze(ProjectWriter&, size_t) {}
 void writeCommentItem(ProjectWriter&, const std::string&, uint32_t) {}
 void writeReturnChain(ProjectWriter&, const std::string&) {}
-void writeStripEnvelopes(ProjectWriter&, const std::string&) {}
 
 struct MixForm {
     double volume = 1;
@@ -127,6 +126,55 @@ struct MixForm {
     double leftLimit = -1;
     double rightLimit = 1;
 };
+
+void countMidiTrackState(RunState& state, const std::string& key) {
+    auto found = state.model.midiTrackStates.find(key);
+    if (found == state.model.midiTrackStates.end()) return;
+    if (found->second.muted) ++state.counters.midiTracksMuted;
+    if (found->second.otherLanes) ++state.counters.midiOtherLanes;
+}
+
+void countAutomation(RunCounters& counters, int points) {
+    counters.automationPoints += points;
+    if (points > 0) ++counters.automatedTracks;
+}
+
+// The strip's lanes as envelopes; on a MIDI track without a strip, its MIDI mute lane.
+void writeTrackEnvelopes(ProjectWriter& writer, size_t i, int autoMode) {
+    RunState& state = writer.state;
+    const OutputTrack& track = state.analysis.outputTracks[i];
+    const std::string& key = trackKey(track);
+    const double rate = static_cast<double>(state.sampleRate);
+    const StripRow* strip = stripOf(state, track);
+    if (strip) {
+        const StripShape shape = stripShapeOf(state, key, *strip);
+        StripEnvelopeForm form;
+        form.automationMode = autoMode;
+        form.firstVisit = firstOfKey(state.analysis.outputTracks, i);
+        form.surroundPanner = surroundPannerOf(state, key).has_value();
+        form.dualPanLanes = shape.dualPan;
+        countAutomation(state.counters, writeStripEnvelopes(writer.text, *strip, form, state.model, rate));
+        return;
+    }
+    if (!track.isMidi) return;
+    auto midi = state.model.midiTrackStates.find(key);
+    if (midi == state.model.midiTrackStates.end() || !midi->second.hasMuteLane) return;
+    EnvelopeForm form{"MUTEENV", -1, LaneKind::mute, autoMode == 1, true, false};
+    const int points = writeEnvelope(writer.text, form, midi->second.muteLane, state.model, rate);
+    countAutomation(state.counters, points);
+    if (points > 0) ++state.counters.midiMuteLanes;
+}
+
+// A return track's envelopes, from its bus's strip.
+void writeStripEnvelopes(ProjectWriter& writer, const std::string& busName) {
+    RunState& state = writer.state;
+    const StripRow* strip = stripNamed(state, busName);
+    if (!strip) return;
+    StripEnvelopeForm form;
+    form.dualPanLanes = stripShapeOf(state, busName, *strip).dualPan;
+    countAutomation(state.counters,
+                    writeStripEnvelopes(writer.text, *strip, form, state.model, static_cast<double>(state.sampleRate)));
+}
 
 void countTimebase(RunCounters& counters, int beat) {
     if (beat == 0) ++counters.timeTracks;
@@ -183,7 +231,11 @@ void writeTrack(ProjectWriter& writer, size_t i) {
         .coarse(mix.rightLimit);
 
     bool muted = trackMuteOf(state, track, strip);
-    if (track.isMidi) muted = midiTrackMuteOf(state, key).value_or(muted) || track.inactive || track.voiceOff;
+    if (track.isMidi) {
+        const std::optional<bool> midiMute = midiTrackMuteOf(state, key);
+        if (firstOfKey(state.analysis.outputTracks, i)) countMidiTrackState(writer.state, key);
+        muted = midiMute.value_or(muted) || track.inactive || track.voiceOff;
+    }
     const SoloForm solo = soloOf(view, muted, shape);
     text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
     text.statement("IPHASE").num(trimPolarityFlipsOf(state, key) % 2);
@@ -231,7 +283,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
             writeAudioItem(writer, track, clip, static_cast<int>(l) + 1, laneCount);
         }
     }
-    writeMidiItems(writer, i);
+    writeMidiItemsOf(writer, track);
     writeFreeze(writer, i);
     if (state.options.commentsMode == 0) writeCommentItem(writer, track.name, headSeed);
     text.close();

@@ -30,14 +30,24 @@ const StripRow* stripNamed(const RunState& state, const std::string& name) {
 
 // Until the lanes are read, a strip has none, and its width comes from the
 // track: a merged pair, or a track list row that stores a second channel.
-StripShape stripShapeOf(const RunState& state, const std::string& key, const StripRow&) {
+StripShape stripShapeOf(const RunState& state, const std::string& key, const StripRow& strip) {
     StripShape shape;
-    shape.stereo = channelsOfTrackOf(state, key) == 2;
+    shape.stereo = channelsOfTrackOf(state, key) == 2 || strip.stereoLanes != 0;
     for (const TrackListRow& row : state.model.trackListRows) {
         if (row.name == key) {
             shape.stereo = shape.stereo || row.width == 1;
             break;
         }
+    }
+    shape.volumeLane = !strip.volumeLane.points.empty();
+    shape.panLane = !strip.panLane.points.empty();
+    shape.muteLane = !strip.muteLane.points.empty();
+    shape.trimLane = !strip.trimLane.points.empty();
+    shape.dualPan = strip.stereoLanes != 0 && strip.dualPanPoints > 0;
+    // The resting values of a stereo strip's two pan lanes are its pan limits.
+    if (strip.stereoLanes != 0) {
+        shape.leftPanLimit = strip.panLane.initial / 100.0;
+        shape.rightPanLimit = strip.rightPanLane.initial / 100.0;
     }
     return shape;
 }
@@ -69,9 +79,15 @@ int timebaseOf(const RunState& state, const std::string& name, const std::string
     return timebase ? *timebase : -1;
 }
 
-bool isSampleBasedMidi(const RunState&, const std::string&) { return false; }
+bool isSampleBasedMidi(const RunState& state, const std::string& key) {
+    return state.analysis.midiCounts.sampleBasedTracks.count(key) > 0;
+}
 
-std::optional<bool> midiTrackMuteOf(const RunState&, const std::string&) { return std::nullopt; }
+std::optional<bool> midiTrackMuteOf(const RunState& state, const std::string& key) {
+    auto found = state.model.midiTrackStates.find(key);
+    if (found == state.model.midiTrackStates.end()) return std::nullopt;
+    return found->second.muted != 0;
+}
 
 std::optional<double> vcaLevelDbOf(const RunState&, const std::string&) { return std::nullopt; }
 

@@ -30,7 +30,24 @@ void sayHead(const RunState& state, const std::string& writtenPath) {
     say("\n");
 
     const RunCounters& counters = state.counters;
-    say("  %d tracks, %d clips, %d MIDI notes\n", counters.outputTracks, counters.audioItems, counters.midiNotes);
+    say("  %d tracks, %d clips, %d MIDI notes\n", counters.outputTracks, counters.audioItems + counters.midiItems,
+        counters.midiNotes);
+    const MidiCounts& midi = state.analysis.midiCounts;
+    if (midi.controllerEvents > 0) {
+        say("  %d MIDI controller events (pitch bend, CC, aftertouch)\n", midi.controllerEvents);
+    }
+    if (midi.sysexEvents > 0) say("  %d SysEx event(s)\n", midi.sysexEvents);
+    if (midi.sysexOutside > 0) {
+        say("      %d of them lie OUTSIDE their clip in Pro Tools and would not play\n"
+            "      there. REAPER cannot store a muted SysEx event, so they are written\n"
+            "      live rather than lost; delete them in the MIDI editor if unwanted.\n",
+            midi.sysexOutside);
+    }
+    if (midi.mismatchedStreams > 0) {
+        say("  note: %d MIDI region(s) had controller data that did not\n"
+            "        match their note chunk; it was left out\n",
+            midi.mismatchedStreams);
+    }
     int strips = 0;
     for (const StripRow& strip : model.strips) strips += strip.present ? 1 : 0;
     say("  %d mixer strips (faders, pans, mute)\n", strips);
@@ -340,16 +357,138 @@ void sayMeterAndMarkerNotes(const ProjectHeadSummary& head) {
     }
 }
 
+// MIDI tracks' mute state and lanes, among the mixer notes.
+void sayMidiTrackNotes(const RunCounters& counters) {
+    if (counters.midiTracksMuted > 0) say("  %d MIDI track(s) muted in Pro Tools arrive muted\n", counters.midiTracksMuted);
+    if (counters.midiMuteLanes > 0) say("  %d MIDI track(s) arrive with their mute automation\n", counters.midiMuteLanes);
+    if (counters.midiOtherLanes > 0) {
+        say("  %d MIDI track automation lane(s) other than mute are NOT carried\n", counters.midiOtherLanes);
+    }
+}
+
+// Automation points, then what the MIDI pass did at clip edges.
+void sayAutomationAndMidiEdgeNotes(const RunState& state) {
+    const RunCounters& counters = state.counters;
+    if (counters.automationPoints > 0) {
+        say("  %d automation points across %d tracks\n", counters.automationPoints, counters.automatedTracks);
+    }
+    const MidiCounts& midi = state.analysis.midiCounts;
+    if (midi.eventsMutedOutside > 0) {
+        say("  %d MIDI event(s) kept but muted -- outside a Pro Tools clip\n"
+            "      boundary, so silent, exactly as Pro Tools plays them.\n"
+            "      Nothing was deleted: drag a clip edge back in REAPER to see them.\n",
+            midi.eventsMutedOutside);
+    }
+    if (midi.notesTooShort > 0) {
+        say("  %d MIDI note event(s) kept but muted: notes too short to exist at\n"
+            "      REAPER's resolution, which would retrigger the note beside them.\n",
+            midi.notesTooShort);
+    }
+    if (state.options.keepInaudibleMidi) {
+        say("  --keep-inaudible-midi: %d MIDI event(s) outside a Pro Tools clip\n"
+            "      boundary were written UNMUTED. Pro Tools does not play them;\n"
+            "      REAPER sounds any note that starts before an item and runs into it.\n",
+            midi.eventsKeptOutside);
+    }
+    if (!state.options.truncateMidiToClip && midi.notesRunningPast > 0) {
+        say("  %d note(s) run past a clip edge; those items were lengthened so\n"
+            "      the notes ring in full, as Pro Tools plays them.\n",
+            midi.notesRunningPast);
+    } else if (state.options.truncateMidiToClip && midi.notesRunningPast > 0) {
+        say("  --truncate-midi-to-clip: %d note(s) run past a clip edge and are CUT\n"
+            "      there. Pro Tools plays them in full. Each note keeps its whole\n"
+            "      length in the item: drag the item edge out to hear it ring.\n",
+            midi.notesRunningPast);
+    } else if (state.options.truncateMidiToClip) {
+        say("  --truncate-midi-to-clip: no note runs past a clip edge, so nothing is cut.\n");
+    }
+    if (midi.clipsCut > 0) {
+        say("  %d MIDI clip(s) cut where a later clip on the same track takes over,\n"
+            "      as Pro Tools plays them. The notes past the cut are kept, muted:\n"
+            "      drag the clip edge in REAPER to see them.\n",
+            midi.clipsCut);
+    }
+    if (midi.clipsHeadTrimmed > 0) {
+        say("  %d MIDI clip(s) start later, where the clip Pro Tools draws on top of\n"
+            "      them ends. Their covered start is kept, muted.\n",
+            midi.clipsHeadTrimmed);
+    }
+}
+
+// " \"a\", \"b\"": at most 12 names, then ", ...".
+std::string quotedNames(const std::vector<std::string>& names) {
+    std::string text;
+    const size_t shown = std::min<size_t>(names.size(), 12);
+    for (size_t n = 0; n < shown; ++n) text += formatText("%s\"%s\"", n == 0 ? " " : ", ", names[n].c_str());
+    if (names.size() > shown) text += ", ...";
+    return text;
+}
+
+// Controls at the start of each clip, and Real-Time Properties.
+void sayMidiTrackViewNotes(const RunCounters& counters) {
+    if (counters.midiTracksWithControls > 0) {
+        say("  %d MIDI/instrument track(s) carry their MIDI fader and pan as a CC 7\n"
+            "      and a CC 10 event at the start of each clip -- what Pro Tools\n"
+            "      sends when playback starts. A clip that already streams one of\n"
+            "      those controllers keeps its stream instead.\n",
+            counters.midiTracksWithControls);
+    }
+    if (!counters.realTimeTracks.empty()) {
+        say("  WARNING: %d MIDI/instrument track(s) carry REAL-TIME PROPERTIES:%s\n"
+            "      Pro Tools applies these on playback, not to the stored notes.\n"
+            "      Which of them are applied here is said below.\n",
+            static_cast<int>(counters.realTimeTracks.size()), quotedNames(counters.realTimeTracks).c_str());
+    }
+}
+
+void sayRealTimeNotes(const RunCounters& counters) {
+    if (counters.realTimeApplied > 0) {
+        say("  MIDI Real-Time Properties APPLIED to the notes on %d track(s): transpose,\n"
+            "      velocity and delay, so the track plays as Pro Tools played it.\n",
+            counters.realTimeApplied);
+    }
+    if (counters.notesTransposedOut > 0) {
+        say("      %d note(s) transposed past the MIDI range are written MUTED, not lost.\n",
+            counters.notesTransposedOut);
+    }
+    if (counters.realTimeNotApplied > 0) {
+        say("  %d track(s) carry Real-Time quantize or duration, which are NOT applied:\n"
+            "      their grid and amount are not decoded yet.\n",
+            counters.realTimeNotApplied);
+    }
+}
+
+void saySampleBasedMidiNotes(const MidiCounts& midi) {
+    if (midi.sampleBasedClips > 0) {
+        say("  %d MIDI clip(s) sit on a SAMPLE-BASED track, so their position and\n"
+            "      length are read in samples rather than ticks. Read as ticks they\n"
+            "      land days into the project once the session has a tempo change.\n",
+            midi.sampleBasedClips);
+    }
+    if (midi.sampleBasedOverlaps > 0) {
+        say("      %d of them overlap another clip. Pro Tools resolves an overlap by\n"
+            "      comparing clip positions, and that comparison is not reliable in\n"
+            "      this unit yet, so the clip keeps its full length and the overlap\n"
+            "      SUMS rather than trimming. Trim the item edge in REAPER to match.\n",
+            midi.sampleBasedOverlaps);
+    }
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayHead(state, writtenPath);
+    sayMidiTrackNotes(state.counters);
     sayMasterNote(state);
+    sayAutomationAndMidiEdgeNotes(state);
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts);
     sayMeterAndMarkerNotes(state.headSummary);
+    sayMidiTrackViewNotes(state.counters);
     sayTrackViewNotes(state.analysis.counts);
     sayItemTimebaseNote(state.counters);
+    sayRealTimeNotes(state.counters);
+    saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
 }

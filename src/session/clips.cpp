@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "session/midi.h"
+
 namespace {
 
 constexpr uint16_t kAudioClipListOld = 0x100B;
@@ -291,6 +293,7 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     TrackTable tracks;
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
+    readMidiClipsAndPlacements(image, readMidiNoteChunks(image), lists);
     readNewPlacements(view, tree, tracks, lists);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);

@@ -61,6 +61,7 @@ struct MidiPlaylistRow {
     std::vector<uint8_t> overlapState;
     std::vector<bool> live;
     std::vector<uint64_t> position;  // ticks, bias removed (absolute value)
+    std::vector<uint64_t> stored;    // the 5-byte value as stored: samples on a sample-based track
 };
 std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image);
 

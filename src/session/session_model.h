@@ -2,15 +2,18 @@
 // analysis passes and the writer read this model, never the image bytes.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "session/automation.h"
 #include "session/clips.h"
 #include "session/fades.h"
 #include "session/file_folders.h"
 #include "session/locations.h"
 #include "session/loops.h"
 #include "session/meters.h"
+#include "session/midi.h"
 #include "session/playlists.h"
 #include "session/session_info.h"
 #include "session/strips.h"
@@ -42,6 +45,12 @@ struct SessionModel {
     std::string masterName;
     std::vector<std::string> busNames;
     std::vector<StripRow> strips;
+
+    std::vector<MidiStreamChunk> midiStreams;  // by chunk number, as the note chunks
+    std::vector<MidiPlaylistRow> midiPlaylistRows;
+    std::map<std::string, MidiTrackControls> midiControls;
+    std::map<std::string, MidiRealTime> midiRealTime;
+    std::map<std::string, MidiTrackState> midiTrackStates;
 };
 
 // The unique track names of the audio placements, in file order.

@@ -15,6 +15,10 @@ struct SendRecord {
     std::string busName;
     double levelDb = 0;
     uint8_t postFader = 0;  // 0 is pre-fader
+    AutomationLane levelLane;
+    AutomationLane muteLane;
+    AutomationLane panLane;
+    AutomationLane rightPanLane;
     int32_t panLeft = 0;    // -100 to 100
     int32_t panRight = 0;
     int32_t channels = 0;

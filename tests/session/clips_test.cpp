@@ -167,32 +167,6 @@ TEST(ClipPlacements, BothFormsPlaceClipsOnTracksAndCloseTrackNumbers) {
     EXPECT_TRUE(lists.midiPlacements.empty());
 }
 
-TEST(ClipPlacements, MidiTracksFollowTheKindsOfTheTrackBlocks) {
-    ImageBuilder b;
-    b.block(0x261B, {0, 0});
-    b.openBlock(0x261D);
-    b.u16(0);
-    b.block(0x261B, {0, 0});  // the master's own: no track
-    b.closeBlock();
-    for (uint16_t kind : {0x2620, 0x2621, 0x2623}) b.block(kind, {0, 0});
-    b.openBlock(0x2519);
-    b.u32(5);
-    for (const char* name : {"Audio", "Master", "Keys", "Synth", "Other"}) {
-        b.openBlock(0x251A);
-        b.u16(0);
-        b.name(name);
-        b.closeBlock();
-    }
-    b.closeBlock();
-    BuiltImage built(b);
-
-    ClipLists lists = readClipsAndPlacements(built.image, {});
-    ASSERT_EQ(lists.midiPlacements.size(), 2u);
-    EXPECT_EQ(lists.midiPlacements[0].trackName + lists.midiPlacements[1].trackName, "KeysSynth");
-    EXPECT_EQ(lists.midiPlacements[1].trackIndex, 1);
-    EXPECT_EQ(lists.midiPlacements[1].clip.index, kNoClip);
-}
-
 TEST(ClipSyncOffsets, ReadsTheSecondValueOfEachClipInListOrder) {
     ImageBuilder b;
     b.openBlock(0x262A);

@@ -1,0 +1,275 @@
+// MIDI clips into items. A MIDI item's edges only mute the notes beyond them,
+// and REAPER sounds a note that runs into an item from before it, so the edges
+// are fixed as Pro Tools plays them and every event carries its own mute mark.
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "analysis/passes.h"
+
+namespace {
+
+constexpr int64_t kStackWindow = 960;  // ticks: overlaps up to this much are left alone
+constexpr double kBias = 1e12;
+
+// One placement on its way to an item, in ticks (or samples when sample-based).
+struct Placed {
+    const MidiClip* placement = nullptr;
+    int64_t position = 0;
+    int64_t length = 0;
+    bool sampleBased = false;
+    int64_t cut = -1;       // the length a later clip on top leaves, -1 none
+    int64_t headTrim = 0;   // the start a clip on top covers
+};
+
+// The stacking state of the MIDI playlist entry for this track and chunk
+// nearest the position, within the window; 0 when there is none.
+uint8_t stackingState(const std::vector<MidiPlaylistRow>& rows, const std::string& track, uint32_t chunk,
+                      int64_t position) {
+    uint8_t state = 0;
+    int64_t best = kStackWindow + 1;
+    for (const MidiPlaylistRow& row : rows) {
+        if (row.name != track) continue;
+        const size_t count = std::min({row.chunkId.size(), row.position.size(), row.overlapState.size()});
+        for (size_t k = 0; k < count; ++k) {
+            if (row.chunkId[k] != chunk) continue;
+            const int64_t distance = std::llabs(static_cast<int64_t>(row.position[k]) - position);
+            if (distance <= kStackWindow && distance < best) {
+                best = distance;
+                state = row.overlapState[k];
+            }
+        }
+    }
+    return state;
+}
+
+// Cuts and head trims between neighbouring clips of one track, by which lies on top.
+void stackTrack(std::vector<Placed*>& clips, const std::vector<MidiPlaylistRow>& rows) {
+    std::stable_sort(clips.begin(), clips.end(), [](const Placed* a, const Placed* b) {
+        if (a->position != b->position) return a->position < b->position;
+        return a->placement->clip.index < b->placement->clip.index;
+    });
+    for (size_t i = 0; i + 1 < clips.size(); ++i) {
+        Placed& a = *clips[i];
+        Placed& b = *clips[i + 1];
+        const int64_t gap = b.position - a.position;
+        const int64_t overlap = a.length - gap;
+        if (gap <= 0 || a.length <= 0 || overlap <= kStackWindow) continue;
+        const uint8_t state = stackingState(rows, a.placement->trackName,
+                                            static_cast<uint32_t>(a.placement->clip.midiChunk), a.position);
+        if (state == 1) {
+            if (overlap < b.length || b.length == 0) b.headTrim = overlap;
+        } else if ((state == 2 || state == 3) && !b.placement->clip.muted) {
+            a.cut = gap;
+        }
+    }
+}
+
+// Walks the second position list of one track name: the stored position of
+// the next entry for a chunk, from the cursor on and then from the start.
+struct StoredPositions {
+    std::vector<std::pair<uint32_t, uint64_t>> entries;
+    size_t cursor = 0;
+
+    bool next(uint32_t chunk, uint64_t& stored) {
+        for (size_t pass = 0; pass < 2; ++pass) {
+            const size_t from = pass == 0 ? cursor : 0;
+            const size_t to = pass == 0 ? entries.size() : std::min(cursor, entries.size());
+            for (size_t k = from; k < to; ++k) {
+                if (entries[k].first != chunk) continue;
+                stored = entries[k].second;
+                cursor = k + 1;
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+// The events of one item, with the edges' mutes, at 960 per quarter note.
+struct ItemBuilder {
+    const ConvertOptions& options;
+    MidiCounts& counts;
+    double samplesToPpq = 0;  // for a sample-based clip: PPQ per sample at the session tempo
+    bool sampleBased = false;
+
+    uint64_t ppqOf(int64_t value) const {
+        if (sampleBased) return static_cast<uint64_t>(std::max(0.0, value * samplesToPpq + 0.5));
+        return static_cast<uint64_t>(std::max(0.0, value * 0.001 + 0.5));
+    }
+    static bool inClip(int64_t start, int64_t length) { return start >= 0 && (length == 0 || length > start); }
+    // A note is two events, its start and its end.
+    bool muteOutside(bool inside, int events) {
+        if (inside) return false;
+        if (options.keepInaudibleMidi) {
+            counts.eventsKeptOutside += events;
+            return false;
+        }
+        counts.eventsMutedOutside += events;
+        return true;
+    }
+};
+
+// Notes, controllers and SysEx of a clip as item events; gives the ring tail,
+// the largest run of a kept note past the clip's end, in the clip's unit.
+int64_t buildEvents(ItemBuilder& builder, const ClipDefinition& clip, const MidiStreamChunk* stream, int64_t s,
+                    int64_t length, std::vector<MidiItemEvent>& events) {
+    const int64_t shift = s < 0 ? -s : 0;
+    int64_t ringTail = 0;
+    for (const MidiEvent& note : clip.midiEvents) {
+        const int64_t start = s + static_cast<int64_t>(note.position);
+        const int64_t end = start + static_cast<int64_t>(note.length);
+        if (end <= start) continue;
+        const bool inside = ItemBuilder::inClip(start, length);
+        uint64_t on = builder.ppqOf(start + shift);
+        uint64_t off = builder.ppqOf(end + shift);
+        bool muted = builder.muteOutside(inside, 2);
+        if (on >= off) {
+            off = on + 1;
+            muted = true;
+            ++builder.counts.notesTooShort;
+        }
+        if (inside && length > 0 && end > length) {
+            ringTail = std::max(ringTail, end - length);
+            if (!muted) ++builder.counts.notesRunningPast;
+        }
+        events.push_back({on, 0x90, note.note, note.velocity, muted, {}});
+        events.push_back({off, 0x80, note.note, 0, muted, {}});
+        ++builder.counts.notes;
+    }
+    if (stream == nullptr) return ringTail;
+    for (const MidiControllerEvent& event : stream->controllers) {
+        const int64_t start = s + static_cast<int64_t>(event.position) - static_cast<int64_t>(stream->origin);
+        const bool muted = builder.muteOutside(ItemBuilder::inClip(start, length), 1);
+        const uint64_t at = builder.ppqOf(start + shift);
+        if (event.kind == kPitchBend) {
+            events.push_back({at, 0xE0, event.value & 0x7F, (event.value >> 7) & 0x7F, muted, {}});
+        } else if (event.kind == kController) {
+            events.push_back({at, 0xB0, event.controller, event.value & 0x7F, muted, {}});
+        } else {
+            events.push_back({at, 0xD0, event.value & 0x7F, 0, muted, {}});
+        }
+        ++builder.counts.controllerEvents;
+    }
+    for (const MidiSysexEvent& event : stream->sysexEvents) {
+        const int64_t start = s + static_cast<int64_t>(event.position) - static_cast<int64_t>(stream->origin);
+        // REAPER has no muted SysEx: one outside its clip is written live.
+        if (!ItemBuilder::inClip(start, length)) ++builder.counts.sysexOutside;
+        MidiItemEvent sysex{builder.ppqOf(start + shift), 0xF0, 0, 0, false, {}};
+        for (uint8_t byte : event.bytes) {
+            if (byte != 0xF0 && byte != 0xF7) sysex.sysex.push_back(byte);
+        }
+        events.push_back(std::move(sysex));
+        ++builder.counts.sysexEvents;
+    }
+    return ringTail;
+}
+
+// The controller and SysEx streams of a clip's chunk, when they belong to its notes.
+const MidiStreamChunk* streamOf(const SessionModel& model, const ClipDefinition& clip, MidiCounts& counts) {
+    if (clip.midiChunk < 0 || static_cast<size_t>(clip.midiChunk) >= model.midiStreams.size()) return nullptr;
+    const MidiStreamChunk& stream = model.midiStreams[static_cast<size_t>(clip.midiChunk)];
+    if (stream.controllers.empty() && stream.sysexEvents.empty()) return nullptr;
+    if (stream.noteCount != clip.midiEvents.size()) {
+        ++counts.mismatchedStreams;
+        return nullptr;
+    }
+    return &stream;
+}
+
+MidiItem makeItem(const SessionModel& model, const ConvertOptions& options, const Placed& placed, double rate,
+                  MidiCounts& counts) {
+    const ClipDefinition& clip = placed.placement->clip;
+    MidiItem item;
+    item.name = clip.name;
+    item.muted = clip.muted != 0;
+    const auto seconds = [&](int64_t ticks) {
+        return secondsOfTicks(static_cast<double>(ticks), model.tempoMap, model.sessionTempo);
+    };
+
+    ItemBuilder builder{options, counts, 0, placed.sampleBased};
+    int64_t position = placed.position;
+    int64_t length = placed.length;
+    int64_t s = clip.sourceOffset;
+    if (placed.sampleBased) {
+        builder.samplesToPpq = model.sessionTempo * 960.0 / (60.0 * rate);
+        if (placed.cut >= 0 || placed.headTrim > 0) ++counts.sampleBasedOverlaps;
+    } else {
+        if (placed.cut >= 0 && (length == 0 || length > placed.cut)) {
+            length = placed.cut;
+            ++counts.clipsCut;
+        }
+        if (placed.headTrim > 0 && length > placed.headTrim) {
+            position += placed.headTrim;
+            s -= placed.headTrim;
+            length -= placed.headTrim;
+            ++counts.clipsHeadTrimmed;
+        }
+    }
+    const int64_t ringTail = buildEvents(builder, clip, streamOf(model, clip, counts), s, length, item.events);
+    const int64_t written = length + (options.truncateMidiToClip ? 0 : ringTail);
+    if (placed.sampleBased) {
+        item.position = static_cast<double>(position) / rate;
+        item.length = static_cast<double>(written) / rate;
+        if (s < 0) item.sourceStart = static_cast<double>(-s) / rate;
+    } else {
+        item.position = seconds(position);
+        item.length = seconds(position + written) - item.position;
+        if (s < 0) item.sourceStart = item.position - seconds(position + s);
+    }
+    std::stable_sort(item.events.begin(), item.events.end(), [](const MidiItemEvent& a, const MidiItemEvent& b) {
+        if (a.ppq != b.ppq) return a.ppq < b.ppq;
+        return a.status == 0x80 && b.status != 0x80;  // a note ends before the next one starts
+    });
+    return item;
+}
+
+}  // namespace
+
+void buildMidiItems(const SessionModel& model, const ConvertOptions& options, BindingWork& work,
+                    AnalysisModel& analysis) {
+    MidiCounts& counts = analysis.midiCounts;
+    const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
+    std::map<std::string, StoredPositions> storedOfName;
+    for (const MidiPlaylistRow& row : model.midiPlaylistRows) {
+        StoredPositions& list = storedOfName[row.name];
+        for (size_t k = 0; k < std::min(row.chunkId.size(), row.stored.size()); ++k) {
+            list.entries.emplace_back(row.chunkId[k], row.stored[k]);
+        }
+    }
+
+    std::vector<Placed> placed;
+    for (const MidiClip& placement : model.clips.midiPlacements) {
+        if (placement.clip.index == kNoClip) continue;
+        Placed entry;
+        entry.placement = &placement;
+        entry.position = placement.clip.start;
+        entry.length = placement.clip.length;
+        uint64_t stored = 0;
+        auto list = storedOfName.find(placement.trackName);
+        if (list != storedOfName.end() && list->second.next(static_cast<uint32_t>(placement.clip.midiChunk), stored) &&
+            static_cast<double>(stored) < kBias && static_cast<double>(stored) < 86400.0 * rate) {
+            entry.sampleBased = true;
+            entry.position = static_cast<int64_t>(stored);
+            ++counts.sampleBasedClips;
+        }
+        placed.push_back(entry);
+    }
+
+    std::map<std::pair<std::string, uint16_t>, std::vector<Placed*>> byTrack;
+    for (Placed& entry : placed) {
+        if (entry.placement->clip.midiEvents.empty()) continue;
+        byTrack[{entry.placement->trackName, entry.placement->trackIndex}].push_back(&entry);
+    }
+    for (auto& track : byTrack) stackTrack(track.second, model.midiPlaylistRows);
+
+    std::map<uint16_t, MidiTrack*> trackOfIndex;
+    for (MidiTrack& track : work.midiTracks) trackOfIndex[track.trackIndex] = &track;
+    for (const Placed& entry : placed) {
+        auto track = trackOfIndex.find(entry.placement->trackIndex);
+        if (track == trackOfIndex.end()) continue;
+        if (entry.sampleBased) counts.sampleBasedTracks.insert(track->second->name);
+        track->second->items.push_back(makeItem(model, options, entry, rate, counts));
+        ++counts.clips;
+    }
+}
