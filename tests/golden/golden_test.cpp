@@ -61,3 +61,18 @@ TEST(GoldenRuns, MonoStereoPairAndEmptyTrack) {
                 {"Empty", 25, 50, 0, false, {}, 1}};
     expectGolden("mono-stereo-empty", s, {}, {"Audio Files/kick.wav", "Bounced Files/gtr.L.wav"});
 }
+
+// Overlapping clips, a fade-in, a crossfade with material to extend into and an
+// S-curve fade-out; a bass track with volume and mute automation.
+TEST(GoldenRuns, FadesOverlapsAndAutomation) {
+    BuiltSession s;
+    s.files = {{"vox.wav", 480000}, {"bass.wav", 480000}};
+    s.clips = {{"vox-a", 0, 0, 96000}, {"vox-b", 0, 96000, 96000}, {"vox-c", 0, 240000, 48000}, {"bass", 1, 0, 192000}};
+    s.fades = {{2, 0, 24000, 0, true}, {1, 2400, 9600, 0, false}, {3, 0, 4800, 1, false}};
+    BuiltPlacement fadeOut{0, 216000}, crossfade{1, 168000}, fadeIn{2, 0};
+    fadeIn.fade = crossfade.fade = fadeOut.fade = true;
+    s.tracks = {{"Vox", 0, 0, 0, false, {{"", false, {{0, 0}, {1, 72000}, {2, 168000}, fadeIn, crossfade, fadeOut}}}, 1},
+                {"Bass", -30, 0, 0, false, {{"", false, {{3, 0}}}}, 1}};
+    s.tracks[1].lanes = {{-60, {{48000, -120}, {96000, 0}}}, {0, {{144000, 1}}}, {0, {}}};
+    expectGolden("fades-overlaps-automation", s, {}, {"Audio Files/vox.wav", "Audio Files/bass.wav"});
+}

@@ -64,11 +64,11 @@ void placement(ImageBuilder& b, const BuiltPlacement& p) {
     b.u32(static_cast<uint32_t>(p.position));
     b.u8(static_cast<uint8_t>(p.position >> 32));
     b.zeros(3);
-    b.u8(p.overlap);
+    b.u8(p.fade ? 1 : p.overlap);
     b.u16(static_cast<uint16_t>(p.colour));
     b.zeros(16);
     b.closeBlock();
-    b.u8(p.live ? 0 : 1);
+    b.u8(p.live && !p.fade ? 0 : 1);
     b.u8(0);
     b.closeBlock();
 }
@@ -120,8 +120,36 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
     put32(row, 13, track.panLeft);
     put32(row, 41, track.panRight);
     b.block(0x1029, row);
+    for (const BuiltLane& lane : track.lanes) {
+        b.openBlock(0x260A);
+        b.zeros(16);
+        b.u16(static_cast<uint16_t>(lane.points.size()));
+        b.zeros(8);
+        b.u16(static_cast<uint16_t>(lane.initial));
+        for (const auto& point : lane.points) {
+            b.u32(point.first);
+            b.u16(static_cast<uint16_t>(point.second));
+        }
+        b.zeros(2);
+        b.closeBlock();
+    }
     b.zeros(64);
     b.closeBlock();
+}
+
+// The fade table: lead and length four bytes wide each.
+void fadeTable(ImageBuilder& b, const BuiltSession& session) {
+    for (const BuiltFade& fade : session.fades) {
+        b.openBlock(0x262F, 2);
+        b.zeros(5);
+        b.u8(0x44);
+        b.zeros(2);
+        b.u32(fade.lead);
+        b.u32(fade.length);
+        b.bytes({fade.kind, fade.shape, 0, 0, 0, 0, uint8_t(fade.sCurve ? 1 : 0), 0, 0, uint8_t(fade.sCurve ? 1 : 0)});
+        b.zeros(4);
+        b.closeBlock();
+    }
 }
 
 }  // namespace
@@ -134,6 +162,7 @@ ImageBuilder buildSession(const BuiltSession& session) {
     playlists(b, session);
     playlistOwners(b, session);
     for (const BuiltTrack& track : session.tracks) trackBlock(b, track);
+    fadeTable(b, session);
     // The block index that closes a real session; it also leaves the tree walk
     // room to find the children of the blocks before it.
     b.block(0x0002, std::vector<uint8_t>(512, 0));

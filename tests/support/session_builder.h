@@ -21,7 +21,8 @@ struct BuiltPlacement {
     uint64_t position = 0;  // samples, or biased ticks on a tick-based playlist
     bool muted = false;
     bool live = true;       // false: kept by the session for its undo queue
-    uint8_t overlap = 0;
+    uint8_t overlap = 0;    // 1: drawn over the next clip, 2: under the previous one
+    bool fade = false;      // a fade entry: clip is the fade's number, position its anchor
     int16_t colour = -2;
 };
 
@@ -32,6 +33,22 @@ struct BuiltPlaylist {
     std::vector<BuiltPlacement> placements;
 };
 
+// One automation lane of a track's strip: its resting value and breakpoints
+// (sample position, value), in the session's units.
+struct BuiltLane {
+    int16_t initial = 0;
+    std::vector<std::pair<uint32_t, int16_t>> points;
+};
+
+// One record of the fade table; a placement with `fade` set names it by number.
+struct BuiltFade {
+    uint8_t kind = 3;      // 1 crossfade, 2 fade-out, 3 fade-in
+    uint32_t lead = 0;     // samples before the anchor
+    uint32_t length = 0;   // samples in all
+    uint8_t shape = 0;
+    bool sCurve = false;
+};
+
 struct BuiltTrack {
     std::string name;
     int32_t faderTenths = 0;  // dB x 10
@@ -40,6 +57,7 @@ struct BuiltTrack {
     bool muted = false;
     std::vector<BuiltPlaylist> playlists;  // one per channel; none for an empty mono track
     int channels = 1;
+    std::vector<BuiltLane> lanes = {};  // volume, mute, pan, ... by their place
 };
 
 struct BuiltSession {
@@ -47,6 +65,7 @@ struct BuiltSession {
     std::vector<TestAudioFile> files;
     std::vector<BuiltClip> clips;
     std::vector<BuiltTrack> tracks;
+    std::vector<BuiltFade> fades;
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
