@@ -104,3 +104,19 @@ TEST(RealSessionRuns, ListShowsTempoRateAndEveryTrack) {
     options.tempoOverride = 97.5;
     EXPECT_EQ(runConvert(options).console.rfind("\n  tempo 97.5 BPM, 44100 Hz\n", 0), 0u);
 }
+
+TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    ConvertOptions options = optionsFor(sessions + "/TestPTX.ptx");
+    options.dumpCc = true;
+    options.checkOnly = true;
+    CapturedRun run = runConvert(options);
+    EXPECT_EQ(run.code, 0);
+    EXPECT_NE(run.console.find("chunk 0   notes 16    origin 1000000000000\n"
+                               "chunk 1   notes 9     origin 1000000000000\n"
+                               "chunk 2   notes 4     origin 1000000000000\n"
+                               "3 chunks, 0 streams with data, 0 events\n"),
+              std::string::npos);
+    EXPECT_NE(run.console.find("  5 tracks, 6 clips, 29 MIDI notes\n"), std::string::npos);
+}
