@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "session/automation.h"
 #include "session/clips.h"
 
 // An alternate playlist attached to its parent track as a REAPER fixed lane.
@@ -153,6 +154,51 @@ struct MidiCounts {
     std::set<std::string> sampleBasedTracks;
 };
 
+// One send as its receiver takes it.
+struct SendEntry {
+    int source = 0;  // output track index
+    double levelDb = 0;
+    bool postFader = false;
+    AutomationLane levelLane;
+    AutomationLane muteLane;
+    double pan = 0;  // -1 left to +1 right
+};
+
+// A receive from another track: its index and the source channel code.
+struct ChannelReceive {
+    int source = 0;
+    int code = 0;
+};
+
+// The routing graph: who plays into whom, and what was left out.
+struct RoutingTables {
+    std::map<std::string, int> sideOfOutput;  // owner name: -1 left, +1 right
+    std::vector<std::string> oneSidedTracks;  // "name (left)" lines
+    std::set<int> noMainSend;                 // output track indices
+    std::map<std::string, std::vector<SendEntry>> sendsInto;  // by receiver name
+    std::vector<std::string> returnTracks;    // buses with no track of their own, in name order
+    std::map<int, std::vector<ChannelReceive>> outputReceives;  // by target track index
+    std::vector<std::string> noOutputTracks;
+    std::map<std::string, std::set<std::string>> needs;  // owner: the names it plays into
+    std::set<int> preFaderUnmuted;            // muted tracks written unmuted, fader down
+    std::vector<std::string> preFaderUnmutedNames;
+    std::vector<std::string> preFaderKeptMuted;  // with automation: they stay muted
+
+    int sends = 0;
+    int sendsToAux = 0;           // routed bus -> aux by the aux's input
+    int monoLegsMatched = 0;      // of those, a mono leg matched to its stereo pair
+    int sendsToTwoAuxes = 0;
+    int sendsPanned = 0;          // mono sends panned off center
+    std::vector<std::string> stereoSendsOffDefault;
+    int sendPanLanes = 0;         // send pan automation lanes not carried
+    int outputsToAux = 0;
+    std::vector<std::string> clickTracksLeftOut;
+    std::vector<std::string> clickTracksKept;
+    std::vector<std::string> hiddenLeftOut;
+    std::vector<std::string> inactiveLeftOut;
+    std::vector<std::string> keptForNeeds;
+};
+
 struct AnalysisModel {
     std::vector<OutputTrack> outputTracks;
 
@@ -167,6 +213,7 @@ struct AnalysisModel {
     BindingCounts counts;
     ClipCounts clipCounts;
     MidiCounts midiCounts;
+    RoutingTables routing;
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

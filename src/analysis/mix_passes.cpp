@@ -6,15 +6,8 @@
 // unlinked multi-mono instances and Avid Trim.
 void bindPluginsToStrips(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
 
-// Will find the tracks that output to one channel of a stereo output.
-void findOneSidedOutputs(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
-
 // Will list the strips that are neither mono nor stereo, for the console.
 void listUnknownWidths(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
 
 // Will apply mix and VCA groups and the track colour schemes.
 void applyGroupsAndColours(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
-
-// Will leave out the tracks --skip-hidden-tracks and --skip-inactive-tracks
-// name, keeping those a written track needs.
-void skipHiddenAndInactive(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}

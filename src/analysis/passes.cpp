@@ -31,6 +31,7 @@ constexpr AnalysisPass kPasses[] = {
     applyGroupsAndColours,  // 20
     orderTracks,            // 21
     skipHiddenAndInactive,  // 22
+    buildRoutingGraph,      // 23
 };
 
 }  // namespace

@@ -63,3 +63,5 @@ void applyGroupsAndColours(const SessionModel&, const ConvertOptions&, BindingWo
 void orderTracks(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
 // 22. Tracks left out by --skip-hidden-tracks and --skip-inactive-tracks.
 void skipHiddenAndInactive(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
+// 23. The routing graph: sends, outputs into auxes, return tracks, master sends.
+void buildRoutingGraph(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);

@@ -36,6 +36,23 @@ struct RunCounters {
     std::vector<std::string> realTimeTracks;  // MIDI tracks with Real-Time Properties switched on
     int realTimeApplied = 0;         // with transpose, velocity or delay on
     int realTimeNotApplied = 0;      // with quantize or duration on
+    int sendsWritten = 0;
+    int sendsMuted = 0;              // switched off in the session
+    int sendAutomationPoints = 0;
+    int soloedAndMuted = 0;          // soloed and muted: written with the solo off
+    int soloKept = 0;
+    int soloMuteAutomation = 0;      // soloed, muted, with a mute lane: solo kept
+    std::vector<std::string> soloedTracks;
+    std::vector<std::string> soloSafeTracks;
+    std::vector<std::string> hiddenTracks;
+    int tracksWithHeight = 0;
+    int automatedTracksRead = 0;     // strips counted as automated
+    int fadersParked = 0;            // volume lanes that park the fader at unity
+    std::vector<std::string> modeOtherThanRead;  // " name=Mode(+Trim)"
+    std::vector<std::string> modeOff;
+    int inactiveTracks = 0;
+    int voiceOffTracks = 0;
+    bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
 };
 
 struct RunState {

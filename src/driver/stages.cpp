@@ -48,6 +48,12 @@ void readTrackTables(RunState& state) {
     model.inactiveNames = readInactiveNames(image);
     model.voiceOffNames = readVoiceOffNames(image, model.tracks.rows);
     model.masterName = readMasterName(image);
+    model.paths = readPaths(image);
+    model.busNames.clear();
+    for (const BusRecord& path : model.paths) {
+        const bool known = std::find(model.busNames.begin(), model.busNames.end(), path.name) != model.busNames.end();
+        if (path.kind == kBusPath && !known) model.busNames.push_back(path.name);
+    }
 }
 
 void readMidiTables(RunState& state) {
@@ -129,6 +135,9 @@ void readMixStage(RunState& state) {
     SessionModel& model = state.model;
     model.strips = readStripRows(state.image, model.trackList.names, model.busNames);
     readStripLanes(state.image, model.strips);
+    model.routing = readTrackRouting(state.image, model.paths);
+    model.keyInputNames = readKeyInputNames(state.image);
+    model.hardwareInserts = readHardwareInserts(state.image);
 }
 
 void clipStage(RunState& state) {

@@ -353,6 +353,7 @@ void writeMaster(const RunState& state, ProjectText& text, ProjectHeadSummary& s
     }
     summary.masterStripFound = strip != nullptr;
     const MasterLanes lanes = strip ? masterLanes(*strip) : MasterLanes{};
+    summary.masterFaderParked = lanes.volume;
 
     text.statement("MASTERMUTESOLO").num(strip ? strip->muted : 0);
     text.statement("MASTER_NCH").num(2).num(2);

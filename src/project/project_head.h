@@ -86,6 +86,7 @@ struct ProjectHeadSummary {
     bool gridWritten = false;
     double gridQuarterNotes = 0;
     bool masterStripFound = false;
+    bool masterFaderParked = false;  // a volume lane carries the master's level
 };
 
 // Writes the head from <NOTES through <MASTERFXLIST, inside the project block

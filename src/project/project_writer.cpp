@@ -29,6 +29,19 @@ void writeProjectText(RunState& state, ProjectText& text) {
         if (writer.namesWithTrack.count(bus)) continue;
         writeReturnTrack(writer, returnIndex++, bus);
     }
+    // Every soloed track was muted: without a soloed track the mix would play.
+    if (state.counters.soloedAndMuted > 0 && state.counters.soloKept == 0) {
+        text.open("TRACK").guid(0x1116F);
+        text.statement("NAME").name("Pro Tools solo (the soloed tracks were muted)");
+        text.statement("VOLPAN").num(1).num(0).num(-1).num(-1).num(1);
+        text.statement("MUTESOLO").num(0).num(2).num(0);
+        text.statement("IPHASE").num(0);
+        text.statement("ISBUS").num(0).num(0);
+        text.statement("NCHAN").num(2);
+        text.statement("MAINSEND").num(1).num(0);
+        text.close();
+        state.counters.soloTrackWritten = true;
+    }
 
     text.close();
 }

@@ -4,11 +4,13 @@
 #include <array>
 #include <cmath>
 
+#include "cli/console.h"
 #include "driver/run_state.h"
 #include "project/audio_items.h"
 #include "project/envelopes.h"
 #include "project/midi_items.h"
 #include "project/project_writer.h"
+#include "project/routing_lines.h"
 #include "project/text.h"
 #include "project/track_tables.h"
 
@@ -65,6 +67,39 @@ SoloForm soloOf(const std::optional<TrackView>& view, bool muted, const StripSha
     return form;
 }
 
+const char* modeName(int32_t mode) {
+    static const char* const kNames[] = {"Off", "Read", "Touch", "Latch", "Write", "Touch/Latch"};
+    return mode >= 0 && mode <= 5 ? kNames[mode] : "?";
+}
+
+// What the solo, mute, hidden and automation rules did to a track, counted
+// once per key for the notes.
+void countTrackRules(RunCounters& counters, const OutputTrack& track, const std::optional<TrackView>& view,
+                     const StripRow* strip, const StripShape& shape, bool muted, bool automated) {
+    if (track.inactive) ++counters.inactiveTracks;
+    if (track.voiceOff) ++counters.voiceOffTracks;
+    if (strip && automated) ++counters.automatedTracksRead;
+    if (strip && shape.volumeLane) ++counters.fadersParked;
+    if (!view) return;
+    if (view->solo == 1) {
+        counters.soloedTracks.push_back(track.name);
+        if (muted && !shape.muteLane) {
+            ++counters.soloedAndMuted;
+        } else {
+            if (muted) ++counters.soloMuteAutomation;
+            ++counters.soloKept;
+        }
+    }
+    if (view->soloSafe == 1) counters.soloSafeTracks.push_back(track.name);
+    if (view->shown == 0) counters.hiddenTracks.push_back(track.name);
+    if (view->height > 0) ++counters.tracksWithHeight;
+    if (view->automationMode >= 0 && view->automationMode != 1) {
+        counters.modeOtherThanRead.push_back(formatText(" %s=%s%s", track.name.c_str(), modeName(view->automationMode),
+                                                        view->trimOn == 1 ? "+Trim" : ""));
+        if (view->automationMode == 0) counters.modeOff.push_back(track.name);
+    }
+}
+
 void writeGroupFlags(ProjectText& text, const GroupMasks& masks) {
     std::array<uint32_t, 22> fields{};
     fields[0] = fields[1] = masks.volume;
@@ -113,9 +148,7 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
 
 // The parts below are written by the routing, chain, envelope, MIDI, freeze
 // and comment writers; until those land a track has none of them.
-void writeReceives(ProjectWriter&, size_t) {}
 void writeTrackChain(ProjectWriter&, size_t, int) {}
-void writeSendsInto(ProjectWriter&, const std::string&, int) {}
 void writeFreeze(ProjectWriter&, size_t) {}
 void writeCommentItem(ProjectWriter&, const std::string&, uint32_t) {}
 void writeReturnChain(ProjectWriter&, const std::string&) {}
@@ -221,6 +254,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     }
     if (shape.panLane || panner) mix.pan = 0;
     if (track.isMidi) mix.volume = 1;  // a MIDI track's fader travels as controller events
+    if (preFaderUnmuted(state, i)) mix.volume = 0;  // the send plays, the track is silent
     if (std::optional<double> vca = vcaLevelDbOf(state, track.name)) mix.volume = gainOf(*vca);
     if (side != 0) {
         mix.leftLimit = mix.rightLimit = side;
@@ -230,13 +264,18 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     text.statement("VOLPAN").coarse(mix.volume).compact(mix.pan + 0.0).num(-1).coarse(mix.leftLimit)
         .coarse(mix.rightLimit);
 
-    bool muted = trackMuteOf(state, track, strip);
+    bool muted = trackMuteOf(state, i, track, strip);
     if (track.isMidi) {
         const std::optional<bool> midiMute = midiTrackMuteOf(state, key);
         if (firstOfKey(state.analysis.outputTracks, i)) countMidiTrackState(writer.state, key);
         muted = midiMute.value_or(muted) || track.inactive || track.voiceOff;
     }
     const SoloForm solo = soloOf(view, muted, shape);
+    if (first) {
+        const bool automated = shape.volumeLane || shape.panLane || shape.muteLane || shape.trimLane ||
+                               (shape.stereo && !panner);
+        countTrackRules(writer.state.counters, track, view, strip, shape, muted, automated);
+    }
     text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
     text.statement("IPHASE").num(trimPolarityFlipsOf(state, key) % 2);
     const FolderText folder = folderTextOf(state, i);
@@ -255,13 +294,13 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     text.statement("NCHAN").num(channels.count);
     text.statement("FX").num(1);
     text.statement("TRACKID").guid(static_cast<uint32_t>(i + 0x2329));
-    const bool mainSend = !noMainSend(state, key);
+    const bool mainSend = !noMainSend(state, i);
     text.statement("MAINSEND").num(mainSend ? 1 : 0).num(0);
     if (mainSend && channels.keyOnly) text.statement("MAINSEND_NCH").num(2);
 
     writeReceives(writer, i);
     writeTrackChain(writer, i, channels.count);
-    writeSendsInto(writer, track.name, static_cast<int>(i));
+    writeSendsInto(writer, first ? trackKey(track) : track.name, static_cast<int>(i));
     writer.namesWithTrack.insert(track.name);
     if (holds(track.name, "[alt takes]") || holds(track.name, "[alt playlist]")) {
         text.statement("MUTESOLO").num(1).num(0).num(0);  // REAPER takes the last MUTESOLO
@@ -334,7 +373,7 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     text.statement("NCHAN").num(2);
     text.statement("FX").num(1);
     text.statement("TRACKID").guid(static_cast<uint32_t>(k + 0xEA61));
-    text.statement("MAINSEND").num(noMainSend(state, busName) ? 0 : 1).num(0);
+    text.statement("MAINSEND").num(1).num(0);
     writeReturnChain(writer, busName);
     writeSendsInto(writer, busName, -1);
     writeStripEnvelopes(writer, busName);

@@ -64,6 +64,9 @@ std::optional<TrackView> trackViewOf(const RunState& state, const std::string& n
             view.shown = attributes[r].shown;
             view.height = attributes[r].height;
             view.automationMode = attributes[r].automationMode;
+            view.trimOn = attributes[r].trimOn;
+            view.solo = attributes[r].solo;
+            view.soloSafe = attributes[r].soloSafe;
             return view;
         }
     }
@@ -91,7 +94,10 @@ std::optional<bool> midiTrackMuteOf(const RunState& state, const std::string& ke
 
 std::optional<double> vcaLevelDbOf(const RunState&, const std::string&) { return std::nullopt; }
 
-int sideOfOutputOf(const RunState&, const std::string&) { return 0; }
+int sideOfOutputOf(const RunState& state, const std::string& matchKey) {
+    auto found = state.analysis.routing.sideOfOutput.find(matchKey);
+    return found == state.analysis.routing.sideOfOutput.end() ? 0 : found->second;
+}
 
 FolderText folderTextOf(const RunState&, std::size_t) { return FolderText(); }
 
@@ -99,7 +105,9 @@ bool isRoutingFolder(const RunState&, std::size_t) { return false; }
 
 GroupMasks groupMasksOf(const RunState&, const std::string&, const std::string&) { return GroupMasks(); }
 
-bool noMainSend(const RunState&, const std::string&) { return false; }
+bool noMainSend(const RunState& state, std::size_t trackIndex) {
+    return state.analysis.routing.noMainSend.count(static_cast<int>(trackIndex)) > 0;
+}
 
 KeyInputs keyInputsOf(const RunState&, const std::string&) { return KeyInputs(); }
 
@@ -119,11 +127,15 @@ int needChannelsOf(const RunState&, const std::string&) { return 0; }
 
 int trimPolarityFlipsOf(const RunState&, const std::string&) { return 0; }
 
-// The pre-fader send rule, which may unmute a track, comes with the routing pass.
-bool trackMuteOf(const RunState&, const OutputTrack& track, const StripRow* strip) {
-    return track.inactive || track.voiceOff || (strip && strip->muted);
+bool trackMuteOf(const RunState& state, std::size_t trackIndex, const OutputTrack& track, const StripRow* strip) {
+    const bool rowMuted = strip && strip->muted && !preFaderUnmuted(state, trackIndex);
+    return track.inactive || track.voiceOff || rowMuted;
 }
 
-std::vector<std::string> busesReceivingSends(const RunState&) { return {}; }
+bool preFaderUnmuted(const RunState& state, std::size_t trackIndex) {
+    return state.analysis.routing.preFaderUnmuted.count(static_cast<int>(trackIndex)) > 0;
+}
+
+std::vector<std::string> busesReceivingSends(const RunState& state) { return state.analysis.routing.returnTracks; }
 
 std::optional<uint32_t> clipColourOf(const RunState&, const AudioClip&) { return std::nullopt; }

@@ -39,6 +39,7 @@ struct TrackView {
     int32_t solo = -1;      // 1: soloed
     int32_t soloSafe = -1;  // 1: solo safe
     int32_t automationMode = -1;
+    int32_t trimOn = -1;
 };
 std::optional<TrackView> trackViewOf(const RunState& state, const std::string& name, const std::string& matchKey);
 
@@ -77,7 +78,8 @@ struct GroupMasks {
 };
 GroupMasks groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey);
 
-bool noMainSend(const RunState& state, const std::string& key);
+// The track's master send is off: its output reaches an aux, or it has none.
+bool noMainSend(const RunState& state, std::size_t trackIndex);
 
 // Key inputs wired into a track: the first source track index, and further ones.
 struct KeyInputs {
@@ -93,7 +95,9 @@ int needChannelsOf(const RunState& state, const std::string& key);
 // Polarity switches set on the track's Trim plug-ins; a one-sided stereo flip is not among them.
 int trimPolarityFlipsOf(const RunState& state, const std::string& key);
 // The mute the analysis decided: the strip's switch, inactive and voice-off.
-bool trackMuteOf(const RunState& state, const OutputTrack& track, const StripRow* strip);
+bool trackMuteOf(const RunState& state, std::size_t trackIndex, const OutputTrack& track, const StripRow* strip);
+// A muted track that feeds a pre-fader send, written unmuted with its fader down.
+bool preFaderUnmuted(const RunState& state, std::size_t trackIndex);
 
 // Buses that receive sends, in order; those without a track get a return track.
 std::vector<std::string> busesReceivingSends(const RunState& state);

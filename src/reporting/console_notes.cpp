@@ -102,6 +102,10 @@ void sayMediaFolderNote(const RunState& state) {
 
 namespace {
 
+void sayOneSidedNote(const RoutingTables& routing);
+void sayLeftOutNotes(const RunState& state);
+void sayInactiveNotes(const RunCounters& counters);
+
 // Unpaired alternates and folded surround legs, among the track view notes.
 void sayTrackViewNotes(const BindingCounts& c) {
     if (c.alternatesWithoutParent > 0) {
@@ -162,6 +166,7 @@ void sayTimingNotes(const RunState& state) {
     }
     if (c.alternatesMatched > 0) say("  %d alternate playlists matched to their parent track\n", c.alternatesMatched);
     if (c.mergedPairs > 0) say("  %d Pro Tools stereo track(s) merged from split mono\n", c.mergedPairs);
+    sayOneSidedNote(state.analysis.routing);
     if (c.lanesWritten > 0) say("  %d written as REAPER fixed lanes\n", c.lanesWritten);
     if (c.alternatesIntoEmptyParent > 0) {
         say("  %d alternate playlist(s) folded into a parent that has no clips of its own\n",
@@ -170,6 +175,7 @@ void sayTimingNotes(const RunState& state) {
     if (c.emptyTracks > 0) {
         say("  %d track(s) had no clips and were written empty, mixer state intact\n", c.emptyTracks);
     }
+    sayLeftOutNotes(state);
     if (c.unmatchedTracks > 0) {
         say("  %d track(s) matched no strip row and were appended at the end --\n"
             "      please send this session file, that should not happen\n",
@@ -181,6 +187,7 @@ void sayTimingNotes(const RunState& state) {
             "      audio with its plug-ins live and editable.\n",
             c.freezeRecords);
     }
+    sayInactiveNotes(state.counters);
 }
 
 // Overlaps resolved, fades bound, and placements left out.
@@ -474,18 +481,214 @@ void saySampleBasedMidiNotes(const MidiCounts& midi) {
     }
 }
 
+// Names each on a line of its own, behind "\n      ".
+std::string namesOnLines(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += "\n      " + name;
+    return text;
+}
+
+// All names quoted in one line.
+std::string allQuoted(const std::vector<std::string>& names) {
+    std::string text;
+    for (size_t n = 0; n < names.size(); ++n) text += formatText("%s\"%s\"", n == 0 ? " " : ", ", names[n].c_str());
+    return text;
+}
+
+// Sends, pre-fader mutes and outputs: how the routing arrived.
+void sayMixerNotes(const RunState& state) {
+    const RoutingTables& routing = state.analysis.routing;
+    const RunCounters& counters = state.counters;
+    say("  %d sends into %d return tracks\n", counters.sendsWritten, static_cast<int>(routing.returnTracks.size()));
+    if (!routing.preFaderUnmutedNames.empty()) {
+        say("  %d muted track(s) feed a pre-fader send, and are written UNMUTED with\n"
+            "      the fader all the way down:%s\n"
+            "      Pro Tools keeps a muted track's pre-fader sends playing; REAPER's\n"
+            "      mute would silence them too. With the fader down the send plays\n"
+            "      and the track itself is silent, as in Pro Tools.\n",
+            static_cast<int>(routing.preFaderUnmutedNames.size()), namesOnLines(routing.preFaderUnmutedNames).c_str());
+    }
+    if (!routing.preFaderKeptMuted.empty()) {
+        say("  WARNING: %d muted track(s) feed a pre-fader send but have volume or mute\n"
+            "      automation, so they stay muted and the send goes quiet in REAPER:%s\n"
+            "      Pro Tools keeps a muted track's pre-fader sends playing.\n",
+            static_cast<int>(routing.preFaderKeptMuted.size()), namesOnLines(routing.preFaderKeptMuted).c_str());
+    }
+}
+
+void sayRoutingNotes(const RunState& state) {
+    const RoutingTables& routing = state.analysis.routing;
+    const RunCounters& counters = state.counters;
+    if (!routing.noOutputTracks.empty()) {
+        say("  %d track(s) have NO OUTPUT in Pro Tools, so they reach the mix only through\n"
+            "      their sends (or not at all); REAPER's master send is off on them:%s\n",
+            static_cast<int>(routing.noOutputTracks.size()), quotedNames(routing.noOutputTracks).c_str());
+    }
+    if (routing.sendsPanned > 0) say("      %d send(s) panned off center, carried\n", routing.sendsPanned);
+    if (counters.sendsMuted > 0) say("      %d send(s) switched off in Pro Tools, written muted\n", counters.sendsMuted);
+    if (!routing.stereoSendsOffDefault.empty()) {
+        say("  %d stereo track(s) have a send whose two pan knobs are moved off\n"
+            "      their defaults; REAPER gives a send one pan knob, so these\n"
+            "      arrive centered -- check them:%s\n",
+            static_cast<int>(routing.stereoSendsOffDefault.size()), quotedNames(routing.stereoSendsOffDefault).c_str());
+    }
+    if (routing.sendPanLanes > 0) {
+        say("  %d send pan automation lane(s) NOT carried: the send keeps its\n      static pan\n", routing.sendPanLanes);
+    }
+    if (counters.sendsWritten > 0) {
+        say("      Follow Main Pan on a send is not read yet: such a send keeps\n      its own pan setting\n");
+    }
+    if (routing.outputsToAux > 0) {
+        say("  %d track output(s) routed into the aux that takes their bus\n", routing.outputsToAux);
+    }
+    if (routing.sendsToAux > 0) say("  %d of them routed bus -> aux by the aux's input\n", routing.sendsToAux);
+    if (routing.monoLegsMatched > 0) say("  %d of those matched a mono leg to its stereo pair\n", routing.monoLegsMatched);
+    if (routing.sendsToTwoAuxes > 0) {
+        say("  NOTE: %d send(s) target a stereo bus whose two legs are taken by\n"
+            "    DIFFERENT aux tracks. Pro Tools feeds both, one leg each; this\n"
+            "    converts to the first. Please send the session in.\n",
+            routing.sendsToTwoAuxes);
+    }
+    if (state.options.noSidechain) say("  --no-sidechain: key inputs left unwired\n");
+    if (counters.sendAutomationPoints > 0) say("  %d send automation points\n", counters.sendAutomationPoints);
+}
+
+void sayAutomationModeNotes(const RunState& state) {
+    const RunCounters& counters = state.counters;
+    if (counters.automatedTracksRead > 0) {
+        say("  %d automated track(s) set to Read (Trim/Read would\n"
+            "      apply the fader on top of its own automation)\n",
+            counters.automatedTracksRead);
+    }
+    const int parked = counters.fadersParked + (state.headSummary.masterFaderParked ? 1 : 0);
+    if (parked > 0) {
+        say("  %d fader(s) parked at unity so the volume envelope alone\n"
+            "      carries the level, not the fader times the envelope\n",
+            parked);
+    }
+}
+
+void sayTrackStateNotes(const RunCounters& counters) {
+    if (!counters.hiddenTracks.empty()) {
+        say("  %d track(s) are HIDDEN in Pro Tools and arrive hidden in both REAPER's\n"
+            "      track panel and its mixer:%s\n",
+            static_cast<int>(counters.hiddenTracks.size()), quotedNames(counters.hiddenTracks).c_str());
+    }
+    if (counters.tracksWithHeight > 0) {
+        say("  %d track(s) carry their Pro Tools track HEIGHT, in pixels as Pro Tools\n"
+            "      stores it. REAPER raises anything below its own minimum.\n",
+            counters.tracksWithHeight);
+    }
+    if (!counters.soloedTracks.empty()) {
+        say("  %d track(s) are SOLOED in the session and arrive soloed:%s\n",
+            static_cast<int>(counters.soloedTracks.size()), quotedNames(counters.soloedTracks).c_str());
+    }
+    if (!counters.soloSafeTracks.empty()) {
+        say("  %d track(s) are SOLO SAFE and arrive solo-defeated:%s\n",
+            static_cast<int>(counters.soloSafeTracks.size()), quotedNames(counters.soloSafeTracks).c_str());
+    }
+}
+
+void sayModeNotes(const RunCounters& counters) {
+    if (!counters.modeOff.empty()) {
+        say("  %d track(s) have automation mode OFF in Pro Tools:%s\n"
+            "      Pro Tools ignores their automation. They arrive in Trim/Read with\n"
+            "      every envelope written INACTIVE, so the moves are kept but not\n"
+            "      played -- the same thing Pro Tools does.\n",
+            static_cast<int>(counters.modeOff.size()), quotedNames(counters.modeOff).c_str());
+    }
+    if (counters.modeOtherThanRead.size() > counters.modeOff.size()) {
+        std::string list;
+        for (const std::string& entry : counters.modeOtherThanRead) list += entry;
+        say("  %d track(s) use an automation mode other than Read and arrive in it:%s\n"
+            "      (Touch/Latch has no REAPER equivalent and lands on Latch.)\n",
+            static_cast<int>(counters.modeOtherThanRead.size()), list.c_str());
+    }
+}
+
+void saySoloNotes(const RunCounters& counters) {
+    if (counters.soloedAndMuted > 0) {
+        say("  %d track(s) were soloed AND muted in Pro Tools, which keeps them silent.\n"
+            "      REAPER would play them (a solo overrides a mute there), so they arrive\n"
+            "      muted with their solo off.\n",
+            counters.soloedAndMuted);
+    }
+    if (counters.soloTrackWritten) {
+        say("      Every soloed track was muted, so the track \"Pro Tools solo (the\n"
+            "      soloed tracks were muted)\" was added, soloed and empty: it keeps the\n"
+            "      other tracks silent the way Pro Tools' solo does. Unsolo it to hear\n"
+            "      everything; delete it when you like.\n");
+    }
+    if (counters.soloMuteAutomation > 0) {
+        say("  %d soloed, muted track(s) with mute automation keep their solo: REAPER\n"
+            "      plays a soloed track through its mute, Pro Tools does not.\n",
+            counters.soloMuteAutomation);
+    }
+}
+
+void sayOneSidedNote(const RoutingTables& routing) {
+    if (routing.oneSidedTracks.empty()) return;
+    say("  %d track(s) output to ONE channel of a stereo output, so Pro Tools\n"
+        "      plays the whole track from that side; written with both pan\n"
+        "      knobs hard to that side:\n",
+        static_cast<int>(routing.oneSidedTracks.size()));
+    for (const std::string& line : routing.oneSidedTracks) say("      %s\n", line.c_str());
+}
+
+void sayLeftOutNotes(const RunState& state) {
+    const RoutingTables& routing = state.analysis.routing;
+    if (!routing.clickTracksLeftOut.empty()) {
+        say("  %d Click track(s) left out (--no-click):%s\n", static_cast<int>(routing.clickTracksLeftOut.size()),
+            quotedNames(routing.clickTracksLeftOut).c_str());
+    }
+    const std::pair<const char*, const std::vector<std::string>*> lists[] = {
+        {"hidden track(s) left out (--skip-hidden-tracks):", &routing.hiddenLeftOut},
+        {"inactive track(s) left out (--skip-inactive-tracks):", &routing.inactiveLeftOut},
+        {"hidden or inactive track(s) KEPT, because a written track needs them:", &routing.keptForNeeds}};
+    for (const auto& [label, names] : lists) {
+        if (!names->empty()) say("  %d %s%s\n", static_cast<int>(names->size()), label, allQuoted(*names).c_str());
+    }
+    for (const std::string& name : routing.clickTracksKept) {
+        say("  \"%s\" holds a Click II but also something else (inserts, sends, clips or\n"
+            "      a name another track shares), so the click toggle leaves it in, whole.\n",
+            name.c_str());
+    }
+}
+
+void sayInactiveNotes(const RunCounters& counters) {
+    if (counters.inactiveTracks > 0) {
+        say("  %d track(s) were INACTIVE in Pro Tools and are written MUTED --\n"
+            "      silent, as they were, with clips and plug-ins intact. Unmute\n"
+            "      in REAPER to bring one back.\n",
+            counters.inactiveTracks);
+    }
+    if (counters.voiceOffTracks > 0) {
+        say("  %d track(s) had VOICE set to OFF in Pro Tools and are\n"
+            "      written MUTED -- silent, as they were, with clips and\n"
+            "      plug-ins intact. REAPER has no voice limit, so unmute\n"
+            "      to bring one back.\n",
+            counters.voiceOffTracks);
+    }
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayHead(state, writtenPath);
+    sayMixerNotes(state);
     sayMidiTrackNotes(state.counters);
+    sayRoutingNotes(state);
     sayMasterNote(state);
     sayAutomationAndMidiEdgeNotes(state);
+    sayAutomationModeNotes(state);
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts);
     sayMeterAndMarkerNotes(state.headSummary);
+    sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
+    sayModeNotes(state.counters);
     sayTrackViewNotes(state.analysis.counts);
+    saySoloNotes(state.counters);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     saySampleBasedMidiNotes(state.analysis.midiCounts);

@@ -138,9 +138,10 @@ LaneGroups groupLanes(const SessionImage& image, uint64_t rangeStart, uint64_t r
     }
     result.groups.resize(spans.size());
     // Any "Z" with the lane type at +7 is a lane here; no other test is made.
-    for (uint64_t p = rangeStart; p + 9 <= rangeEnd; ++p) {
-        const uint8_t* found = static_cast<const uint8_t*>(
-            std::memchr(view.bytes + p, 'Z', static_cast<size_t>(std::min(rangeEnd, view.length) - p)));
+    const uint64_t limit = std::min(rangeEnd, view.length);
+    for (uint64_t p = rangeStart; p + 9 <= rangeEnd && p < limit; ++p) {
+        const uint8_t* found =
+            static_cast<const uint8_t*>(std::memchr(view.bytes + p, 'Z', static_cast<size_t>(limit - p)));
         if (found == nullptr) break;
         p = static_cast<uint64_t>(found - view.bytes);
         if (p + 9 > rangeEnd || view.u16(p + 7) != kLaneBlock) continue;

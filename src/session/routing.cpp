@@ -167,7 +167,6 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
         }
         ++slot;
     }
-    if (first) routing.noOutput = 1;
     readInput(view, paths, routing);
     return routing;
 }

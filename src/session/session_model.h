@@ -15,6 +15,7 @@
 #include "session/meters.h"
 #include "session/midi.h"
 #include "session/playlists.h"
+#include "session/routing.h"
 #include "session/session_info.h"
 #include "session/strips.h"
 #include "session/tempo.h"
@@ -45,6 +46,10 @@ struct SessionModel {
     std::string masterName;
     std::vector<std::string> busNames;
     std::vector<StripRow> strips;
+    std::vector<BusRecord> paths;
+    std::vector<TrackRouting> routing;
+    std::map<uint16_t, std::string> keyInputNames;
+    std::vector<HardwareInsert> hardwareInserts;
 
     std::vector<MidiStreamChunk> midiStreams;  // by chunk number, as the note chunks
     std::vector<MidiPlaylistRow> midiPlaylistRows;

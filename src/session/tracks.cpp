@@ -141,6 +141,7 @@ std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,
         uint64_t end = blockEndAt(view, z);
         TrackAttributes record;
         if (size > 7) record.displayRow = view.u32(end - 4);
+        if (view.holds(end, 1) && view.u8(end) < 2) record.soloSafe = view.u8(end);
         if (auto row = firstInside(image, kDisplayRow, z + 9, end)) {
             uint64_t behind = blockEndAt(view, *row);
             if (behind + 4 <= end) record.displayRow = view.u32(behind);
@@ -190,6 +191,7 @@ std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,
         if (!nameBlock) continue;
         uint64_t behind = blockEndAt(view, *nameBlock);
         if (!view.holds(behind, 3)) continue;
+        if (view.u8(behind) < 2) result[r].solo = view.u8(behind);
         uint8_t mode = view.u8(behind + 1);
         uint8_t trim = view.u8(behind + 2);
         result[r].automationMode = mode < 6 ? mode : -1;

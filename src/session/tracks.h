@@ -37,6 +37,8 @@ struct TrackAttributes {
     int32_t automationMode = -1;  // 0 Off, 1 Read, 2 Touch, 3 Latch, 4 Write, 5 Touch/Latch
     int32_t trimOn = -1;          // 1: the mode is combined with Trim
     std::string comment;
+    int32_t solo = -1;            // 1: soloed
+    int32_t soloSafe = -1;        // 1: solo safe
 };
 // One record per track row, defaults where no display record belongs to it.
 std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,

@@ -92,7 +92,7 @@ TEST(RealSessionRuns, ListShowsTempoRateAndEveryTrack) {
     EXPECT_EQ(run.console,
               "\n  tempo 120 BPM, 48000 Hz\n\n  session track table (5):\n"
               "     0  monoTone\n     1  stereoTone\n     2  MIDI 1\n     3  MIDI 2\n     4  MIDI 3\n"
-              "\n  buses (0): "
+              "\n  buses (1): QT BOUNCE | "
               "\n\n  libptformat track names (2 unique):\n"
               "    monoTone                           \n"
               "    stereoTone                         \n");

@@ -76,3 +76,31 @@ TEST(GoldenRuns, FadesOverlapsAndAutomation) {
     s.tracks[1].lanes = {{-60, {{48000, -120}, {96000, 0}}}, {0, {{144000, 1}}}, {0, {}}};
     expectGolden("fades-overlaps-automation", s, {}, {"Audio Files/vox.wav", "Audio Files/bass.wav"});
 }
+
+// Tracks output into a drum bus that an aux takes; sends reach a reverb aux
+// by its input, by one leg of it, and a bus no aux takes gets a return track.
+// A muted track with a pre-fader send arrives unmuted, its fader down; a
+// track with no output loses its master send.
+TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
+    BuiltSession s;
+    s.files = {{"kick.wav", 48000}};
+    s.clips = {{"kick", 0, 0, 48000}};
+    s.paths = {{"Out 1-2", 1, {1, 2}, 5},   {"Reverb", 2, {3, 4}, 10},  {"Reverb.L", 2, {3}, 11},
+               {"Reverb.R", 2, {4}, 12},    {"Drums", 2, {5, 6}, 20},   {"Slap", 2, {7, 8}, 30}};
+    BuiltTrack kick{"Kick", -20, 0, 0, true, {{"", false, {{0, 0}}}}, 1};
+    kick.output = "Drums";
+    kick.sends = {{"Reverb", -100, true}, {"Slap", -60, false, {{0, {}}, {1, {}}}}};  // the second switched off
+    BuiltTrack snare{"Snare", 0, 0, 0, false, {{"", false, {{0, 48000}}}}, 1};
+    snare.output = "Drums";
+    snare.sends = {{"Reverb.L", -30, true, {{0, {}}, {0, {}}, {-50, {}}}}};
+    BuiltTrack drums{"Drum Bus", 0, 0, 0, false, {}, 1};
+    drums.output = "Out 1-2";
+    drums.inputId = 20;
+    BuiltTrack verb{"Verb", 0, 0, 0, false, {}, 1};
+    verb.output = "Out 1-2";
+    verb.inputId = 10;
+    BuiltTrack lonely{"Lonely", 0, 0, 0, false, {}, 1};
+    lonely.output = "-";
+    s.tracks = {kick, snare, drums, verb, lonely};
+    expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
+}

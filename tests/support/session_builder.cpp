@@ -106,21 +106,8 @@ void playlistOwners(ImageBuilder& b, const BuiltSession& session) {
     b.closeBlock();
 }
 
-// A track block with its name and its fader row.
-void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
-    b.openBlock(0x261B);
-    b.openBlock(0x2619);
-    b.name(track.name);
-    b.closeBlock();
-    b.zeros(24);
-    std::vector<uint8_t> row(279, 0);
-    row[0] = 1;
-    put32(row, 1, track.faderTenths);
-    row[5] = track.muted ? 1 : 0;
-    put32(row, 13, track.panLeft);
-    put32(row, 41, track.panRight);
-    b.block(0x1029, row);
-    for (const BuiltLane& lane : track.lanes) {
+void lanes(ImageBuilder& b, const std::vector<BuiltLane>& list) {
+    for (const BuiltLane& lane : list) {
         b.openBlock(0x260A);
         b.zeros(16);
         b.u16(static_cast<uint16_t>(lane.points.size()));
@@ -133,8 +120,71 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
         b.zeros(2);
         b.closeBlock();
     }
-    b.zeros(64);
+}
+
+void stripRow(ImageBuilder& b, int32_t faderTenths, bool muted, int32_t panLeft, int32_t panRight, bool postFader) {
+    std::vector<uint8_t> row(279, 0);
+    row[0] = postFader ? 1 : 0;
+    put32(row, 1, faderTenths);
+    row[5] = muted ? 1 : 0;
+    put32(row, 13, panLeft);
+    put32(row, 41, panRight);
+    b.block(0x1029, row);
+}
+
+// A row holder: the row right behind its head, then its name and lanes.
+void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool muted, int32_t panLeft,
+            int32_t panRight, bool postFader, const std::vector<BuiltLane>& list) {
+    b.openBlock(0x260D);
+    stripRow(b, faderTenths, muted, panLeft, panRight, postFader);
+    b.openBlock(0x260E);
+    b.u16(0xFFFF);
+    if (name != "-") b.name(name);
+    b.zeros(4);
     b.closeBlock();
+    lanes(b, list);
+    b.closeBlock();
+}
+
+// A track block with its name and its fader row, in a row holder when it routes.
+void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
+    b.openBlock(0x261B);
+    b.openBlock(0x2619);
+    b.name(track.name);
+    b.closeBlock();
+    b.zeros(24);
+    if (track.output.empty()) {
+        stripRow(b, track.faderTenths, track.muted, track.panLeft, track.panRight, true);
+        lanes(b, track.lanes);
+    } else {
+        holder(b, track.output, track.faderTenths, track.muted, track.panLeft, track.panRight, true, track.lanes);
+        for (const BuiltSend& send : track.sends) holder(b, send.bus, send.levelTenths, false, 0, 0, send.postFader, send.lanes);
+    }
+    b.zeros(64);
+    if (track.inputId != 0) {
+        b.name("input");
+        b.zeros(4);
+        b.u32(0x2A);
+        b.u32(1);
+        b.u32(track.inputId);
+    }
+    b.closeBlock();
+}
+
+// The I/O paths: kind, name, channels, and the id behind 2A 00 00 00.
+void pathList(ImageBuilder& b, const BuiltSession& session) {
+    for (const BuiltPath& path : session.paths) {
+        b.openBlock(0x1021);
+        b.u8(path.kind);
+        b.u8(0);
+        b.name(path.name);
+        b.u32(static_cast<uint32_t>(path.channels.size()));
+        for (uint16_t channel : path.channels) b.u16(channel);
+        b.u32(0x2A);
+        b.u32(1);
+        b.u32(path.id);
+        b.closeBlock();
+    }
 }
 
 // The fade table: lead and length four bytes wide each.
@@ -161,6 +211,7 @@ ImageBuilder buildSession(const BuiltSession& session) {
     clipList(b, session);
     playlists(b, session);
     playlistOwners(b, session);
+    pathList(b, session);
     for (const BuiltTrack& track : session.tracks) trackBlock(b, track);
     fadeTable(b, session);
     // The block index that closes a real session; it also leaves the tree walk

@@ -49,6 +49,23 @@ struct BuiltFade {
     bool sCurve = false;
 };
 
+// One send of a track: the bus it feeds, its level, and its lanes (level,
+// mute, pan, right pan by their place).
+struct BuiltSend {
+    std::string bus;
+    int32_t levelTenths = 0;
+    bool postFader = true;
+    std::vector<BuiltLane> lanes = {};
+};
+
+// An I/O path: a bus (kind 2), an output (kind 1), ...
+struct BuiltPath {
+    std::string name;
+    uint8_t kind = 2;
+    std::vector<uint16_t> channels;
+    uint32_t id = 0;  // the path's id is (1, id)
+};
+
 struct BuiltTrack {
     std::string name;
     int32_t faderTenths = 0;  // dB x 10
@@ -58,6 +75,11 @@ struct BuiltTrack {
     std::vector<BuiltPlaylist> playlists;  // one per channel; none for an empty mono track
     int channels = 1;
     std::vector<BuiltLane> lanes = {};  // volume, mute, pan, ... by their place
+    // Routing: with an output, the strip row stands in a row holder named by
+    // it, and each send follows in a holder of its own. "-" holds no name.
+    std::string output = {};
+    std::vector<BuiltSend> sends = {};
+    uint32_t inputId = 0;  // the id of the path on the track's input, 0 for none
 };
 
 struct BuiltSession {
@@ -66,6 +88,7 @@ struct BuiltSession {
     std::vector<BuiltClip> clips;
     std::vector<BuiltTrack> tracks;
     std::vector<BuiltFade> fades;
+    std::vector<BuiltPath> paths = {};
 };
 
 ImageBuilder buildSession(const BuiltSession& session);

@@ -1,0 +1,409 @@
+// The session routes by name: a track plays into a bus, an aux takes a bus on
+// its input. The project has no buses, so outputs and sends become receives on
+// the aux that takes the bus, or on a return track of the bus's own.
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "analysis/passes.h"
+
+namespace {
+
+constexpr const char* kAltTakes = "[alt takes]";
+
+bool holds(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
+
+// The strip that owns each routing row: the first present strip whose row lies
+// inside the row's block, else the row's own name.
+std::vector<std::string> ownerNames(const SessionModel& model) {
+    std::vector<std::string> owners;
+    for (const TrackRouting& row : model.routing) {
+        std::string owner = row.name;
+        for (const StripRow& strip : model.strips) {
+            if (strip.present && strip.position > row.blockStart && strip.position < row.blockEnd) {
+                owner = strip.name;
+                break;
+            }
+        }
+        owners.push_back(owner);
+    }
+    return owners;
+}
+
+// Which aux takes a bus: by the aux's input name, else through the bus's channels.
+struct BusResolver {
+    std::map<std::string, std::string> auxByInput;
+    std::map<std::string, std::vector<int32_t>> channelsOfBus;
+    std::map<int32_t, std::string> auxByChannel;
+
+    BusResolver(const SessionModel& model, const std::vector<std::string>& owners) {
+        std::map<std::string, int> named;
+        for (const BusRecord& path : model.paths) {
+            if (path.kind == kBusPath) ++named[path.name];
+        }
+        for (const BusRecord& path : model.paths) {
+            if (path.kind == kBusPath && named[path.name] == 1) channelsOfBus[path.name] = path.channels;
+        }
+        for (size_t r = 0; r < model.routing.size(); ++r) {
+            const TrackRouting& row = model.routing[r];
+            if (row.inputKind != static_cast<int32_t>(kBusPath)) continue;
+            const std::string& owner = owners[r].empty() ? row.name : owners[r];
+            if (!row.inputPath.empty()) auxByInput.emplace(row.inputPath, owner);
+            for (const BusRecord& path : model.paths) {
+                if (path.kind != kBusPath || path.idLow != row.inputIdLow || path.idHigh != row.inputIdHigh) continue;
+                for (int32_t channel : path.channels) auxByChannel.emplace(channel, owner);
+            }
+        }
+    }
+
+    // The aux that takes the bus, and how many distinct auxes take its channels.
+    std::pair<std::string, int> resolve(const std::string& bus) const {
+        auto direct = auxByInput.find(bus);
+        if (direct != auxByInput.end()) return {direct->second, 1};
+        auto channels = channelsOfBus.find(bus);
+        if (channels == channelsOfBus.end()) return {std::string(), 0};
+        std::string first;
+        std::set<std::string> takers;
+        for (int32_t channel : channels->second) {
+            auto aux = auxByChannel.find(channel);
+            if (aux == auxByChannel.end()) continue;
+            if (first.empty()) first = aux->second;
+            takers.insert(aux->second);
+        }
+        return {first, static_cast<int>(takers.size())};
+    }
+};
+
+// The width of a strip's source: 2 stereo, 1 mono, 0 unknown (no strip of that name).
+int sourceWidth(const SessionModel& model, const AnalysisModel& analysis, const std::string& owner) {
+    for (const StripRow& strip : model.strips) {
+        if (!strip.present || strip.name != owner) continue;
+        auto channels = analysis.channelsOfTrack.find(owner);
+        bool stereo = strip.stereoLanes != 0 || (channels != analysis.channelsOfTrack.end() && channels->second == 2);
+        for (const TrackListRow& row : model.trackListRows) {
+            if (row.name == owner) stereo = stereo || row.width == 1;
+        }
+        return stereo ? 2 : 1;
+    }
+    return 0;
+}
+
+int busWidth(const SessionModel& model, const std::string& bus) {
+    for (const BusRecord& path : model.paths) {
+        if (path.name == bus) return static_cast<int>(path.channels.size());
+    }
+    return 0;
+}
+
+// The first output track answering to the owner, not a recovered one; -1 for none.
+int trackOfOwner(const std::vector<OutputTrack>& tracks, const std::string& owner) {
+    for (size_t i = 0; i < tracks.size(); ++i) {
+        if (tracks[i].matchKey == owner && !holds(tracks[i].name, kAltTakes)) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+int trackNamed(const std::vector<OutputTrack>& tracks, const std::string& name) {
+    for (size_t i = 0; i < tracks.size(); ++i) {
+        if ((tracks[i].name == name || tracks[i].matchKey == name) && !holds(tracks[i].name, kAltTakes)) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+double sendPan(const SessionModel& model, const AnalysisModel& analysis, const std::string& owner,
+               const SendRecord& send, RoutingTables& routing) {
+    const int channels = busWidth(model, send.busName);
+    if (channels <= 1) return 0;
+    const int width = sourceWidth(model, analysis, owner);
+    if (width == 2 || (width == 0 && send.panRight != 0)) {
+        if (!(send.panLeft == -100 && send.panRight == 100)) routing.stereoSendsOffDefault.push_back(owner);
+        return 0;
+    }
+    const int left = std::max(-100, std::min(100, static_cast<int>(send.panLeft)));
+    if (left != 0) ++routing.sendsPanned;
+    return left / 100.0;
+}
+
+void routeSends(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
+                AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    const std::vector<OutputTrack>& tracks = analysis.outputTracks;
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const std::string& owner = owners[r];
+        for (const SendRecord& send : model.routing[r].sends) {
+            const auto [taker, count] = buses.resolve(send.busName);
+            const std::string receiver = taker.empty() ? send.busName : taker;
+            if (!taker.empty()) {
+                ++routing.sendsToAux;
+                if (!buses.auxByInput.count(send.busName)) ++routing.monoLegsMatched;
+            }
+            if (count > 1) ++routing.sendsToTwoAuxes;
+            SendEntry entry;
+            entry.levelDb = send.levelDb;
+            entry.postFader = send.postFader != 0;
+            entry.levelLane = send.levelLane;
+            entry.muteLane = send.muteLane;
+            entry.pan = sendPan(model, analysis, owner, send, routing);
+            if (!send.panLane.points.empty() || !send.rightPanLane.points.empty()) ++routing.sendPanLanes;
+            for (size_t i = 0; i < tracks.size(); ++i) {
+                if (tracks[i].matchKey != owner || holds(tracks[i].name, kAltTakes)) continue;
+                entry.source = static_cast<int>(i);
+                routing.sendsInto[receiver].push_back(entry);
+                ++routing.sends;
+            }
+        }
+    }
+    for (const auto& [receiver, entries] : routing.sendsInto) {
+        const bool hasTrack = std::any_of(tracks.begin(), tracks.end(), [&receiver](const OutputTrack& track) {
+            return track.name == receiver || track.matchKey == receiver;
+        });
+        if (!hasTrack && !entries.empty()) routing.returnTracks.push_back(receiver);
+    }
+}
+
+// The channels a track carries, rounded up to even.
+int legsOf(const AnalysisModel& analysis, const OutputTrack& track) {
+    const std::string& key = trackKey(track);
+    int legs = 2;
+    auto surround = analysis.surroundLegs.find(key);
+    if (surround != analysis.surroundLegs.end()) legs = std::max(legs, surround->second);
+    return legs + (legs & 1);
+}
+
+void routeOutputs(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
+                  AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    const std::vector<OutputTrack>& tracks = analysis.outputTracks;
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const TrackRouting& row = model.routing[r];
+        const std::string& owner = owners[r];
+        if (row.noOutput) {
+            const int source = trackOfOwner(tracks, owner);
+            if (source >= 0) {
+                routing.noMainSend.insert(source);
+                routing.noOutputTracks.push_back(tracks[static_cast<size_t>(source)].name);
+            }
+            continue;
+        }
+        if (row.outputPath.empty() || !buses.channelsOfBus.count(row.outputPath)) continue;
+        const std::string taker = buses.resolve(row.outputPath).first;
+        if (taker.empty() || taker == owner) continue;
+        const int source = trackOfOwner(tracks, owner);
+        const int target = trackNamed(tracks, taker);
+        if (source < 0 || target < 0) continue;
+        routing.noMainSend.insert(source);
+        const int legs = legsOf(analysis, tracks[static_cast<size_t>(source)]);
+        const int targetLegs = legsOf(analysis, tracks[static_cast<size_t>(target)]);
+        const int code = legs > 2 && targetLegs >= legs ? ((legs + 1) >> 1) << 10 : 0;
+        routing.outputReceives[target].push_back({source, code});
+        ++routing.outputsToAux;
+    }
+}
+
+// What each owner plays into: the auxes of its output and of its sends.
+void buildNeeds(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
+                RoutingTables& routing) {
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const TrackRouting& row = model.routing[r];
+        std::vector<std::string> buses_;
+        if (!row.outputPath.empty()) buses_.push_back(row.outputPath);
+        for (const SendRecord& send : row.sends) buses_.push_back(send.busName);
+        for (const std::string& bus : buses_) {
+            const std::string taker = buses.resolve(bus).first;
+            if (!taker.empty() && taker != owners[r]) routing.needs[owners[r]].insert(taker);
+        }
+    }
+}
+
+bool isClickName(const std::string& name) {
+    return name == "Click" || name.rfind("Click ", 0) == 0 || name.rfind("Click.", 0) == 0;
+}
+
+// --no-click: a track that is only the click, by its name, goes; one with clips stays and is named.
+void leaveOutClick(const SessionModel& model, AnalysisModel& analysis) {
+    std::map<std::string, int> rowsOfName;
+    for (const SessionTrack& row : model.tracks.rows) {
+        ++rowsOfName[row.name];
+        if (!row.currentName.empty() && row.currentName != row.name) ++rowsOfName[row.currentName];
+    }
+    std::vector<OutputTrack> kept;
+    for (OutputTrack& track : analysis.outputTracks) {
+        const std::string& name = trackKey(track);
+        bool pure = isClickName(name) && rowsOfName[name] <= 1;
+        for (const TrackRouting& row : model.routing) pure = pure && !(row.name == name && !row.sends.empty());
+        for (const HardwareInsert& insert : model.hardwareInserts) pure = pure && insert.trackName != name;
+        if (!pure) {
+            kept.push_back(std::move(track));
+        } else if (!track.clips.empty() || !track.midiItems.empty()) {
+            analysis.routing.clickTracksKept.push_back(track.name);
+            kept.push_back(std::move(track));
+        } else {
+            analysis.routing.clickTracksLeftOut.push_back(track.name);
+        }
+    }
+    analysis.outputTracks = std::move(kept);
+}
+
+bool listedInDebugHide(const std::string& key) {
+    const char* list = std::getenv("PTX_DEBUG_HIDE");
+    if (list == nullptr) return false;
+    return ("," + std::string(list) + ",").find("," + key + ",") != std::string::npos;
+}
+
+const TrackAttributes* attributesOf(const SessionModel& model, const OutputTrack& track) {
+    for (const std::string* wanted : {&track.name, &track.matchKey}) {
+        for (size_t r = 0; r < model.tracks.rows.size() && r < model.attributes.size(); ++r) {
+            if (effectiveName(model.tracks.rows[r]) == *wanted) return &model.attributes[r];
+        }
+    }
+    return nullptr;
+}
+
+const StripRow* stripOfTrack(const SessionModel& model, const OutputTrack& track) {
+    for (const std::string* wanted : {&track.matchKey, &track.name}) {
+        for (const StripRow& strip : model.strips) {
+            if (strip.present && !wanted->empty() && strip.name == *wanted) return &strip;
+        }
+    }
+    return nullptr;
+}
+
+// A muted track's pre-fader sends keep playing in Pro Tools. Written unmuted
+// with the fader down, the send plays and the track is silent; with volume or
+// mute automation the fader cannot stay down, so the track stays muted.
+void keepPreFaderSendsPlaying(const SessionModel& model, AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    std::set<int> preFaderSources;
+    for (const auto& entries : routing.sendsInto) {
+        for (const SendEntry& entry : entries.second) {
+            if (!entry.postFader) preFaderSources.insert(entry.source);
+        }
+    }
+    for (int source : preFaderSources) {
+        const OutputTrack& track = analysis.outputTracks[static_cast<size_t>(source)];
+        const StripRow* strip = stripOfTrack(model, track);
+        if (strip == nullptr || !strip->muted || track.inactive || track.voiceOff) continue;
+        if (!strip->volumeLane.points.empty() || !strip->muteLane.points.empty()) {
+            routing.preFaderKeptMuted.push_back(track.name);
+        } else {
+            routing.preFaderUnmuted.insert(source);
+            routing.preFaderUnmutedNames.push_back(track.name);
+        }
+    }
+}
+
+}  // namespace
+
+// A track that outputs to one leg of a stereo output plays from that side.
+void findOneSidedOutputs(const SessionModel& model, const ConvertOptions&, BindingWork&, AnalysisModel& analysis) {
+    const std::vector<std::string> owners = ownerNames(model);
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const std::string& output = model.routing[r].outputPath;
+        const size_t split = output.find(" / ");
+        if (split == std::string::npos) continue;
+        const std::string prefix = output.substr(0, split + 3);
+        const std::string side = output.substr(split + 3);
+        int channel = -1;
+        bool single = false;
+        for (const BusRecord& path : model.paths) {
+            if (path.name == output && path.channels.size() == 1) {
+                channel = path.channels[0];
+                single = true;
+                break;
+            }
+        }
+        if (!single) {
+            if (side.find_first_of("0123456789") == std::string::npos) continue;
+            channel = std::atoi(side.c_str());
+        }
+        if (channel < 0) continue;
+        for (const BusRecord& path : model.paths) {
+            if (path.channels.size() != 2 || path.name.compare(0, prefix.size(), prefix) != 0) continue;
+            if (path.channels[0] == channel) {
+                analysis.routing.sideOfOutput[owners[r]] = -1;
+                break;
+            }
+            if (path.channels[1] == channel) {
+                analysis.routing.sideOfOutput[owners[r]] = 1;
+                break;
+            }
+        }
+    }
+}
+
+// --no-click, --skip-hidden-tracks and --skip-inactive-tracks take tracks out,
+// except those a written track plays into.
+void skipHiddenAndInactive(const SessionModel& model, const ConvertOptions& options, BindingWork&,
+                           AnalysisModel& analysis) {
+    if (options.noClick) leaveOutClick(model, analysis);
+    if (!options.skipHiddenTracks && !options.skipInactiveTracks) return;
+    const std::vector<std::string> owners = ownerNames(model);
+    const BusResolver buses(model, owners);
+    buildNeeds(model, owners, buses, analysis.routing);
+
+    std::vector<OutputTrack>& tracks = analysis.outputTracks;
+    std::vector<int> mark(tracks.size(), 0);
+    bool anyMarked = false;
+    for (size_t i = 0; i < tracks.size(); ++i) {
+        if (tracks[i].matchKey.empty()) continue;
+        const TrackAttributes* attributes = attributesOf(model, tracks[i]);
+        if (options.skipHiddenTracks && ((attributes && attributes->shown == 0) || listedInDebugHide(tracks[i].matchKey))) {
+            mark[i] |= 1;
+        }
+        if (options.skipInactiveTracks && tracks[i].inactive) mark[i] |= 2;
+        anyMarked = anyMarked || mark[i] != 0;
+    }
+    if (!anyMarked) return;
+
+    // A marked track that an unmarked one plays into stays, and so on, until nothing changes.
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (size_t i = 0; i < tracks.size(); ++i) {
+            if (mark[i] != 0 || tracks[i].matchKey.empty()) continue;
+            auto needs = analysis.routing.needs.find(tracks[i].matchKey);
+            if (needs == analysis.routing.needs.end()) continue;
+            for (const std::string& needed : needs->second) {
+                for (size_t j = 0; j < tracks.size(); ++j) {
+                    if (mark[j] == 0 || tracks[j].matchKey != needed) continue;
+                    mark[j] = 0;
+                    analysis.routing.keptForNeeds.push_back(needed + " (" + tracks[i].matchKey + " needs it)");
+                    changed = true;
+                }
+            }
+        }
+    }
+
+    std::vector<OutputTrack> kept;
+    std::string droppedKey;
+    for (size_t i = 0; i < tracks.size(); ++i) {
+        if (mark[i] != 0) {
+            ((mark[i] & 2) ? analysis.routing.inactiveLeftOut : analysis.routing.hiddenLeftOut).push_back(tracks[i].name);
+            droppedKey = tracks[i].matchKey;
+            continue;
+        }
+        if (tracks[i].matchKey.empty() && !droppedKey.empty() && tracks[i].name == droppedKey + " " + kAltTakes) continue;
+        droppedKey.clear();
+        kept.push_back(std::move(tracks[i]));
+    }
+    tracks = std::move(kept);
+}
+
+// Sends and outputs as receives, return tracks for buses no aux takes, and the
+// tracks whose master send goes off.
+void buildRoutingGraph(const SessionModel& model, const ConvertOptions&, BindingWork&, AnalysisModel& analysis) {
+    const std::vector<std::string> owners = ownerNames(model);
+    const BusResolver buses(model, owners);
+    routeSends(model, owners, buses, analysis);
+    routeOutputs(model, owners, buses, analysis);
+    keepPreFaderSendsPlaying(model, analysis);
+    for (const auto& [owner, side] : analysis.routing.sideOfOutput) {
+        const int track = trackOfOwner(analysis.outputTracks, owner);
+        if (track >= 0) {
+            analysis.routing.oneSidedTracks.push_back(analysis.outputTracks[static_cast<size_t>(track)].name +
+                                                      (side < 0 ? " (left)" : " (right)"));
+        }
+    }
+}

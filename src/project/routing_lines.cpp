@@ -1,0 +1,52 @@
+#include "project/routing_lines.h"
+
+#include <cmath>
+
+#include "driver/run_state.h"
+#include "project/envelopes.h"
+#include "project/project_writer.h"
+#include "project/text.h"
+
+namespace {
+
+// The fixed tail every receive ends with.
+void tail(ProjectText::Line& line) { line.word("31:U").num(4177951).num(-1).word("''"); }
+
+}  // namespace
+
+void writeReceives(ProjectWriter& writer, std::size_t i) {
+    const RoutingTables& routing = writer.state.analysis.routing;
+    auto found = routing.outputReceives.find(static_cast<int>(i));
+    if (found == routing.outputReceives.end()) return;
+    for (const ChannelReceive& receive : found->second) {
+        if (receive.source == static_cast<int>(i)) continue;
+        ProjectText::Line line = writer.text.statement("AUXRECV");
+        line.num(receive.source).num(0).num(1).num(0).num(0).num(0).num(0).num(receive.code).num(0);
+        tail(line);
+    }
+}
+
+void writeSendsInto(ProjectWriter& writer, const std::string& receiver, int selfIndex) {
+    RunState& state = writer.state;
+    const RoutingTables& routing = state.analysis.routing;
+    auto found = routing.sendsInto.find(receiver);
+    if (found == routing.sendsInto.end()) return;
+    const double rate = static_cast<double>(state.sampleRate);
+    for (const SendEntry& send : found->second) {
+        if (send.source == selfIndex) continue;
+        // A send switched off in the session, with no mute lane to switch it on.
+        const bool muted = send.muteLane.points.empty() && send.muteLane.initial != 0;
+        if (muted) ++state.counters.sendsMuted;
+        {
+            ProjectText::Line line = writer.text.statement("AUXRECV");
+            line.num(send.source).num(send.postFader ? 0 : 3).seconds(std::pow(10.0, send.levelDb / 20.0))
+                .compact(send.pan + 0.0).num(muted ? 1 : 0).num(0).num(0).num(0).num(0);
+            tail(line);
+        }
+        ++state.counters.sendsWritten;
+        EnvelopeForm level{"AUXVOLENV", send.source, LaneKind::volume, false, true, false};
+        state.counters.sendAutomationPoints += writeEnvelope(writer.text, level, send.levelLane, state.model, rate);
+        EnvelopeForm mute{"AUXMUTEENV", send.source, LaneKind::mute, false, true, false};
+        state.counters.sendAutomationPoints += writeEnvelope(writer.text, mute, send.muteLane, state.model, rate);
+    }
+}
