@@ -1,0 +1,136 @@
+// The routing rules on hand-made models: which aux takes a bus, what keeps a
+// hidden track in the project, and the click toggle.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "analysis/passes.h"
+
+namespace {
+
+struct RoutingBench {
+    SessionModel model;
+    BindingWork work;
+    AnalysisModel analysis;
+    ConvertOptions options;
+
+    // A track with its strip, its routing row (blocks laid out one after another) and its output track.
+    TrackRouting& track(const std::string& name, const std::string& output, bool shown = true) {
+        const uint64_t start = 1000 * (model.routing.size() + 1);
+        TrackRouting row;
+        row.name = name;
+        row.outputPath = output;
+        row.blockStart = start;
+        row.blockEnd = start + 500;
+        model.routing.push_back(row);
+        StripRow strip;
+        strip.name = name;
+        strip.present = 1;
+        strip.position = start + 10;
+        model.strips.push_back(strip);
+        SessionTrack sessionTrack;
+        sessionTrack.name = name;
+        model.tracks.rows.push_back(sessionTrack);
+        TrackAttributes attributes;
+        attributes.shown = shown ? 1 : 0;
+        model.attributes.push_back(attributes);
+        OutputTrack out;
+        out.name = out.matchKey = name;
+        analysis.outputTracks.push_back(out);
+        return model.routing.back();
+    }
+    void bus(const std::string& name, std::vector<int32_t> channels, uint32_t id) {
+        BusRecord path;
+        path.name = name;
+        path.kind = kBusPath;
+        path.channels = std::move(channels);
+        path.idLow = 1;
+        path.idHigh = id;
+        model.paths.push_back(path);
+    }
+    // The aux takes the bus of that id on its input.
+    void takes(TrackRouting& aux, const std::string& bus, uint32_t id) {
+        aux.inputPath = bus;
+        aux.inputKind = static_cast<int32_t>(kBusPath);
+        aux.inputIdLow = 1;
+        aux.inputIdHigh = id;
+    }
+    SendRecord& send(TrackRouting& row, const std::string& bus, int32_t left = 0, int32_t right = 0) {
+        SendRecord s;
+        s.busName = bus;
+        s.panLeft = left;
+        s.panRight = right;
+        row.sends.push_back(s);
+        return row.sends.back();
+    }
+    std::vector<std::string> names() const {
+        std::vector<std::string> out;
+        for (const OutputTrack& t : analysis.outputTracks) out.push_back(t.name);
+        return out;
+    }
+    void run() {
+        skipHiddenAndInactive(model, options, work, analysis);
+        buildRoutingGraph(model, options, work, analysis);
+    }
+};
+
+}  // namespace
+
+TEST(RoutingRules, BusesResolveByInputThenByChannels) {
+    RoutingBench b;
+    b.bus("FX", {3, 4}, 10);
+    b.bus("FX.L", {3}, 11);
+    b.bus("Twice", {5, 6}, 20);
+    b.bus("Twice", {5, 6}, 21);  // a name stored twice resolves only by an aux's input
+    TrackRouting& aux = b.track("Aux", "Out");
+    b.takes(aux, "FX", 10);
+    b.send(b.track("Own", "FX"), "FX");  // the aux feeds its own bus: keeps its master send
+    b.model.routing[0].outputPath = "FX";
+    b.send(b.track("Gtr", "Out"), "FX.L");
+    b.send(b.track("Keys", "Out"), "Twice", -100, 99);
+    b.model.trackListRows.push_back({"Keys", 0, 1, false, 0});  // Keys is stereo
+    b.run();
+
+    const RoutingTables& r = b.analysis.routing;
+    EXPECT_EQ(r.noMainSend.count(0), 0u);  // Aux outputs into the bus it takes
+    ASSERT_EQ(r.sendsInto.at("Aux").size(), 2u);
+    EXPECT_EQ(r.monoLegsMatched, 1);
+    EXPECT_EQ(r.returnTracks, std::vector<std::string>{"Twice"});
+    EXPECT_EQ(r.sendsInto.at("Twice")[0].pan, 0.0);
+    EXPECT_EQ(r.stereoSendsOffDefault, std::vector<std::string>{"Keys"});
+    EXPECT_EQ(r.noMainSend.count(1), 1u);  // Own outputs into FX, which Aux takes
+}
+
+TEST(RoutingRules, HiddenTracksStayWhenAWrittenTrackNeedsThem) {
+    RoutingBench b;
+    b.bus("Verb", {3, 4}, 10);
+    b.bus("Slap", {5, 6}, 20);
+    b.options.skipHiddenTracks = true;
+    b.send(b.track("Vox", "Out"), "Verb");
+    TrackRouting& verb = b.track("Verb Aux", "Slap", false);  // hidden, fed by Vox
+    b.takes(verb, "Verb", 10);
+    TrackRouting& slap = b.track("Slap Aux", "Out", false);  // hidden, fed only by the kept Verb Aux
+    b.takes(slap, "Slap", 20);
+    b.track("Notes", "Out", false);  // hidden, needed by nobody
+    OutputTrack alt;
+    alt.name = "Notes [alt takes]";
+    b.analysis.outputTracks.push_back(alt);
+    b.run();
+    EXPECT_EQ(b.names(), (std::vector<std::string>{"Vox", "Verb Aux", "Slap Aux"}));
+    EXPECT_EQ(b.analysis.routing.hiddenLeftOut, std::vector<std::string>{"Notes"});
+    EXPECT_EQ(b.analysis.routing.keptForNeeds,
+              (std::vector<std::string>{"Verb Aux (Vox needs it)", "Slap Aux (Verb Aux needs it)"}));
+}
+
+TEST(RoutingRules, TheClickToggleTakesOnlyAClickTrackWithoutClips) {
+    RoutingBench b;
+    b.options.noClick = true;
+    b.track("Click", "Out");
+    b.track("Click 2", "Out");
+    b.analysis.outputTracks.back().clips.push_back(AudioClip());
+    b.track("Clicky", "Out");
+    b.run();
+    EXPECT_EQ(b.names(), (std::vector<std::string>{"Click 2", "Clicky"}));
+    EXPECT_EQ(b.analysis.routing.clickTracksLeftOut, std::vector<std::string>{"Click"});
+    EXPECT_EQ(b.analysis.routing.clickTracksKept, std::vector<std::string>{"Click 2"});
+}
