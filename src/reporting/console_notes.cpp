@@ -671,6 +671,19 @@ void sayInactiveNotes(const RunCounters& counters) {
     }
 }
 
+// Outboard on hardware inserts cannot be carried: named per track, a line each.
+void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
+    if (inserts.empty()) return;
+    say("  %d hardware I/O insert(s) found. These route through a physical\n"
+        "      interface path on your rig, so no converter can carry them:\n",
+        static_cast<int>(inserts.size()));
+    const size_t shown = std::min<size_t>(inserts.size(), 8);
+    for (size_t n = 0; n < shown; ++n) say("      %s: %s\n", inserts[n].trackName.c_str(), inserts[n].name.c_str());
+    if (inserts.size() > shown) say("      ... and %d more\n", static_cast<int>(inserts.size() - shown));
+    say("      Whatever outboard sat on those inserts is NOT in the .rpp.\n"
+        "      If it mattered to the sound, print those tracks before converting.\n");
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
@@ -692,6 +705,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
+    sayHardwareInsertNotes(state.model.hardwareInserts);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
 }
