@@ -178,6 +178,8 @@ struct RoutingTables {
     std::map<std::string, std::vector<SendEntry>> sendsInto;  // by receiver name
     std::vector<std::string> returnTracks;    // buses with no track of their own, in name order
     std::map<int, std::vector<ChannelReceive>> outputReceives;  // by target track index
+    std::map<int, std::vector<ChannelReceive>> pathReceives;    // instrument paths, by aux track index
+    std::map<std::string, int> needChannels;                    // by track key
     std::vector<std::string> noOutputTracks;
     std::map<std::string, std::set<std::string>> needs;  // owner: the names it plays into
     std::set<int> preFaderUnmuted;            // muted tracks written unmuted, fader down

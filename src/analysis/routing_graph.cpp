@@ -295,6 +295,40 @@ void keepPreFaderSendsPlaying(const SessionModel& model, AnalysisModel& analysis
     }
 }
 
+// An instrument or hardware path taken by an aux, fed from another track: the
+// aux receives the channels the source plays on, and the source gets that many.
+void routeInstrumentPaths(const SessionModel& model, const std::vector<std::string>& owners, AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    const std::vector<OutputTrack>& tracks = analysis.outputTracks;
+    for (size_t k = 0; k < model.paths.size(); ++k) {
+        const BusRecord& path = model.paths[k];
+        if (path.kind != kInstrumentOrHardwarePath || path.channels.empty()) continue;
+        const int pair = (path.channels[0] + 1) / 2;
+        const int value = pair * 2 + 1;
+        int auxRow = -1;
+        for (size_t r = 0; r < model.routing.size() && auxRow < 0; ++r) {
+            const TrackRouting& row = model.routing[r];
+            if (row.inputKind == static_cast<int32_t>(kInstrumentOrHardwarePath) && row.inputIdLow == path.idLow &&
+                row.inputIdHigh == path.idHigh) {
+                auxRow = static_cast<int>(r);
+            }
+        }
+        if (auxRow < 0) continue;
+        for (size_t r = 0; r < model.routing.size(); ++r) {
+            if (static_cast<int>(r) == auxRow) continue;
+            const std::vector<size_t>& held = model.routing[r].heldPaths;
+            if (std::find(held.begin(), held.end(), k) == held.end()) continue;
+            const int source = trackOfOwner(tracks, owners[r]);
+            const int aux = trackOfOwner(tracks, owners[static_cast<size_t>(auxRow)]);
+            if (source < 0 || aux < 0 || source == aux) break;
+            int& need = routing.needChannels[trackKey(tracks[static_cast<size_t>(source)])];
+            need = std::max(need, value + 1);
+            routing.pathReceives[aux].push_back({source, value - 1});
+            break;
+        }
+    }
+}
+
 }  // namespace
 
 // A track that outputs to one leg of a stereo output plays from that side.
@@ -398,6 +432,7 @@ void buildRoutingGraph(const SessionModel& model, const ConvertOptions&, Binding
     const BusResolver buses(model, owners);
     routeSends(model, owners, buses, analysis);
     routeOutputs(model, owners, buses, analysis);
+    routeInstrumentPaths(model, owners, analysis);
     keepPreFaderSendsPlaying(model, analysis);
     for (const auto& [owner, side] : analysis.routing.sideOfOutput) {
         const int track = trackOfOwner(analysis.outputTracks, owner);

@@ -16,13 +16,15 @@ void tail(ProjectText::Line& line) { line.word("31:U").num(4177951).num(-1).word
 
 void writeReceives(ProjectWriter& writer, std::size_t i) {
     const RoutingTables& routing = writer.state.analysis.routing;
-    auto found = routing.outputReceives.find(static_cast<int>(i));
-    if (found == routing.outputReceives.end()) return;
-    for (const ChannelReceive& receive : found->second) {
-        if (receive.source == static_cast<int>(i)) continue;
-        ProjectText::Line line = writer.text.statement("AUXRECV");
-        line.num(receive.source).num(0).num(1).num(0).num(0).num(0).num(0).num(receive.code).num(0);
-        tail(line);
+    for (const auto* table : {&routing.pathReceives, &routing.outputReceives}) {
+        auto found = table->find(static_cast<int>(i));
+        if (found == table->end()) continue;
+        for (const ChannelReceive& receive : found->second) {
+            if (receive.source == static_cast<int>(i)) continue;
+            ProjectText::Line line = writer.text.statement("AUXRECV");
+            line.num(receive.source).num(0).num(1).num(0).num(0).num(0).num(0).num(receive.code).num(0);
+            tail(line);
+        }
     }
 }
 

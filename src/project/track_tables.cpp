@@ -123,7 +123,10 @@ int channelsOfTrackOf(const RunState& state, const std::string& key) {
 
 int auxWidthOf(const RunState&, const std::string&) { return 0; }
 
-int needChannelsOf(const RunState&, const std::string&) { return 0; }
+int needChannelsOf(const RunState& state, const std::string& key) {
+    auto found = state.analysis.routing.needChannels.find(key);
+    return found == state.analysis.routing.needChannels.end() ? 0 : found->second;
+}
 
 int trimPolarityFlipsOf(const RunState&, const std::string&) { return 0; }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <tuple>
 
 #include "session/automation.h"
@@ -168,6 +169,25 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
         ++slot;
     }
     readInput(view, paths, routing);
+    // Which instrument or hardware paths the block names by their id.
+    for (size_t k = 0; k < paths.size(); ++k) {
+        if (paths[k].kind != kInstrumentOrHardwarePath) continue;
+        uint8_t id[8];
+        for (int b = 0; b < 4; ++b) {
+            id[b] = static_cast<uint8_t>(paths[k].idLow >> (8 * b));
+            id[4 + b] = static_cast<uint8_t>(paths[k].idHigh >> (8 * b));
+        }
+        const uint64_t end = std::min(routing.blockEnd, view.length);
+        for (uint64_t p = z; p + 8 <= end; ++p) {
+            const void* hit = std::memchr(view.bytes + p, id[0], static_cast<size_t>(end - p));
+            if (hit == nullptr) break;
+            p = static_cast<uint64_t>(static_cast<const uint8_t*>(hit) - view.bytes);
+            if (p + 8 <= end && std::memcmp(view.bytes + p, id, 8) == 0) {
+                routing.heldPaths.push_back(k);
+                break;
+            }
+        }
+    }
     return routing;
 }
 

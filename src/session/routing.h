@@ -38,6 +38,8 @@ struct TrackRouting {
     uint32_t inputIdHigh = 0;
     int32_t inputKind = -1;  // -1: no input path found
     uint64_t inputPosition = 0;
+    // The instrument and hardware paths (kind 6) whose id the block holds, by index into the paths.
+    std::vector<size_t> heldPaths;
 };
 std::vector<TrackRouting> readTrackRouting(const SessionImage& image, const std::vector<BusRecord>& paths);
 

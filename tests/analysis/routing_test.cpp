@@ -101,6 +101,28 @@ TEST(RoutingRules, BusesResolveByInputThenByChannels) {
     EXPECT_EQ(r.noMainSend.count(1), 1u);  // Own outputs into FX, which Aux takes
 }
 
+TEST(RoutingRules, AnInstrumentPathFeedsItsAuxFromTheTrackThatNamesIt) {
+    RoutingBench b;
+    BusRecord path;
+    path.name = "Synth Out 3";
+    path.kind = kInstrumentOrHardwarePath;
+    path.channels = {3};
+    path.idLow = 1;
+    path.idHigh = 40;
+    b.model.paths.push_back(path);
+    b.track("Synth", "Out").heldPaths = {0};
+    TrackRouting& aux = b.track("Synth Aux", "Out");
+    aux.inputKind = static_cast<int32_t>(kInstrumentOrHardwarePath);
+    aux.inputIdLow = 1;
+    aux.inputIdHigh = 40;
+    b.run();
+    // Channel 3 is the second pair: the source plays on 5 and 6, and needs six channels.
+    EXPECT_EQ(b.analysis.routing.needChannels["Synth"], 6);
+    ASSERT_EQ(b.analysis.routing.pathReceives[1].size(), 1u);
+    EXPECT_EQ(b.analysis.routing.pathReceives[1][0].source, 0);
+    EXPECT_EQ(b.analysis.routing.pathReceives[1][0].code, 4);
+}
+
 TEST(RoutingRules, HiddenTracksStayWhenAWrittenTrackNeedsThem) {
     RoutingBench b;
     b.bus("Verb", {3, 4}, 10);
