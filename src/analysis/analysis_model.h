@@ -182,6 +182,15 @@ struct RoutingTables {
     std::map<std::string, int> needChannels;                    // by track key
     std::vector<std::string> noOutputTracks;
     std::map<std::string, std::set<std::string>> needs;  // owner: the names it plays into
+    std::map<std::string, int> keyFrom;       // track key: the track index feeding its channels 3/4
+    std::map<std::string, std::vector<int>> extraKeys;  // further key sources, channels 5/6 and up
+    std::set<std::string> keyOnlyBuses;       // return tracks that feed a key, not the mix
+    int keysWired = 0;
+    int extraKeysWired = 0;
+    int keysUnresolved = 0;
+    std::map<std::string, int> keysHeardFromTrack;  // plug-in on track: hears the track's wired key
+    std::vector<std::string> multiMonoNotes;  // one "NOTE: ..." per unlinked multi-mono pair
+    std::string clickPlayer;                  // the track whose Click II plays the session's click
     std::set<int> preFaderUnmuted;            // muted tracks written unmuted, fader down
     std::vector<std::string> preFaderUnmutedNames;
     std::vector<std::string> preFaderKeptMuted;  // with automation: they stay muted

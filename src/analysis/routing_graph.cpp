@@ -7,6 +7,7 @@
 #include <set>
 
 #include "analysis/passes.h"
+#include "cli/console.h"
 
 namespace {
 
@@ -203,20 +204,43 @@ void routeOutputs(const SessionModel& model, const std::vector<std::string>& own
     }
 }
 
-// What each owner plays into: the auxes of its output and of its sends.
+// What each owner plays into: the auxes of its output and of its sends, and
+// the tracks whose output feeds a key of one of its plug-ins.
 void buildNeeds(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
                 RoutingTables& routing) {
+    std::map<std::string, std::set<int32_t>> outputChannels;
     for (size_t r = 0; r < model.routing.size(); ++r) {
         const TrackRouting& row = model.routing[r];
-        std::vector<std::string> buses_;
-        if (!row.outputPath.empty()) buses_.push_back(row.outputPath);
-        for (const SendRecord& send : row.sends) buses_.push_back(send.busName);
-        for (const std::string& bus : buses_) {
+        std::vector<std::string> names;
+        if (!row.outputPath.empty()) names.push_back(row.outputPath);
+        for (const SendRecord& send : row.sends) names.push_back(send.busName);
+        for (const std::string& bus : names) {
             const std::string taker = buses.resolve(bus).first;
             if (!taker.empty() && taker != owners[r]) routing.needs[owners[r]].insert(taker);
+            auto channels = buses.channelsOfBus.find(bus);
+            if (channels != buses.channelsOfBus.end()) {
+                outputChannels[owners[r]].insert(channels->second.begin(), channels->second.end());
+            }
+        }
+    }
+    for (const auto& [strip, chain] : model.pluginsOfStrip) {
+        for (const PluginInstance& plugin : chain) {
+            auto name = plugin.keyInput < 0 ? model.keyInputNames.end()
+                                            : model.keyInputNames.find(static_cast<uint16_t>(plugin.keyInput));
+            if (name == model.keyInputNames.end()) continue;
+            auto key = buses.channelsOfBus.find(name->second);
+            if (key == buses.channelsOfBus.end()) continue;
+            for (const auto& [owner, channels] : outputChannels) {
+                if (owner == strip) continue;
+                const bool shares = std::any_of(key->second.begin(), key->second.end(),
+                                                [&channels](int32_t c) { return channels.count(c) > 0; });
+                if (shares) routing.needs[strip].insert(owner);
+            }
         }
     }
 }
+
+bool startsWithDigiclik(const std::string& name) { return name.compare(0, 8, "Digiclik") == 0; }
 
 bool isClickName(const std::string& name) {
     return name == "Click" || name.rfind("Click ", 0) == 0 || name.rfind("Click.", 0) == 0;
@@ -232,9 +256,28 @@ void leaveOutClick(const SessionModel& model, AnalysisModel& analysis) {
     std::vector<OutputTrack> kept;
     for (OutputTrack& track : analysis.outputTracks) {
         const std::string& name = trackKey(track);
-        bool pure = isClickName(name) && rowsOfName[name] <= 1;
-        for (const TrackRouting& row : model.routing) pure = pure && !(row.name == name && !row.sends.empty());
-        for (const HardwareInsert& insert : model.hardwareInserts) pure = pure && insert.trackName != name;
+        auto chain = model.pluginsOfStrip.find(name);
+        bool digiclik = false;
+        bool other = false;
+        if (chain != model.pluginsOfStrip.end()) {
+            for (const PluginInstance& plugin : chain->second) (startsWithDigiclik(plugin.pluginName) ? digiclik : other) = true;
+        }
+        bool sends = false;
+        for (const TrackRouting& row : model.routing) sends = sends || (row.name == name && !row.sends.empty());
+        bool insert = false;
+        for (const HardwareInsert& hardware : model.hardwareInserts) insert = insert || hardware.trackName == name;
+        bool pure = false;
+        if (digiclik) {
+            other = other || rowsOfName[name] > 1 || sends || insert;
+            pure = !other;
+            if (other) {
+                analysis.routing.clickTracksKept.push_back(track.name);
+                kept.push_back(std::move(track));
+                continue;
+            }
+        } else {
+            pure = isClickName(name) && !other && rowsOfName[name] <= 1 && !sends && !insert;
+        }
         if (!pure) {
             kept.push_back(std::move(track));
         } else if (!track.clips.empty() || !track.midiItems.empty()) {
@@ -326,6 +369,145 @@ void routeInstrumentPaths(const SessionModel& model, const std::vector<std::stri
             routing.pathReceives[aux].push_back({source, value - 1});
             break;
         }
+    }
+}
+
+const BusRecord* busNamed(const SessionModel& model, const std::string& name) {
+    for (const BusRecord& path : model.paths) {
+        if (path.name == name) return &path;
+    }
+    return nullptr;
+}
+
+std::string keyName(const SessionModel& model, int32_t keyInput) {
+    if (keyInput < 0) return std::string();
+    auto found = model.keyInputNames.find(static_cast<uint16_t>(keyInput));
+    return found == model.keyInputNames.end() ? std::string() : found->second;
+}
+
+// Two neighbouring instances of one plug-in keyed off the two legs of one
+// stereo bus are one unlinked multi-mono insert; the second is not wired.
+std::set<uint64_t> findMultiMonoSecondLegs(const SessionModel& model, RoutingTables& routing) {
+    std::set<uint64_t> second;
+    for (const auto& [strip, chain] : model.pluginsOfStrip) {
+        for (size_t k = 0; k + 1 < chain.size(); ++k) {
+            const PluginInstance& a = chain[k];
+            const PluginInstance& b = chain[k + 1];
+            if (a.pluginName != b.pluginName || a.keyInput < 0 || b.keyInput < 0 || a.keyInput == b.keyInput) continue;
+            const std::string keyA = keyName(model, a.keyInput);
+            const std::string keyB = keyName(model, b.keyInput);
+            const BusRecord* busA = busNamed(model, keyA);
+            const BusRecord* busB = busNamed(model, keyB);
+            if (keyA.empty() || keyB.empty() || !busA || !busB || busA->channels.size() != 1 || busB->channels.size() != 1) {
+                continue;
+            }
+            for (const BusRecord& pair : model.paths) {
+                if (pair.kind != kBusPath || pair.channels.size() != 2) continue;
+                const bool both = std::is_permutation(pair.channels.begin(), pair.channels.end(),
+                                                      std::vector<int32_t>{busA->channels[0], busB->channels[0]}.begin());
+                if (!both) continue;
+                second.insert(b.recordStart);
+                routing.multiMonoNotes.push_back(formatText(
+                    "  NOTE: '%s' carries what looks like ONE unlinked MULTI-MONO\n"
+                    "    %s: two records, keyed off '%s' and '%s'. It is written\n"
+                    "    as two stereo plug-ins IN SERIES, which compresses twice --\n"
+                    "    Pro Tools runs one per channel in parallel. Known gap.\n",
+                    strip.c_str(), a.pluginName.c_str(), keyA.c_str(), keyB.c_str()));
+                break;
+            }
+        }
+    }
+    return second;
+}
+
+// Sidechain keys: each keyed plug-in's bus feeds channels 3/4 of its track, a
+// second bus 5/6 and so on, from the track (or return track) that carries it.
+void wireKeys(const SessionModel& model, const BusResolver& buses, AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    const std::vector<OutputTrack>& tracks = analysis.outputTracks;
+    const std::set<uint64_t> secondLegs = findMultiMonoSecondLegs(model, routing);
+    auto returnIndex = [&](const std::string& name) {
+        auto found = std::find(routing.returnTracks.begin(), routing.returnTracks.end(), name);
+        return found == routing.returnTracks.end() ? -1
+                                                   : static_cast<int>(tracks.size() + (found - routing.returnTracks.begin()));
+    };
+    for (const auto& [strip, chain] : model.pluginsOfStrip) {
+        const int receiver = trackOfOwner(tracks, strip);
+        std::vector<std::string> sources;  // bus names already wired on this track
+        uint64_t firstKeyed = 0;
+        std::vector<const PluginInstance*> unresolvedHere;
+        for (const PluginInstance& plugin : chain) {
+            if (plugin.keyInput < 0) continue;
+            std::string name = keyName(model, plugin.keyInput);
+            const auto unresolved = [&]() {
+                ++routing.keysUnresolved;
+                unresolvedHere.push_back(&plugin);
+            };
+            if (secondLegs.count(plugin.recordStart) || name.empty() || receiver < 0) {
+                unresolved();
+                continue;
+            }
+            const size_t dot = name.rfind('.');
+            const std::string stripped = dot != std::string::npos && name.size() - dot <= 2 ? name.substr(0, dot) : name;
+            std::string taker = buses.resolve(name).first;
+            if (taker.empty() && stripped != name) {
+                taker = buses.resolve(stripped).first;
+                if (!taker.empty()) name = stripped;
+            }
+            std::string target = taker.empty() ? name : taker;
+            if (taker.empty() && !buses.channelsOfBus.count(name) && !buses.channelsOfBus.count(stripped)) {
+                unresolved();
+                continue;
+            }
+            int source = trackNamed(tracks, target);
+            if (source < 0) source = returnIndex(target);
+            if (source < 0 && stripped != target) {
+                source = trackNamed(tracks, stripped);
+                if (source < 0) source = returnIndex(stripped);
+                if (source >= 0) target = stripped;
+            }
+            if (source < 0) {
+                unresolved();
+                continue;
+            }
+            if (taker.empty()) routing.keyOnlyBuses.insert(target);
+            if (std::find(sources.begin(), sources.end(), target) != sources.end()) continue;
+            const std::string& key = trackKey(tracks[static_cast<size_t>(receiver)]);
+            if (sources.empty()) {
+                routing.keyFrom[key] = source;
+                firstKeyed = plugin.recordStart;
+                ++routing.keysWired;
+            } else {
+                routing.extraKeys[key].push_back(source);
+                ++routing.extraKeysWired;
+            }
+            sources.push_back(target);
+        }
+        // An unwired keyed plug-in behind the first wired one hears the track's key.
+        for (const PluginInstance* plugin : unresolvedHere) {
+            if (sources.empty() || plugin->recordStart <= firstKeyed) continue;
+            --routing.keysUnresolved;
+            ++routing.keysHeardFromTrack[plugin->pluginName + " on " + strip];
+        }
+    }
+}
+
+// The track whose Click II plays the session's click: the first strip by name
+// with one neither bypassed nor inactive, on a track that sounds.
+void findClickPlayer(const SessionModel& model, AnalysisModel& analysis) {
+    for (const auto& [strip, chain] : model.pluginsOfStrip) {
+        const bool plays = std::any_of(chain.begin(), chain.end(), [](const PluginInstance& plugin) {
+            return startsWithDigiclik(plugin.pluginName) && !plugin.bypassed && !plugin.inactive;
+        });
+        if (!plays) continue;
+        const int track = trackOfOwner(analysis.outputTracks, strip);
+        if (track < 0) continue;
+        const OutputTrack& output = analysis.outputTracks[static_cast<size_t>(track)];
+        bool muted = false;
+        for (const StripRow& row : model.strips) muted = muted || (row.present && row.name == strip && row.muted);
+        if (output.inactive || output.voiceOff || muted) continue;
+        analysis.routing.clickPlayer = strip;
+        return;
     }
 }
 
@@ -427,12 +609,15 @@ void skipHiddenAndInactive(const SessionModel& model, const ConvertOptions& opti
 
 // Sends and outputs as receives, return tracks for buses no aux takes, and the
 // tracks whose master send goes off.
-void buildRoutingGraph(const SessionModel& model, const ConvertOptions&, BindingWork&, AnalysisModel& analysis) {
+void buildRoutingGraph(const SessionModel& model, const ConvertOptions& options, BindingWork&,
+                       AnalysisModel& analysis) {
     const std::vector<std::string> owners = ownerNames(model);
     const BusResolver buses(model, owners);
     routeSends(model, owners, buses, analysis);
     routeOutputs(model, owners, buses, analysis);
     routeInstrumentPaths(model, owners, analysis);
+    if (!options.noSidechain) wireKeys(model, buses, analysis);
+    if (!options.noClick && model.info.clickState == 1) findClickPlayer(model, analysis);
     keepPreFaderSendsPlaying(model, analysis);
     for (const auto& [owner, side] : analysis.routing.sideOfOutput) {
         const int track = trackOfOwner(analysis.outputTracks, owner);

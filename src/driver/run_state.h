@@ -52,7 +52,8 @@ struct RunCounters {
     std::vector<std::string> modeOff;
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
-    bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
+    bool soloTrackWritten = false;
+    int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent   // the empty soloed track that keeps the rest silent
 };
 
 struct RunState {

@@ -138,6 +138,9 @@ void readMixStage(RunState& state) {
     model.routing = readTrackRouting(state.image, model.paths);
     model.keyInputNames = readKeyInputNames(state.image);
     model.hardwareInserts = readHardwareInserts(state.image);
+    model.plugins = readPluginInstances(state.image);
+    model.storedPluginNames = readStoredPluginNames(state.image);
+    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
 }
 
 void clipStage(RunState& state) {

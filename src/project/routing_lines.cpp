@@ -16,6 +16,21 @@ void tail(ProjectText::Line& line) { line.word("31:U").num(4177951).num(-1).word
 
 void writeReceives(ProjectWriter& writer, std::size_t i) {
     const RoutingTables& routing = writer.state.analysis.routing;
+    // Key inputs: the first on channels 3/4, each further one two channels up.
+    const std::string& key = trackKey(writer.state.analysis.outputTracks[i]);
+    auto first = routing.keyFrom.find(key);
+    if (first != routing.keyFrom.end() && first->second != static_cast<int>(i)) {
+        ProjectText::Line line = writer.text.statement("AUXRECV");
+        line.num(first->second).num(1).num(1).num(0).num(0).num(0).num(0).num(0).num(2);
+        tail(line);
+    }
+    auto extra = routing.extraKeys.find(key);
+    for (size_t n = 0; extra != routing.extraKeys.end() && n < extra->second.size(); ++n) {
+        if (extra->second[n] == static_cast<int>(i)) continue;
+        ProjectText::Line line = writer.text.statement("AUXRECV");
+        line.num(extra->second[n]).num(1).num(1).num(0).num(0).num(0).num(0).num(0).num(static_cast<int>(2 * n + 4));
+        tail(line);
+    }
     for (const auto* table : {&routing.pathReceives, &routing.outputReceives}) {
         auto found = table->find(static_cast<int>(i));
         if (found == table->end()) continue;

@@ -296,7 +296,10 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     text.statement("TRACKID").guid(static_cast<uint32_t>(i + 0x2329));
     const bool mainSend = !noMainSend(state, i);
     text.statement("MAINSEND").num(mainSend ? 1 : 0).num(0);
-    if (mainSend && channels.keyOnly) text.statement("MAINSEND_NCH").num(2);
+    if (mainSend && channels.keyOnly) {
+        text.statement("MAINSEND_NCH").num(2);
+        ++writer.state.counters.keyedTracksTwoChannels;
+    }
 
     writeReceives(writer, i);
     writeTrackChain(writer, i, channels.count);
@@ -373,7 +376,7 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     text.statement("NCHAN").num(2);
     text.statement("FX").num(1);
     text.statement("TRACKID").guid(static_cast<uint32_t>(k + 0xEA61));
-    text.statement("MAINSEND").num(1).num(0);
+    text.statement("MAINSEND").num(writer.state.analysis.routing.keyOnlyBuses.count(busName) ? 0 : 1).num(0);
     writeReturnChain(writer, busName);
     writeSendsInto(writer, busName, -1);
     writeStripEnvelopes(writer, busName);

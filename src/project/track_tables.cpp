@@ -109,7 +109,15 @@ bool noMainSend(const RunState& state, std::size_t trackIndex) {
     return state.analysis.routing.noMainSend.count(static_cast<int>(trackIndex)) > 0;
 }
 
-KeyInputs keyInputsOf(const RunState&, const std::string&) { return KeyInputs(); }
+KeyInputs keyInputsOf(const RunState& state, const std::string& key) {
+    KeyInputs keys;
+    const RoutingTables& routing = state.analysis.routing;
+    auto first = routing.keyFrom.find(key);
+    if (first != routing.keyFrom.end()) keys.keyFrom = first->second;
+    auto extra = routing.extraKeys.find(key);
+    if (extra != routing.extraKeys.end()) keys.extraKeys = extra->second;
+    return keys;
+}
 
 int surroundLegsOf(const RunState& state, const std::string& key) {
     auto found = state.analysis.surroundLegs.find(key);

@@ -549,7 +549,39 @@ void sayRoutingNotes(const RunState& state) {
             "    converts to the first. Please send the session in.\n",
             routing.sendsToTwoAuxes);
     }
+    if (!routing.clickPlayer.empty()) {
+        say("  Pro Tools' click is on and \"%s\" plays it. REAPER's metronome is left OFF;\n"
+            "      Click II stays on the track as a named slot. To hear a click, turn on\n"
+            "      REAPER's metronome (its sound and level are REAPER's own).\n",
+            routing.clickPlayer.c_str());
+    }
+    for (const std::string& note : routing.multiMonoNotes) sayText(note);
+    if (routing.keysWired > 0) say("  %d sidechain key inputs wired to channels 3/4\n", routing.keysWired);
+    if (routing.extraKeysWired > 0) {
+        say("  %d more key input(s) wired to channels 5/6 and up, for a second\n"
+            "      plug-in on the same track keyed off another source (v256)\n",
+            routing.extraKeysWired);
+    }
+    if (counters.keyedTracksTwoChannels > 0) {
+        say("      %d keyed track(s) pass only channels 1/2 on to their parent, so\n"
+            "      no key reaches the mix even with the last plug-in offline\n",
+            counters.keyedTracksTwoChannels);
+    }
     if (state.options.noSidechain) say("  --no-sidechain: key inputs left unwired\n");
+    if (routing.keysUnresolved > 0) say("  %d sidechain key inputs could not be resolved\n", routing.keysUnresolved);
+    if (!routing.keysHeardFromTrack.empty()) {
+        int count = 0;
+        std::string list;
+        for (const auto& [name, times] : routing.keysHeardFromTrack) {
+            count += times;
+            list += formatText("%s %s (%d)", list.empty() ? "" : ",", name.c_str(), times);
+        }
+        say("  %d sidechained plug-in(s) key off a different source than the key\n"
+            "      wired on their track, one that could not be wired itself (or the\n"
+            "      second leg of a multi-mono pair), so they hear that key (3/4)\n"
+            "      instead of their own:%s.\n",
+            count, list.c_str());
+    }
     if (counters.sendAutomationPoints > 0) say("  %d send automation points\n", counters.sendAutomationPoints);
 }
 

@@ -15,6 +15,7 @@
 #include "session/meters.h"
 #include "session/midi.h"
 #include "session/playlists.h"
+#include "session/plugin_records.h"
 #include "session/routing.h"
 #include "session/session_info.h"
 #include "session/strips.h"
@@ -50,6 +51,9 @@ struct SessionModel {
     std::vector<TrackRouting> routing;
     std::map<uint16_t, std::string> keyInputNames;
     std::vector<HardwareInsert> hardwareInserts;
+    std::vector<PluginInstance> plugins;
+    std::map<std::string, std::string> storedPluginNames;
+    std::map<std::string, std::vector<PluginInstance>> pluginsOfStrip;  // by strip name, slot order
 
     std::vector<MidiStreamChunk> midiStreams;  // by chunk number, as the note chunks
     std::vector<MidiPlaylistRow> midiPlaylistRows;

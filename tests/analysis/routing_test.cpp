@@ -156,3 +156,42 @@ TEST(RoutingRules, TheClickToggleTakesOnlyAClickTrackWithoutClips) {
     EXPECT_EQ(b.analysis.routing.clickTracksLeftOut, std::vector<std::string>{"Click"});
     EXPECT_EQ(b.analysis.routing.clickTracksKept, std::vector<std::string>{"Click 2"});
 }
+
+TEST(RoutingRules, KeysWireToChannelsThreeAndUp) {
+    RoutingBench b;
+    b.bus("Kick Key", {5, 6}, 10);
+    b.bus("Snare Key", {7, 8}, 20);
+    b.bus("Hat", {9, 10}, 30);
+    b.model.keyInputNames = {{1, "Kick Key"}, {2, "Snare Key"}, {3, "Hat.L"}, {4, "Nowhere"}};
+    b.send(b.track("Kick", "Out"), "Kick Key");
+    b.send(b.track("Snare", "Out"), "Snare Key");
+    b.track("Bass", "Out");
+    auto plugin = [](const std::string& name, int32_t key, uint64_t at) {
+        PluginInstance p;
+        p.pluginName = name;
+        p.keyInput = key;
+        p.recordStart = at;
+        return p;
+    };
+    // Two keys, the first used twice; then one whose bus nobody knows, heard from the track's key.
+    b.model.pluginsOfStrip["Bass"] = {plugin("Comp", 1, 10), plugin("Gate", 2, 20), plugin("Duck", 1, 30),
+                                      plugin("Late", 4, 40)};
+    b.model.pluginsOfStrip["Kick"] = {plugin("Hat Comp", 3, 50)};  // "Hat.L" falls back to "Hat"
+    b.run();
+    const RoutingTables& r = b.analysis.routing;
+    EXPECT_EQ(r.keyFrom.at("Bass"), 3);  // the return track of "Kick Key", after the three tracks
+    EXPECT_EQ(r.extraKeys.at("Bass"), std::vector<int>{4});
+    EXPECT_EQ(r.keyOnlyBuses.count("Kick Key"), 1u);
+    EXPECT_EQ(r.keysWired, 1);
+    EXPECT_EQ(r.extraKeysWired, 1);
+    EXPECT_EQ(r.keysUnresolved, 1);  // "Hat" has no track and no return track
+    EXPECT_EQ(r.keysHeardFromTrack.at("Late on Bass"), 1);
+
+    RoutingBench off;
+    off.options.noSidechain = true;
+    off.track("Bass", "Out");
+    off.model.keyInputNames = {{1, "Kick Key"}};
+    off.model.pluginsOfStrip["Bass"] = {plugin("Comp", 1, 10)};
+    off.run();
+    EXPECT_TRUE(off.analysis.routing.keyFrom.empty());
+}

@@ -1,0 +1,126 @@
+#include "session/plugin_records.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr uint16_t kInstance = 0x1038;
+constexpr uint16_t kOwner = 0x2614;
+constexpr uint16_t kKeyName = 0x260E;
+constexpr uint16_t kAudioTrack = 0x261B;
+constexpr uint16_t kInstrumentTrack = 0x2621;
+constexpr uint16_t kStoredName = 0x1017;
+
+uint64_t endOf(const ImageView& view, uint64_t z) { return z + 7 + view.u32(z + 3); }
+
+bool printable(uint8_t byte) { return byte >= 0x20 && byte <= 0x7E; }
+
+// The record's data ends where its stated payload ends, when only zeros follow
+// up to the block's end.
+uint64_t payloadEndOf(const ImageView& view, uint64_t p) {
+    const uint32_t size = view.u32(p + 3);
+    const uint64_t end = p + 7 + size;
+    if (size <= 25) return end;
+    const uint64_t q = p + 17 + uint64_t(view.u32(p + 13));
+    if (q < p + 33 || q >= end) return end;
+    for (uint64_t k = q; k < end; ++k) {
+        if (view.u8(k) != 0) return end;
+    }
+    return q;
+}
+
+// The smallest block of that type strictly around p, as (start, end); (0, 0) for none.
+std::pair<uint64_t, uint64_t> smallestAround(const ImageView& view, const std::vector<uint64_t>& blocks, uint64_t p) {
+    std::pair<uint64_t, uint64_t> best(0, 0);
+    for (uint64_t z : blocks) {
+        if (z >= p) break;
+        const uint64_t end = endOf(view, z);
+        if (p >= end) continue;
+        if (best.second == 0 || end - z < best.second - best.first) best = {z, end};
+    }
+    return best;
+}
+
+}  // namespace
+
+std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::vector<PluginInstance> instances;
+    const std::vector<uint64_t> owners = image.scan(kOwner);
+    const std::vector<uint64_t> keyNames = image.scan(kKeyName);
+    const std::vector<uint64_t> tracks = image.scan(kAudioTrack);
+    const std::vector<uint64_t> instruments = image.scan(kInstrumentTrack);
+    for (uint64_t p : image.scan(kInstance)) {
+        if (!view.holds(p, 33)) continue;
+        PluginInstance instance;
+        instance.recordStart = p;
+        instance.payloadEnd = payloadEndOf(view, p);
+        for (uint64_t k = 0; k < 8; ++k) {
+            const uint8_t byte = view.u8(p + 25 + k);
+            instance.signature += printable(byte) ? static_cast<char>(byte) : '.';
+        }
+        for (uint64_t k = 0; k < 64 && view.holds(p + 33 + k, 1) && printable(view.u8(p + 33 + k)); ++k) {
+            instance.pluginName += static_cast<char>(view.u8(p + 33 + k));
+        }
+        instance.channelSets = view.holds(p + 9, 1) ? view.u8(p + 9) : 1;
+        std::pair<uint64_t, uint64_t> window = smallestAround(view, tracks, p);
+        if (window.second == 0) window = smallestAround(view, instruments, p);
+        instance.stripWindowStart = window.first;
+        instance.stripWindowEnd = window.second;
+        auto owner = std::lower_bound(owners.begin(), owners.end(), instance.payloadEnd);
+        if (owner != owners.end()) {
+            instance.ownerWord = view.u32(*owner + 9);
+            instance.bypassed = *owner > 0 && view.u8(*owner - 1) == 1;
+        }
+        auto key = std::lower_bound(keyNames.begin(), keyNames.end(), instance.payloadEnd);
+        if (key != keyNames.end() && view.u16(*key + 9) < 0xFFFF) instance.keyInput = view.u16(*key + 9);
+        const uint64_t behind = endOf(view, p);
+        instance.inactive = view.holds(behind, 1) && view.u8(behind) == 0;
+        instances.push_back(std::move(instance));
+    }
+    std::stable_sort(instances.begin(), instances.end(),
+                     [](const PluginInstance& a, const PluginInstance& b) { return a.recordStart < b.recordStart; });
+    return instances;
+}
+
+std::map<std::string, std::string> readStoredPluginNames(const SessionImage& image) {
+    const ImageView& view = image.view;
+    std::map<std::string, std::string> names;
+    for (uint64_t z : image.scan(kStoredName)) {
+        const uint32_t size = view.u32(z + 3);
+        if (size < 14 || size > 4000) continue;
+        const uint64_t end = endOf(view, z);
+        for (uint64_t at : {z + 10, z + 11}) {
+            const uint32_t length = view.u32(at);
+            if (length < 1 || length > 60 || at + 4 + length + 12 > end) continue;
+            bool fits = true;
+            for (uint32_t k = 0; k < length && fits; ++k) fits = isNameByte(view.u8(at + 4 + k));
+            for (uint32_t k = 0; k < 8 && fits; ++k) fits = printable(view.u8(at + 4 + length + k));
+            if (!fits) continue;
+            // Two four-character codes, each stored back to front.
+            std::string signature;
+            for (int group = 0; group < 2; ++group) {
+                for (int k = 3; k >= 0; --k) signature += static_cast<char>(view.u8(at + 4 + length + group * 4 + k));
+            }
+            names.emplace(signature, view.text(at + 4, length));
+            break;
+        }
+    }
+    return names;
+}
+
+std::map<std::string, std::vector<PluginInstance>> bindInstancesToStrips(const std::vector<PluginInstance>& instances,
+                                                                         const std::vector<StripRow>& strips) {
+    std::map<std::string, std::vector<PluginInstance>> chains;
+    for (const PluginInstance& instance : instances) {
+        for (const StripRow& strip : strips) {
+            if (!strip.present || strip.position <= instance.stripWindowStart ||
+                strip.position >= instance.stripWindowEnd) {
+                continue;
+            }
+            chains[strip.name].push_back(instance);
+            break;
+        }
+    }
+    return chains;
+}
