@@ -101,6 +101,11 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     verb.inputId = 10;
     BuiltTrack lonely{"Lonely", 0, 0, 0, false, {}, 1};
     lonely.output = "-";
-    s.tracks = {kick, snare, drums, verb, lonely};
+    // The bass ducks under the kick: its compressor is keyed off the bus the kick sends to.
+    BuiltTrack bass{"Bass", 0, 0, 0, false, {}, 1};
+    bass.output = "Out 1-2";
+    bass.plugins = {{"Pro-C 2", 7}, {"EQ", -1}};
+    s.keyNames = {{7, "Slap"}};
+    s.tracks = {kick, snare, drums, verb, lonely, bass};
     expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
 }

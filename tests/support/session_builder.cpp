@@ -160,6 +160,20 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
         holder(b, track.output, track.faderTenths, track.muted, track.panLeft, track.panRight, true, track.lanes);
         for (const BuiltSend& send : track.sends) holder(b, send.bus, send.levelTenths, false, 0, 0, send.postFader, send.lanes);
     }
+    for (const BuiltPlugin& plugin : track.plugins) {
+        b.openBlock(0x1038);
+        b.u8(1);
+        b.zeros(15);
+        b.text("EvTrCmpE");
+        b.text(plugin.name);
+        b.zeros(8);
+        b.closeBlock();
+        b.u8(1);  // active
+        b.block(0x2614, {0, 0, 0, 0});
+        b.openBlock(0x260E);
+        b.u16(plugin.keyInput < 0 ? 0xFFFF : static_cast<uint16_t>(plugin.keyInput));
+        b.closeBlock();
+    }
     b.zeros(64);
     if (track.inputId != 0) {
         b.name("input");
@@ -171,8 +185,15 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
     b.closeBlock();
 }
 
-// The I/O paths: kind, name, channels, and the id behind 2A 00 00 00.
+// The I/O paths: kind, name, channels, and the id behind 2A 00 00 00; then
+// the names of the key inputs.
 void pathList(ImageBuilder& b, const BuiltSession& session) {
+    for (const auto& [number, name] : session.keyNames) {
+        b.openBlock(0x260E);
+        b.u16(number);
+        b.name(name);
+        b.closeBlock();
+    }
     for (const BuiltPath& path : session.paths) {
         b.openBlock(0x1021);
         b.u8(path.kind);

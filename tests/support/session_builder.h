@@ -66,6 +66,12 @@ struct BuiltPath {
     uint32_t id = 0;  // the path's id is (1, id)
 };
 
+// A plug-in insert; keyInput names its sidechain key by number, -1 for none.
+struct BuiltPlugin {
+    std::string name;
+    int32_t keyInput = -1;
+};
+
 struct BuiltTrack {
     std::string name;
     int32_t faderTenths = 0;  // dB x 10
@@ -80,6 +86,7 @@ struct BuiltTrack {
     std::string output = {};
     std::vector<BuiltSend> sends = {};
     uint32_t inputId = 0;  // the id of the path on the track's input, 0 for none
+    std::vector<BuiltPlugin> plugins = {};
 };
 
 struct BuiltSession {
@@ -89,6 +96,7 @@ struct BuiltSession {
     std::vector<BuiltTrack> tracks;
     std::vector<BuiltFade> fades;
     std::vector<BuiltPath> paths = {};
+    std::vector<std::pair<uint16_t, std::string>> keyNames = {};  // key input numbers and their bus names
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
