@@ -293,7 +293,7 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     TrackTable tracks;
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
-    readMidiClipsAndPlacements(image, readMidiNoteChunks(image), lists);
+    readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree), lists);
     readNewPlacements(view, tree, tracks, lists);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);

@@ -227,7 +227,8 @@ struct Span {
 };
 
 bool insideAny(const std::vector<Span>& spans, uint64_t at) {
-    return std::any_of(spans.begin(), spans.end(), [at](const Span& span) { return at >= span.start && at < span.end; });
+    return std::any_of(spans.begin(), spans.end(),
+                       [at](const Span& span) { return at >= span.start && at < span.end; });
 }
 
 // The next stream marker at or after p: "MdNLB", "MdES" or "MdCDS".
@@ -243,10 +244,14 @@ uint64_t nextMarker(const ImageView& view, uint64_t p) {
 }  // namespace
 
 std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image) {
+    return readMidiNoteChunks(image, walkBlockTree(image.view));
+}
+
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree) {
     const ImageView& view = image.view;
     std::vector<MidiNoteChunk> chunks;
     if (view.length < 65 || view.u8(17) != 0) return chunks;
-    for (const PtxBlock& block : walkBlockTree(view)) {
+    for (const PtxBlock& block : tree) {
         if (block.contentType != kNoteBlock) continue;
         const uint64_t end = block.end();
         uint64_t p = block.start();
@@ -293,9 +298,13 @@ std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image) {
 
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<MidiNoteChunk>& chunks,
                                 ClipLists& lists) {
+    readMidiClipsAndPlacements(image, walkBlockTree(image.view), chunks, lists);
+}
+
+void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<PtxBlock>& tree,
+                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists) {
     const ImageView& view = image.view;
     if (view.length < 65 || view.u8(17) != 0) return;
-    const std::vector<PtxBlock> tree = walkBlockTree(view);
     readFirstRoute(view, tree, chunks, lists);
     readSecondRoute(view, tree, chunks, lists);
     readPlacements(view, tree, lists);
@@ -320,7 +329,7 @@ std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image) {
             row.chunkId.push_back(view.u32(n + 11));
             row.colour.push_back(static_cast<int16_t>(view.u16(n + 25)));
             row.overlapState.push_back(view.u8(n + 24));
-            row.live.push_back(view.holds(c + 49, 1) && (view.u8(n + 39) != 0 || view.u8(n + 10) != 0));
+            row.live.push_back(view.length >= c + 49 && (view.u8(n + 39) != 0 || view.u8(n + 10) != 0));
             const uint64_t stored = fiveBytes(view, n + 16);
             row.position.push_back(stored > kBias ? stored - kBias : kBias - stored);
             row.stored.push_back(stored);
@@ -351,7 +360,8 @@ std::map<std::string, MidiTrackControls> readMidiTrackControls(const SessionImag
     return controls;
 }
 
-std::map<std::string, MidiRealTime> readMidiRealTime(const SessionImage& image, const std::vector<SessionTrack>& tracks) {
+std::map<std::string, MidiRealTime> readMidiRealTime(const SessionImage& image,
+                                                     const std::vector<SessionTrack>& tracks) {
     const ImageView& view = image.view;
     std::vector<uint64_t> blocks;
     for (uint64_t b : image.scan(0x2502)) {
@@ -398,20 +408,21 @@ std::vector<MidiOutputRow> readMidiOutputs(const SessionImage& image) {
             if (view.u8(p) != 'Z' || view.u16(p + 7) != 0x2005 || endOf(view, p) > end) continue;
             MidiOutputRow row;
             const uint64_t rowEnd = endOf(view, p);
-            bool named = false;
+            bool nameSeen = false;
             for (uint64_t q = p + 9; q + 9 <= rowEnd;) {
                 if (view.u8(q) != 'Z' || endOf(view, q) > rowEnd || view.u32(q + 3) == 0) {
                     ++q;
                     continue;
                 }
                 const uint16_t type = view.u16(q + 7);
-                if (type == 0x2006 && !named) {
+                if (type == 0x2006) {
+                    // Only the first name block of a row is read, whatever it holds.
                     const uint32_t length = view.u32(q + 11);
-                    if (length >= 1 && length <= 199 && view.holds(q + 15, length + 1)) {
+                    if (!nameSeen && length >= 1 && length <= 199 && view.holds(q + 15, length + 1)) {
                         row.name = view.text(q + 15, length);
                         row.channel = view.u8(q + 15 + length) + 1;
-                        named = true;
                     }
+                    nameSeen = true;
                 } else if (type == 0x2086 || type == 0x208C) {
                     q += 9;  // step into them
                     continue;

@@ -20,6 +20,8 @@ struct MidiNoteChunk {
 };
 // Every note chunk, in file order, empty ones included.
 std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image);
+// The same, over a block tree already walked.
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree);
 
 constexpr uint8_t kPitchBend = 1;
 constexpr uint8_t kController = 2;
@@ -51,6 +53,8 @@ std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image);
 // entries of lists.midiPlacements, whose clipless entries are then removed.
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<MidiNoteChunk>& chunks,
                                 ClipLists& lists);
+void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<PtxBlock>& tree,
+                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists);
 
 // One MIDI playlist (0x1057): per placement, in parallel lists, the stacking
 // state that says which of two overlapping MIDI clips lies on top.

@@ -35,28 +35,24 @@ ProgramRun runProgram(const std::vector<std::string>& args, const std::string& e
     return run;
 }
 
+// The exit code, a blank, then standard output.
+std::string outcome(const std::vector<std::string>& args) {
+    const ProgramRun run = runProgram(args);
+    return std::to_string(run.exitCode) + " " + run.out;
+}
+
 }  // namespace
 
 TEST(Entry, JobsAndExitCodes) {
-    ProgramRun run = runProgram({"--version"});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out, "trellum 1.0.1 (build 287)\n");
-
-    run = runProgram({"--help", "--bogus"});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.out, helpText());
-
-    run = runProgram({"x.ptx", "--tempo"});
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.out, "\n  Unknown option: --tempo\n\n  Nothing was converted. Run  trellum --help  for the options\n"
-                       "  this version understands.\n");
-
-    run = runProgram({"--no-pause"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.out, "trellum: drag a .ptx file onto this program.\n");
+    EXPECT_EQ(outcome({"--version"}), "0 trellum 1.0.1 (build 287)\n");
+    EXPECT_EQ(outcome({"--help", "--bogus"}), std::string("0 ") + helpText());
+    EXPECT_EQ(outcome({"x.ptx", "--tempo"}),
+              "2 \n  Unknown option: --tempo\n\n  Nothing was converted. Run  trellum --help  for the options\n"
+              "  this version understands.\n");
+    EXPECT_EQ(outcome({"--no-pause"}), "1 trellum: drag a .ptx file onto this program.\n");
 
     // The pause asks for Enter; standard input is empty, so it returns at once.
-    run = runProgram({"--pause", "--bogus"});
+    ProgramRun run = runProgram({"--pause", "--bogus"});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.out.find("this version understands.\n\n  Press Enter to close.\n"), std::string::npos);
 

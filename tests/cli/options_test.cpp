@@ -19,36 +19,29 @@ void touch(const std::string& path) { std::ofstream(path) << "x"; }
 
 TEST(OptionScan, DefaultsAndValues) {
     CommandLine line = scan({"song.ptx"});
+    const ConvertOptions& d = line.options;
     EXPECT_EQ(line.job, EntryJob::convert);
-    EXPECT_EQ(line.options.programPath, "/opt/trellum/trellum");
-    EXPECT_EQ(line.options.audioDir, "Audio Files");
-    EXPECT_TRUE(line.options.keepAltTakes);
-    EXPECT_TRUE(line.options.preferVst3);
-    EXPECT_TRUE(line.options.placeholders);
-    EXPECT_EQ(line.options.commentsMode, 1);
-    EXPECT_EQ(line.pauseAtEnd, 0);
+    EXPECT_EQ(d.programPath + "|" + d.audioDir, "/opt/trellum/trellum|Audio Files");
+    EXPECT_TRUE(d.keepAltTakes && d.preferVst3 && d.placeholders && d.commentsMode == 1 && line.pauseAtEnd == 0);
     ASSERT_EQ(line.positional, std::vector<std::string>{"song.ptx"});
 
     line = scan({"--tempo", "97.5", "-o", "-weird.rpp", "--audio-dir", "media", "--params", "a.tsv", "x.ptx",
                  "--params", "b.tsv", "--pt-theme", "light", "--comments", "item", "--usage-json", "u.json",
                  "--dump-corpus", "corpus", "--vstini", "v.ini", "--want-params", "w.txt"});
+    const ConvertOptions& o = line.options;
     EXPECT_EQ(line.job, EntryJob::convert);
-    EXPECT_DOUBLE_EQ(line.options.tempoOverride, 97.5);
-    EXPECT_EQ(line.options.outputPath, "-weird.rpp");  // a value is taken whatever it looks like
-    EXPECT_EQ(line.options.audioDir, "media");
-    EXPECT_TRUE(line.options.audioDirGiven);
-    EXPECT_EQ(line.options.paramFiles, (std::vector<std::string>{"a.tsv", "b.tsv"}));
-    EXPECT_EQ(line.options.ptTheme, 1);
-    EXPECT_EQ(line.options.commentsMode, 0);
-    EXPECT_EQ(line.options.usageJsonPath, "u.json");
-    EXPECT_EQ(line.options.corpusDir, "corpus");
-    EXPECT_EQ(line.options.vstIniPath, "v.ini");
-    EXPECT_EQ(line.options.wantParamsPath, "w.txt");
+    EXPECT_DOUBLE_EQ(o.tempoOverride, 97.5);
+    // A value is taken whatever it looks like.
+    EXPECT_EQ(o.outputPath + "|" + o.audioDir + "|" + o.usageJsonPath + "|" + o.corpusDir + "|" + o.vstIniPath + "|" +
+                  o.wantParamsPath,
+              "-weird.rpp|media|u.json|corpus|v.ini|w.txt");
+    EXPECT_TRUE(o.audioDirGiven);
+    EXPECT_EQ(o.paramFiles, (std::vector<std::string>{"a.tsv", "b.tsv"}));
+    EXPECT_EQ(std::make_pair(o.ptTheme, o.commentsMode), std::make_pair(1, 0));
     EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
 
-    EXPECT_EQ(scan({"--pt-theme", "auto"}).options.ptTheme, 0);
-    EXPECT_EQ(scan({"--pt-theme", "blue"}).options.ptTheme, 0);
-    EXPECT_EQ(scan({"--pt-theme", "dark"}).options.ptTheme, 2);
+    for (auto [theme, code] : {std::pair{"auto", 0}, {"blue", 0}, {"dark", 2}})
+        EXPECT_EQ(scan({"--pt-theme", theme}).options.ptTheme, code) << theme;
     EXPECT_EQ(scan({"--comments", "none"}).options.commentsMode, 2);
     EXPECT_EQ(scan({"--comments", "anything"}).options.commentsMode, 1);
     EXPECT_EQ(scan({"--tempo", "fast"}).options.tempoOverride, 0);
@@ -70,8 +63,7 @@ TEST(OptionScan, RepeatsAliasesAndLastWins) {
 
     // --check turns the report off; a later --report turns it back on.
     CommandLine checked = scan({"--report", "--check"});
-    EXPECT_TRUE(checked.options.checkOnly);
-    EXPECT_FALSE(checked.options.writeReport);
+    EXPECT_TRUE(checked.options.checkOnly && !checked.options.writeReport);
     EXPECT_TRUE(scan({"--check", "--report"}).options.writeReport);
 
     CommandLine flags = scan({"--list", "--no-stretch", "--keep-fade-clips", "--no-fades", "--dump-cache", "--dump-cc",
@@ -92,44 +84,43 @@ TEST(OptionScan, RepeatsAliasesAndLastWins) {
 }
 
 TEST(OptionScan, TempoRampsTakesAnOptionalWord) {
-    CommandLine line = scan({"--tempo-ramps", "x.ptx"});
-    EXPECT_TRUE(line.options.tempoRamps);
-    EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
-    line = scan({"--tempo-ramps", "steps", "x.ptx"});
-    EXPECT_FALSE(line.options.tempoRamps);
-    EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
-    line = scan({"x.ptx", "--tempo-ramps", "ramps"});
-    EXPECT_TRUE(line.options.tempoRamps);
-    EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
-    EXPECT_TRUE(scan({"--tempo-ramps"}).options.tempoRamps);
+    for (const auto& [args, ramps] : std::vector<std::pair<std::vector<std::string>, bool>>{
+             {{"--tempo-ramps", "x.ptx"}, true}, {{"--tempo-ramps", "steps", "x.ptx"}, false},
+             {{"x.ptx", "--tempo-ramps", "ramps"}, true}, {{"x.ptx", "--tempo-ramps"}, true}}) {
+        CommandLine line = scan(args);
+        EXPECT_EQ(line.options.tempoRamps, ramps) << args[1];
+        EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"}) << args[1];
+    }
 }
 
 TEST(OptionScan, TheScanStopsAtVersionHelpOrUnknown) {
-    CommandLine line = scan({"--tempo"});
-    EXPECT_EQ(line.job, EntryJob::unknownOption);
-    EXPECT_EQ(line.unknownArgument, "--tempo");
-    line = scan({"x.ptx", "--learn", "chain"});
-    EXPECT_EQ(line.job, EntryJob::unknownOption);
-    EXPECT_EQ(line.unknownArgument, "--learn");
-    EXPECT_EQ(scan({"-"}).job, EntryJob::unknownOption);
-    EXPECT_EQ(scan({"--Check"}).job, EntryJob::unknownOption);  // case matters
-    EXPECT_EQ(scan({"--check=yes"}).job, EntryJob::unknownOption);
-
-    // Whichever of help and an unknown option comes first decides.
-    EXPECT_EQ(scan({"--bogus", "--help"}).job, EntryJob::unknownOption);
-    EXPECT_EQ(scan({"--help", "--bogus"}).job, EntryJob::help);
-    EXPECT_EQ(scan({"-h"}).job, EntryJob::help);
-    line = scan({"--no-pause", "--version", "--bogus"});
-    EXPECT_EQ(line.job, EntryJob::version);
-    line = scan({"--bogus", "--version"});
-    EXPECT_EQ(line.job, EntryJob::unknownOption);
-    EXPECT_EQ(line.unknownArgument, "--bogus");
+    const struct {
+        std::vector<std::string> args;
+        EntryJob job;
+        const char* unknown;
+    } cases[] = {
+        {{"--tempo"}, EntryJob::unknownOption, "--tempo"},  // a value missing
+        {{"x.ptx", "--learn", "chain"}, EntryJob::unknownOption, "--learn"},
+        {{"-"}, EntryJob::unknownOption, "-"},
+        {{"--Check"}, EntryJob::unknownOption, "--Check"},  // case matters
+        {{"--check=yes"}, EntryJob::unknownOption, "--check=yes"},
+        // Whichever of help, version and an unknown option comes first decides.
+        {{"--bogus", "--help"}, EntryJob::unknownOption, "--bogus"},
+        {{"--help", "--bogus"}, EntryJob::help, ""},
+        {{"-h"}, EntryJob::help, ""},
+        {{"--no-pause", "--version", "--bogus"}, EntryJob::version, ""},
+        {{"--bogus", "--version"}, EntryJob::unknownOption, "--bogus"},
+    };
+    for (const auto& c : cases) {
+        const CommandLine line = scan(c.args);
+        EXPECT_EQ(std::make_pair(line.job, line.unknownArgument), std::make_pair(c.job, std::string(c.unknown)))
+            << c.args[0];
+    }
 
     // --learn with both values hands the run over, whatever else was given.
-    line = scan({"x.ptx", "--learn", "chain.RfxChain", "FabFPrC2", "--check"});
+    const CommandLine line = scan({"x.ptx", "--learn", "chain.RfxChain", "FabFPrC2", "--check"});
     EXPECT_EQ(line.job, EntryJob::learn);
-    EXPECT_EQ(line.learnChainPath, "chain.RfxChain");
-    EXPECT_EQ(line.learnSignature, "FabFPrC2");
+    EXPECT_EQ(line.learnChainPath + " " + line.learnSignature, "chain.RfxChain FabFPrC2");
 }
 
 TEST(OptionScan, EmptyArgumentsAreSkippedUnlessAValue) {

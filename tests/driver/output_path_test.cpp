@@ -17,37 +17,36 @@ TEST(OutputPath, ExtensionRules) {
     EXPECT_EQ(secondPassPath("dir.v2/out"), "dir.v2/out-2nd.rpp");
 }
 
+namespace {
+
+// The chosen path, with the name wanted when another was taken, and "null" for the null device.
+std::string chosen(const ConvertOptions& options) {
+    const OutputChoice choice = chooseOutputPath(options);
+    return choice.path + (choice.renamed ? " for " + choice.wanted : "") + (choice.nullDevice ? " null" : "");
+}
+
+}  // namespace
+
 TEST(OutputPath, NumbersAroundExistingFiles) {
     const std::string folder = makeTempFolder("outpath");
     ConvertOptions options = optionsFor(folder + "/x.ptx");
-
-    OutputChoice choice = chooseOutputPath(options);
-    EXPECT_EQ(choice.path, folder + "/x.rpp");
-    EXPECT_FALSE(choice.renamed);
-
+    EXPECT_EQ(chosen(options), folder + "/x.rpp");
     writeFileText(folder + "/x.rpp", "old");
     writeFileText(folder + "/x (1).rpp", "old");
-    choice = chooseOutputPath(options);
-    EXPECT_EQ(choice.path, folder + "/x (2).rpp");
-    EXPECT_EQ(choice.wanted, folder + "/x.rpp");
-    EXPECT_TRUE(choice.renamed);
-
+    EXPECT_EQ(chosen(options), folder + "/x (2).rpp for " + folder + "/x.rpp");
     options.overwrite = true;
-    choice = chooseOutputPath(options);
-    EXPECT_EQ(choice.path, folder + "/x.rpp");
-    EXPECT_FALSE(choice.renamed);
+    EXPECT_EQ(chosen(options), folder + "/x.rpp");
 
     // --check goes to the null device, --overwrite or not, with no name search.
     options.checkOnly = true;
-    EXPECT_EQ(chooseOutputPath(options).path, nullDevicePath());
+    EXPECT_EQ(chosen(options), nullDevicePath() + std::string(" null"));
     options.overwrite = false;
-    EXPECT_TRUE(chooseOutputPath(options).nullDevice);
-    EXPECT_FALSE(chooseOutputPath(options).renamed);
+    EXPECT_EQ(chosen(options), nullDevicePath() + std::string(" null"));
 
     // A folder with a dot and a name without extension: the number goes last.
     const std::string dotted = makeTempFolder("out.v2");
-    ConvertOptions withO = optionsFor(folder + "/x.ptx");
-    withO.outputPath = dotted + "/out";
+    options = optionsFor(folder + "/x.ptx");
+    options.outputPath = dotted + "/out";
     writeFileText(dotted + "/out", "old");
-    EXPECT_EQ(chooseOutputPath(withO).path, dotted + "/out (1)");
+    EXPECT_EQ(chosen(options), dotted + "/out (1) for " + dotted + "/out");
 }

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "session/blocks.h"
@@ -56,11 +58,26 @@ bool referenceParse(const ImageView& image, uint64_t position, uint64_t limit, P
 }
 
 void expectSameTree(const PtxBlock& a, const PtxBlock& b) {
-    ASSERT_EQ(a.offset, b.offset);
-    ASSERT_EQ(a.blockSize, b.blockSize);
-    ASSERT_EQ(a.contentType, b.contentType);
+    ASSERT_EQ(std::tie(a.offset, a.blockSize, a.contentType), std::tie(b.offset, b.blockSize, b.contentType));
     ASSERT_EQ(a.children.size(), b.children.size()) << "at " << a.offset;
     for (size_t k = 0; k < a.children.size(); ++k) expectSameTree(a.children[k], b.children[k]);
+}
+
+// A block and its children as text: content type, start and end of each.
+std::string tree(const PtxBlock& b) {
+    char head[64];
+    std::snprintf(head, sizeof head, "%04X %llu-%llu", b.contentType, static_cast<unsigned long long>(b.start()),
+                  static_cast<unsigned long long>(b.end()));
+    std::string text = head;
+    for (size_t k = 0; k < b.children.size(); ++k) text += (k == 0 ? " (" : ", ") + tree(b.children[k]);
+    return b.children.empty() ? text : text + ")";
+}
+
+// The verdict of the damage check, the end of the last complete block and the chain break.
+std::string checked(const std::vector<uint8_t>& bytes) {
+    const ImageCheck check = checkImage(viewOf(bytes));
+    return std::string(damageWord(check.verdict)) + " " + std::to_string(check.lastCompleteEnd) + " " +
+           std::to_string(check.chainBreak);
 }
 
 TEST(BlockParse, AgreesWithTheRecursiveForm) {
@@ -82,8 +99,7 @@ TEST(BlockParse, AgreesWithTheRecursiveForm) {
     for (const std::vector<uint8_t>& bytes : images) {
         const ImageView image = viewOf(bytes);
         for (uint64_t p = 0; p < bytes.size(); p += 1 + p / 64) {
-            PtxBlock mine;
-            PtxBlock theirs;
+            PtxBlock mine, theirs;
             const bool parsed = parseBlockAt(image, p, bytes.size(), mine);
             ASSERT_EQ(parsed, referenceParse(image, p, bytes.size(), theirs)) << p;
             if (parsed) expectSameTree(mine, theirs);
@@ -96,11 +112,7 @@ TEST(BlockParse, RefusesHeadsThatDoNotFit) {
     // "Z", type 1, size 2, content type 0x1028, one byte behind.
     const std::vector<uint8_t> good = {'Z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10, 0x00};
     ASSERT_TRUE(parseBlockAt(viewOf(good), 0, good.size(), block));
-    EXPECT_EQ(block.offset, 7u);
-    EXPECT_EQ(block.blockSize, 2u);
-    EXPECT_EQ(block.blockType, 1);
-    EXPECT_EQ(block.contentType, 0x1028);
-    EXPECT_EQ(block.end(), 9u);
+    EXPECT_EQ(tree(block) + " type " + std::to_string(block.blockType), "1028 0-9 type 1");
 
     const std::vector<std::vector<uint8_t>> refused = {
         {'Z', 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x28},              // content type cut: position + 8 is the end
@@ -122,8 +134,7 @@ TEST(BlockParse, RefusesHeadsThatDoNotFit) {
 }
 
 TEST(BlockParse, FindsNestedChildrenAndPassesOverFalseOnes) {
-    ImageBuilder b;
-    const size_t outer = b.position();
+    ImageBuilder b;  // the block at 20, just behind the head
     b.openBlock(0x1004, 2);
     b.u32(3);
     // A false head: "Z" with the block type 0x015A. The search goes on at the next
@@ -135,26 +146,17 @@ TEST(BlockParse, FindsNestedChildrenAndPassesOverFalseOnes) {
     b.closeBlock();
     b.block(0x1003, {9, 9});
     b.closeBlock();
-    const size_t outerEnd = b.position();
     b.zeros(40);
 
     PtxBlock block;
-    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), outer, b.image().size(), block));
-    EXPECT_EQ(block.contentType, 0x1004);
-    ASSERT_EQ(block.children.size(), 2u);
-    EXPECT_EQ(block.children[0].contentType, 0x103A);
-    EXPECT_EQ(block.children[0].start(), outer + 14);
-    ASSERT_EQ(block.children[0].children.size(), 1u);
-    EXPECT_EQ(block.children[0].children[0].contentType, 0x1001);
-    EXPECT_EQ(block.children[1].contentType, 0x1003);
-    EXPECT_EQ(block.children[1].end(), outerEnd);
+    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), 20, b.image().size(), block));
+    EXPECT_EQ(tree(block), "1004 20-72 (103A 34-61 (1001 48-61), 1003 61-72)");
 
     // The search of a body stops once the width of the child just found would carry
     // it past the limit: with the limit at the block's own end, the second child,
     // narrower than the first, is not reached.
-    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), outer, outerEnd, block));
-    ASSERT_EQ(block.children.size(), 1u);
-    EXPECT_EQ(block.children[0].contentType, 0x103A);
+    ASSERT_TRUE(parseBlockAt(viewOf(b.image()), 20, 72, block));
+    EXPECT_EQ(tree(block), "1004 20-72 (103A 34-61 (1001 48-61))");
 }
 
 TEST(BlockWalk, StepsByTheLastAcceptedWidth) {
@@ -172,8 +174,7 @@ TEST(BlockWalk, StepsByTheLastAcceptedWidth) {
 
     const std::vector<PtxBlock> top = walkBlockTree(viewOf(b.image()));
     ASSERT_EQ(top.size(), 2u);
-    EXPECT_EQ(top[0].start(), 21u);
-    EXPECT_EQ(top[1].start(), 53u);
+    EXPECT_EQ(tree(top[0]) + ", " + tree(top[1]), "0001 21-37, 0002 53-69");
 
     // No tree for a big-endian image or one under 65 bytes.
     std::vector<uint8_t> bigEndian = b.image();
@@ -183,34 +184,28 @@ TEST(BlockWalk, StepsByTheLastAcceptedWidth) {
     EXPECT_TRUE(walkBlockTree(viewOf(tiny)).empty());
 }
 
-TEST(BlockScan, IndexAnswersAsTheByteScanOnRandomImages) {
+TEST(BlockScan, IndexAnswersAsTheByteScan) {
     std::mt19937 random(20240611);
     // Bytes drawn mostly from the head alphabet, so that many positions look like heads.
     const uint8_t alphabet[] = {'Z', 0x00, 0x00, 0x01, 0x02, 0x05, 0x10, 0x28};
-    const uint16_t types[] = {0x0000, 0x0001, 0x0100, 0x1028, 0x2801, 0x0505};
     for (int round = 0; round < 200; ++round) {
         std::vector<uint8_t> bytes(random() % 400);
         for (uint8_t& byte : bytes)
             byte = random() % 4 == 0 ? static_cast<uint8_t>(random()) : alphabet[random() % 8];
         const ImageView image = viewOf(bytes);
         const SessionImage session = makeSessionImage(image);
-        for (uint16_t type : types) {
+        for (uint16_t type : {0x0000, 0x0001, 0x0100, 0x1028, 0x2801, 0x0505}) {
             ASSERT_EQ(session.scan(type), referenceScan(image, type, 0, bytes.size())) << round;
-            const uint64_t from = random() % (bytes.size() + 10);
-            const uint64_t to = random() % (bytes.size() + 20);
+            const uint64_t from = random() % (bytes.size() + 10), to = random() % (bytes.size() + 20);
             ASSERT_EQ(session.scan(type, from, to), referenceScan(image, type, from, to))
                 << "round " << round << " from " << from << " to " << to;
         }
     }
-}
 
-TEST(BlockScan, IndexAnswersAsTheByteScanOnRealSessions) {
-    const std::string folder = realSessionFolder();
-    if (folder.empty()) GTEST_SKIP() << "no real sessions";
-    std::vector<std::string> paths = filesEnding(folder, ".ptx");
+    // The real sessions and one bench session, in little time each.
+    std::vector<std::string> paths = filesEnding(realSessionFolder(), ".ptx");
     const std::vector<std::string> bench = filesEnding(TRELLUM_SHARED_DIR "/bench", ".ptx");
     if (!bench.empty()) paths.push_back(bench.front());
-    const uint16_t types[] = {0x1028, 0x1004, 0x103A, 0x1001, 0x2519, 0x2067, 0x262F, 0x0002, 0x0000};
     for (const std::string& path : paths) {
         const std::vector<uint8_t> bytes = decryptedImage(path);
         const ImageView image = viewOf(bytes);
@@ -218,7 +213,7 @@ TEST(BlockScan, IndexAnswersAsTheByteScanOnRealSessions) {
         const SessionImage session = makeSessionImage(image);
         const uint64_t n = bytes.size();
         const uint64_t ranges[][2] = {{0, n}, {0, n / 2}, {n / 3, 2 * n / 3}, {n - 5000, n + 7}, {20, 31}};
-        for (uint16_t type : types)
+        for (uint16_t type : {0x1028, 0x1004, 0x103A, 0x1001, 0x2519, 0x2067, 0x262F, 0x0002, 0x0000})
             for (const auto& range : ranges)
                 ASSERT_EQ(session.scan(type, range[0], range[1]), referenceScan(image, type, range[0], range[1]))
                     << path << " type " << type << " from " << range[0] << " to " << range[1];
@@ -231,47 +226,27 @@ TEST(BlockScan, IndexAnswersAsTheByteScanOnRealSessions) {
 }
 
 TEST(DamageCheck, SmallImagesShowEachVerdict) {
-    // Nine bytes or fewer: nothing complete, verdict none.
-    const std::vector<uint8_t> nine = {'Z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10};
-    ImageCheck check = checkImage(viewOf(nine));
-    EXPECT_EQ(check.lastCompleteEnd, 0u);
-    EXPECT_EQ(check.verdict, DamageVerdict::none);
+    // Nine bytes or fewer, or no "Z" anywhere: nothing complete, verdict none.
+    EXPECT_EQ(checked({'Z', 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28, 0x10}), "none 0 0");
+    EXPECT_EQ(checked(std::vector<uint8_t>(50, 0x11)), "none 0 0");
 
-    // No "Z" anywhere.
-    check = checkImage(viewOf(std::vector<uint8_t>(50, 0x11)));
-    EXPECT_EQ(check.lastCompleteEnd, 0u);
-    EXPECT_EQ(check.verdict, DamageVerdict::none);
-
-    // Two blocks that reach exactly to the end: whole.
+    // Two blocks that reach exactly to the end (20 + 21 + 39 bytes): whole.
     ImageBuilder b;
     b.block(0x1028, std::vector<uint8_t>(12, 1));
-    const size_t second = b.position();
     b.block(0x1004, std::vector<uint8_t>(30, 2));
-    check = checkImage(viewOf(b.image()));
-    EXPECT_EQ(check.lastCompleteEnd, b.image().size());
-    EXPECT_EQ(check.chainBreak, b.image().size());
-    EXPECT_EQ(check.verdict, DamageVerdict::none);
-    EXPECT_STREQ(damageWord(check.verdict), "none");
-
+    EXPECT_EQ(checked(b.image()), "none 80 80");
     // One stray byte behind: incomplete by 1 byte.
     std::vector<uint8_t> stray = b.image();
     stray.push_back(0);
-    check = checkImage(viewOf(stray));
-    EXPECT_EQ(check.verdict, DamageVerdict::incomplete);
-    EXPECT_EQ(stray.size() - check.lastCompleteEnd, 1u);
-    EXPECT_STREQ(damageWord(check.verdict), "incomplete");
+    EXPECT_EQ(checked(stray), "incomplete 80 80");
 
     // Size 0 in the second block ends the chain there, while a block further on
     // (inside the old second body) still reaches the end.
     std::vector<uint8_t> hole = b.image();
-    for (int k = 0; k < 4; ++k) hole[second + 3 + k] = 0;
+    std::fill(hole.begin() + 44, hole.begin() + 48, 0);  // the size of the block at 41
     const std::vector<uint8_t> tail = {'Z', 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x33, 0x10, 0x00};
     std::copy(tail.begin(), tail.end(), hole.end() - tail.size());
-    check = checkImage(viewOf(hole));
-    EXPECT_EQ(check.lastCompleteEnd, hole.size());
-    EXPECT_EQ(check.chainBreak, second);
-    EXPECT_EQ(check.verdict, DamageVerdict::damaged);
-    EXPECT_STREQ(damageWord(check.verdict), "damaged");
+    EXPECT_EQ(checked(hole), "damaged 80 41");
 }
 
 TEST(DamageCheck, RealSessionsCutShortOrHoledAreFound) {
@@ -293,11 +268,9 @@ TEST(DamageCheck, RealSessionsCutShortOrHoledAreFound) {
         // Cut inside that last block: everything from its start on is behind the
         // last complete block.
         for (uint64_t cut : {1u, 9u, 100u, 1000u}) {
-            const ImageView shorter{bytes.data(), bytes.size() - cut};
-            const ImageCheck check = checkImage(shorter);
-            EXPECT_EQ(check.verdict, DamageVerdict::incomplete) << path << " cut " << cut;
-            EXPECT_EQ(shorter.length - check.lastCompleteEnd, shorter.length - lastStart)
-                << path << " cut " << cut;
+            const ImageCheck check = checkImage(ImageView{bytes.data(), bytes.size() - cut});
+            EXPECT_EQ(std::make_pair(check.verdict, check.lastCompleteEnd),
+                      std::make_pair(DamageVerdict::incomplete, lastStart)) << path << " cut " << cut;
         }
 
         // Zero 64 bytes from inside one top-level block over the head of the next,
@@ -310,8 +283,8 @@ TEST(DamageCheck, RealSessionsCutShortOrHoledAreFound) {
         std::vector<uint8_t> holed = bytes;
         std::fill(holed.begin() + middle->start() - 16, holed.begin() + middle->start() + 48, 0);
         const ImageCheck check = checkImage(viewOf(holed));
-        EXPECT_EQ(check.verdict, DamageVerdict::damaged) << path;
-        EXPECT_EQ(check.chainBreak, middle->start()) << path;
+        EXPECT_EQ(std::make_pair(check.verdict, check.chainBreak),
+                  std::make_pair(DamageVerdict::damaged, middle->start())) << path;
     }
 }
 

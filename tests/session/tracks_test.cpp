@@ -41,8 +41,11 @@ void listRow(ImageBuilder& b, const std::string& name, uint16_t rowType = 0, uin
     b.closeBlock();
 }
 
-std::string describe(const SessionTrack& t) {
-    return std::to_string(t.kind) + " " + t.name + "/" + t.currentName + (t.active ? "" : " inactive");
+Names described(const std::vector<SessionTrack>& rows) {
+    Names lines;
+    for (const SessionTrack& t : rows)
+        lines.push_back(std::to_string(t.kind) + " " + t.name + "/" + t.currentName + (t.active ? "" : " inactive"));
+    return lines;
 }
 
 Names effectiveNames(const std::vector<SessionTrack>& rows) {
@@ -83,7 +86,7 @@ TEST(TrackBlocks, RowsNamesActivityAndCurrentNames) {
         b.u8(7);
         b.block(0x2627, {0, 0});  // no zero before the marker: active
         b.closeBlock();
-        size_t firstEnd = b.position();
+        const uint64_t firstEnd = b.position();
         b.openBlock(0x261D);  // a master fader; the audio block inside it is no track
         named(b, 0x2619, "Master 1");
         b.openBlock(0x261B);
@@ -102,14 +105,12 @@ TEST(TrackBlocks, RowsNamesActivityAndCurrentNames) {
         EXPECT_EQ(tracks.rows[0].blockStart, 20u);
         EXPECT_EQ(tracks.rows[0].blockEnd, firstEnd);
         // Names fit at once or twice the row count, not otherwise.
-        bool fits = listed != 4;
+        const bool fits = listed != 4;
         EXPECT_EQ(tracks.currentNamesFitted, fits);
-        std::string a(80, 'a');
-        Names expected = fits ? Names{"9755 " + a + "/now 0", "9757 Master 1/now 1", "9760 /now 2 inactive"}
-                              : Names{"9755 " + a + "/", "9757 Master 1/", "9760 / inactive"};
-        Names got;
-        for (const SessionTrack& t : tracks.rows) got.push_back(describe(t));
-        EXPECT_EQ(got, expected) << listed;
+        const std::string a(80, 'a');
+        const Names expected = fits ? Names{"9755 " + a + "/now 0", "9757 Master 1/now 1", "9760 /now 2 inactive"}
+                                    : Names{"9755 " + a + "/", "9757 Master 1/", "9760 / inactive"};
+        EXPECT_EQ(described(tracks.rows), expected) << listed;
     }
 }
 
@@ -126,14 +127,12 @@ TEST(TrackList, RowsUntilTheRepeatAndInactiveNames) {
     b.closeBlock();
     SessionImage image = imageOf(b);
 
-    std::vector<TrackListRow> rows = readTrackListRows(image);
-    ASSERT_EQ(rows.size(), 5u);
-    EXPECT_EQ(rows[0].rowId, 0x1122334455667788ULL);
-    EXPECT_EQ(rows[1].rowId, 0u);
-    EXPECT_EQ(rows[1].width, 2);
-    EXPECT_EQ(std::vector<bool>({rows[0].rowFlag, rows[1].rowFlag, rows[2].rowFlag}),
-              std::vector<bool>({true, true, false}));
-    EXPECT_EQ(rows[4].name, std::string(200, 'x'));
+    Names rows;
+    for (const TrackListRow& r : readTrackListRows(image))
+        rows.push_back(r.name + " " + std::to_string(r.rowType) + " " + std::to_string(r.width) +
+                       (r.rowFlag ? " flag " : " ") + std::to_string(r.rowId));
+    EXPECT_EQ(rows, (Names{"Vox 0 2 flag " + std::to_string(0x1122334455667788ULL), "Gtr 11 2 flag 0", "Keys 0 2 0",
+                           std::string(80, 'k') + " 0 2 0", std::string(200, 'x') + " 0 2 0"}));
     EXPECT_EQ(readInactiveNames(image), (Names{"Keys", std::string(80, 'k')}));
 
     // Rows of L + 61 to L + 72 bytes are read; one row outside that empties the list.
