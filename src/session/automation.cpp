@@ -21,11 +21,9 @@ constexpr uint16_t kMidiLaneHolder = 0x2611;
 constexpr uint16_t kMidiState = 0x2036;
 constexpr uint32_t kLaneMinSize = 32;
 
-uint64_t endOf(const ImageView& view, uint64_t z) { return z + 7 + view.u32(z + 3); }
-
 // A block at z with a non-zero size whose end lies inside [.., limit].
 bool validBlock(const ImageView& view, uint64_t z, uint64_t limit) {
-    return view.u8(z) == 'Z' && view.u8(z + 2) == 0 && view.u32(z + 3) != 0 && endOf(view, z) <= limit;
+    return view.u8(z) == 'Z' && view.u8(z + 2) == 0 && view.u32(z + 3) != 0 && blockEndAt(view, z) <= limit;
 }
 
 struct Span {
@@ -133,8 +131,8 @@ LaneGroups groupLanes(const SessionImage& image, uint64_t rangeStart, uint64_t r
     LaneGroups result;
     std::vector<Span> spans;
     for (uint64_t g : image.scan(kPannerGroup, rangeStart, rangeEnd)) {
-        if (view.u32(g + 3) == 0 || endOf(view, g) > rangeEnd) continue;
-        spans.push_back({g, endOf(view, g)});
+        if (view.u32(g + 3) == 0 || blockEndAt(view, g) > rangeEnd) continue;
+        spans.push_back({g, blockEndAt(view, g)});
     }
     result.groups.resize(spans.size());
     // Any "Z" with the lane type at +7 is a lane here; no other test is made.
@@ -171,12 +169,12 @@ int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t bloc
         }
     }
     if (!found) return 1;
-    const uint8_t b = view.u8(endOf(view, first));
+    const uint8_t b = view.u8(blockEndAt(view, first));
     if (b > 1) return 2;
     if (b == 1) return 1;
     for (uint64_t h : image.scan(kRowHolder, blockStart, blockEnd)) {
         if (!validBlock(view, h, blockEnd)) continue;
-        const LaneGroups groups = groupLanes(image, h, endOf(view, h));
+        const LaneGroups groups = groupLanes(image, h, blockEndAt(view, h));
         if (groups.groups.size() < 2 || groups.groups[0].empty()) return 0;
         AutomationLane lane;
         readLane(view, groups.groups[0][0], lane);
@@ -190,8 +188,8 @@ void readStripLanes(const SessionImage& image, std::vector<StripRow>& strips) {
     std::vector<std::pair<Span, uint16_t>> spans;
     for (uint16_t type : {kAudioTrack, kMasterFader, kMidiTrack, kInstrumentTrack}) {
         for (uint64_t z : image.scan(type)) {
-            if (view.u32(z + 3) == 0 || endOf(view, z) > view.length) continue;
-            spans.push_back({{z, endOf(view, z)}, type});
+            if (view.u32(z + 3) == 0 || blockEndAt(view, z) > view.length) continue;
+            spans.push_back({{z, blockEndAt(view, z)}, type});
         }
     }
     const bool dump = std::getenv("PTX_DUMP_LANES") != nullptr;
@@ -210,7 +208,7 @@ void readStripLanes(const SessionImage& image, std::vector<StripRow>& strips) {
         const Span& span = best->first;
         Span range = span;
         for (uint64_t h : image.scan(kRowHolder, span.start, span.end)) {
-            if (view.u32(h + 3) != 0 && endOf(view, h) <= span.end) range = {h, endOf(view, h)};
+            if (view.u32(h + 3) != 0 && blockEndAt(view, h) <= span.end) range = {h, blockEndAt(view, h)};
             break;
         }
         std::vector<uint64_t> lanes;
@@ -240,7 +238,7 @@ std::map<std::string, MidiTrackState> readMidiTrackStates(const SessionImage& im
         bool any = false;
         bool muteFound = false;
         for (uint64_t holder : image.scan(kMidiLaneHolder, track.blockStart + 1, track.blockEnd)) {
-            const uint64_t end = std::min(endOf(view, holder), track.blockEnd);
+            const uint64_t end = std::min(blockEndAt(view, holder), track.blockEnd);
             std::vector<uint64_t> lanes;
             for (uint64_t p = holder + 9; p + 9 <= end;) {
                 if (!validBlock(view, p, end) || view.u32(p + 3) <= 1) {
@@ -254,7 +252,7 @@ std::map<std::string, MidiTrackState> readMidiTrackStates(const SessionImage& im
                     any = true;
                 }
                 if (type == kLaneBlock) lanes.push_back(p);
-                p = endOf(view, p);
+                p = blockEndAt(view, p);
             }
             if (lanes.size() != 1) {
                 if (!lanes.empty()) {

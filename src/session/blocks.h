@@ -19,6 +19,9 @@ struct PtxBlock {
     uint64_t end() const { return offset + blockSize; }   // just behind the block
 };
 
+// Just behind the block whose "Z" stands at z, by its stated size.
+inline uint64_t blockEndAt(const ImageView& image, uint64_t z) { return z + 7 + uint64_t(image.u32(z + 3)); }
+
 bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block);
 std::vector<PtxBlock> walkBlockTree(const ImageView& image);
 

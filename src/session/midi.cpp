@@ -11,8 +11,6 @@ constexpr uint64_t kBias = 1000000000000ULL;
 constexpr uint16_t kMidiTrack = 0x2620;
 constexpr uint16_t kInstrumentTrack = 0x2621;
 
-uint64_t endOf(const ImageView& view, uint64_t z) { return z + 7 + view.u32(z + 3); }
-
 uint64_t fiveBytes(const ImageView& view, uint64_t at) {
     uint64_t value = 0;
     for (int k = 0; k < 5; ++k) value |= uint64_t(view.u8(at + k)) << (8 * k);
@@ -269,7 +267,7 @@ std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const s
 std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image) {
     const ImageView& view = image.view;
     std::vector<Span> spans;
-    for (uint64_t z : image.scan(kNoteBlock)) spans.push_back({z, endOf(view, z)});
+    for (uint64_t z : image.scan(kNoteBlock)) spans.push_back({z, blockEndAt(view, z)});
     std::vector<MidiStreamChunk> chunks;
     bool open = false;
     for (uint64_t p = nextMarker(view, 0); p < view.length; p = nextMarker(view, p)) {
@@ -320,10 +318,10 @@ std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image) {
         if (view.u32(countAt) > 20000) continue;
         MidiPlaylistRow row;
         row.name = *name;
-        const uint64_t end = endOf(view, z);
+        const uint64_t end = blockEndAt(view, z);
         const uint32_t count = view.u32(countAt);
         uint64_t c = countAt + 4;
-        for (uint32_t k = 0; k < count && c + 7 <= end && view.u8(c) == 'Z'; ++k, c = endOf(view, c)) {
+        for (uint32_t k = 0; k < count && c + 7 <= end && view.u8(c) == 'Z'; ++k, c = blockEndAt(view, c)) {
             const uint64_t n = c + 9;
             if (view.u8(n) != 'Z' || view.u16(n + 7) != 0x104F) continue;
             row.chunkId.push_back(view.u32(n + 11));
@@ -403,14 +401,14 @@ std::vector<MidiOutputRow> readMidiOutputs(const SessionImage& image) {
     std::vector<MidiOutputRow> rows;
     for (uint64_t z : image.scan(0x2004)) {
         if (view.u32(z + 3) == 0) continue;
-        const uint64_t end = endOf(view, z);
+        const uint64_t end = blockEndAt(view, z);
         for (uint64_t p = z + 6; p + 9 <= end; ++p) {
-            if (view.u8(p) != 'Z' || view.u16(p + 7) != 0x2005 || endOf(view, p) > end) continue;
+            if (view.u8(p) != 'Z' || view.u16(p + 7) != 0x2005 || blockEndAt(view, p) > end) continue;
             MidiOutputRow row;
-            const uint64_t rowEnd = endOf(view, p);
+            const uint64_t rowEnd = blockEndAt(view, p);
             bool nameSeen = false;
             for (uint64_t q = p + 9; q + 9 <= rowEnd;) {
-                if (view.u8(q) != 'Z' || endOf(view, q) > rowEnd || view.u32(q + 3) == 0) {
+                if (view.u8(q) != 'Z' || blockEndAt(view, q) > rowEnd || view.u32(q + 3) == 0) {
                     ++q;
                     continue;
                 }
@@ -432,7 +430,7 @@ std::vector<MidiOutputRow> readMidiOutputs(const SessionImage& image) {
                 } else if (type == 0x2401 && view.u32(q + 3) >= 4) {
                     row.deviceByte = view.u8(q + 9);
                 }
-                q = endOf(view, q);
+                q = blockEndAt(view, q);
             }
             rows.push_back(row);
             p = rowEnd - 1;

@@ -11,8 +11,6 @@ constexpr uint16_t kAudioTrack = 0x261B;
 constexpr uint16_t kInstrumentTrack = 0x2621;
 constexpr uint16_t kStoredName = 0x1017;
 
-uint64_t endOf(const ImageView& view, uint64_t z) { return z + 7 + view.u32(z + 3); }
-
 bool printable(uint8_t byte) { return byte >= 0x20 && byte <= 0x7E; }
 
 // The record's data ends where its stated payload ends, when only zeros follow
@@ -34,7 +32,7 @@ std::pair<uint64_t, uint64_t> smallestAround(const ImageView& view, const std::v
     std::pair<uint64_t, uint64_t> best(0, 0);
     for (uint64_t z : blocks) {
         if (z >= p) break;
-        const uint64_t end = endOf(view, z);
+        const uint64_t end = blockEndAt(view, z);
         if (p >= end) continue;
         if (best.second == 0 || end - z < best.second - best.first) best = {z, end};
     }
@@ -74,7 +72,7 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
         }
         auto key = std::lower_bound(keyNames.begin(), keyNames.end(), instance.payloadEnd);
         if (key != keyNames.end() && view.u16(*key + 9) < 0xFFFF) instance.keyInput = view.u16(*key + 9);
-        const uint64_t behind = endOf(view, p);
+        const uint64_t behind = blockEndAt(view, p);
         instance.inactive = view.holds(behind, 1) && view.u8(behind) == 0;
         instances.push_back(std::move(instance));
     }
@@ -89,7 +87,7 @@ std::map<std::string, std::string> readStoredPluginNames(const SessionImage& ima
     for (uint64_t z : image.scan(kStoredName)) {
         const uint32_t size = view.u32(z + 3);
         if (size < 14 || size > 4000) continue;
-        const uint64_t end = endOf(view, z);
+        const uint64_t end = blockEndAt(view, z);
         for (uint64_t at : {z + 10, z + 11}) {
             const uint32_t length = view.u32(at);
             if (length < 1 || length > 60 || at + 4 + length + 12 > end) continue;

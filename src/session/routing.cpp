@@ -21,8 +21,6 @@ constexpr uint32_t kMaxPathChannels = 16;
 constexpr uint32_t kMaxNameLength = 80;
 constexpr uint64_t kInputSearch = 512;  // bytes before a track block's end searched for its input
 
-uint64_t endOf(const ImageView& view, uint64_t z) { return z + 7 + view.u32(z + 3); }
-
 bool allBytesIn(const ImageView& view, uint64_t at, uint32_t length, uint8_t low, uint8_t high) {
     if (!view.holds(at, length)) return false;
     for (uint32_t k = 0; k < length; ++k) {
@@ -60,7 +58,7 @@ bool readPathAt(const ImageView& view, uint64_t z, BusRecord& path) {
     for (uint32_t c = 0; c < count; ++c) path.channels.push_back(view.u16(channels + 2 * c));
     // The path's id follows the first 2A 00 00 00 behind the channels.
     static const uint8_t kIdMark[4] = {0x2A, 0, 0, 0};
-    const uint64_t end = endOf(view, z);
+    const uint64_t end = blockEndAt(view, z);
     for (uint64_t p = channels + 2 * uint64_t(count); p + 12 <= end; ++p) {
         if (!view.matches(p, kIdMark, 4)) continue;
         path.idLow = view.u32(p + 4);
@@ -84,7 +82,7 @@ bool holderRow(const ImageView& view, uint64_t q, uint8_t& postFader, int32_t& l
 // The name of a row holder: in the first name block strictly inside it.
 std::string holderName(const SessionImage& image, uint64_t q, uint64_t end) {
     for (uint64_t n : image.scan(kRowName, q + 1, end)) {
-        return firstNameIn(image.view, n + 11, std::min(endOf(image.view, n), end), false);
+        return firstNameIn(image.view, n + 11, std::min(blockEndAt(image.view, n), end), false);
     }
     return std::string();
 }
@@ -140,7 +138,7 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
     const ImageView& view = image.view;
     TrackRouting routing;
     routing.blockStart = z;
-    routing.blockEnd = endOf(view, z);
+    routing.blockEnd = blockEndAt(view, z);
     for (uint64_t n : image.scan(kTrackName, z + 1, routing.blockEnd)) {
         if (auto name = readName(view, n + 9, 1, kMaxNameLength)) routing.name = *name;
         break;
@@ -151,7 +149,7 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
         uint8_t postFader = 0;
         int32_t level = 0;
         if (!holderRow(view, q, postFader, level)) continue;
-        const uint64_t end = std::min(endOf(view, q), routing.blockEnd);
+        const uint64_t end = std::min(blockEndAt(view, q), routing.blockEnd);
         const std::string name = holderName(image, q, end);
         if (first) {
             routing.outputPath = name;
@@ -223,7 +221,7 @@ std::map<uint16_t, std::string> readKeyInputNames(const SessionImage& image) {
     for (uint64_t z : image.scan(kRowName)) {
         const uint16_t number = view.u16(z + 9);
         if (number == 0xFFFF) continue;
-        const std::string name = firstNameIn(view, z + 11, endOf(view, z), true);
+        const std::string name = firstNameIn(view, z + 11, blockEndAt(view, z), true);
         if (!name.empty()) names[number] = name;
     }
     return names;
@@ -237,7 +235,7 @@ std::vector<HardwareInsert> readHardwareInserts(const SessionImage& image) {
     std::vector<HardwareInsert> inserts;
     for (uint64_t z : image.scan(kHardwareInsert)) {
         HardwareInsert insert{"<unknown track>", "<unnamed>"};
-        for (uint64_t n : image.scan(kRowName, z + 1, endOf(view, z))) {
+        for (uint64_t n : image.scan(kRowName, z + 1, blockEndAt(view, z))) {
             const uint32_t length = view.u32(n + 45);
             if (length > 0 && allBytesIn(view, n + 49, length, 0x20, 0x7E)) insert.name = view.text(n + 49, length);
             break;
@@ -246,13 +244,13 @@ std::vector<HardwareInsert> readHardwareInserts(const SessionImage& image) {
         uint64_t best = 0;
         bool found = false;
         for (uint64_t t : tracks) {
-            if (t < z && endOf(view, t) > z && (!found || t > best)) {
+            if (t < z && blockEndAt(view, t) > z && (!found || t > best)) {
                 best = t;
                 found = true;
             }
         }
         if (found) {
-            for (uint64_t n : image.scan(kTrackName, best + 1, endOf(view, best))) {
+            for (uint64_t n : image.scan(kTrackName, best + 1, blockEndAt(view, best))) {
                 if (auto name = readName(view, n + 9, 1, kMaxNameLength)) insert.trackName = *name;
                 break;
             }

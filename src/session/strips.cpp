@@ -18,10 +18,6 @@ constexpr int32_t kFaderMax = 125;
 constexpr uint64_t kClusterGap = 2700;  // rows farther apart belong to different strips
 constexpr uint64_t kBusReach = 1500;    // how far a send's bus name may stand from its row
 
-uint64_t blockEndAt(const ImageView& view, uint64_t z) {
-    return z + 7 + static_cast<uint64_t>(view.u32(z + 3));
-}
-
 bool isBlockHead(const ImageView& view, uint64_t z, uint16_t type) {
     if (!view.holds(z, 9) || view.u8(z) != 'Z' || view.u8(z + 2) != 0) return false;
     uint32_t size = view.u32(z + 3);

@@ -22,10 +22,6 @@ constexpr uint16_t kVoiceMark = 0x200B;
 // The table of track names lies within the image's first 400000 bytes.
 constexpr uint64_t kNameScanSpan = 400000;
 
-uint64_t blockEndAt(const ImageView& view, uint64_t z) {
-    return z + 7 + static_cast<uint64_t>(view.u32(z + 3));
-}
-
 // A block head at z of any type whose block ends by limit.
 bool isBlockHead(const ImageView& view, uint64_t z, uint64_t limit) {
     if (!view.holds(z, 9) || view.u8(z) != 'Z' || view.u8(z + 2) != 0) return false;
