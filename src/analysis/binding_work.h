@@ -58,8 +58,9 @@ struct BindingWork {
 void sortByPosition(std::vector<AudioClip>& clips);
 
 // True when legs (3 or more tracks of one name) are one multichannel track:
-// the same non-zero number of clips, and clip by clip the same file, and
-// positions and lengths within 1e-9 s.
+// the same non-zero number of clips, and clip by clip the same file, each leg
+// playing another of its channels where the file has as many as there are
+// legs, and positions and lengths within 1e-9 s.
 bool legsFold(const std::vector<const std::vector<AudioClip>*>& legs);
 
 // The name a track goes by once names are bound: its paired playlist's, else its own.

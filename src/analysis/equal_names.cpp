@@ -4,10 +4,81 @@
 
 namespace {
 
+constexpr double kSamePlace = 1e-9;     // seconds: positions and lengths this close are equal
+constexpr int kWholeFile = 0;           // REAPER's take channel modes
+constexpr int kReverseStereo = 1;
+constexpr int kFirstPairChannelMode = 67;  // channels 1 and 2; a pair from channel c (from 0) is 67 + c
+constexpr uint32_t kPairChannelModes = 63;
+
 int timebaseOf(const BoundTrack& track) { return track.isTick ? 2 : 0; }
 
-std::vector<AudioClip> withTakePan(std::vector<AudioClip> clips, double pan) {
-    for (AudioClip& clip : clips) clip.takePan = pan;
+bool samePlace(double a, double b) { return std::fabs(a - b) <= kSamePlace; }
+
+// The name Pro Tools shows for the clips of one interleaved file played
+// together: "X" for "X.L" and "X.R", when every name is one stem and a suffix.
+std::string sharedStem(const std::vector<const AudioClip*>& clips) {
+    const std::string& first = clips.front()->clip.name;
+    const size_t dot = first.rfind('.');
+    if (dot == std::string::npos || dot == 0) return first;
+    for (const AudioClip* clip : clips) {
+        const std::string& name = clip->clip.name;
+        if (name.size() <= dot + 1 || name.compare(0, dot + 1, first, 0, dot + 1) != 0 ||
+            name.find('.', dot + 1) != std::string::npos) {
+            return first;
+        }
+    }
+    return first.substr(0, dot);
+}
+
+// The take channel mode of one item that plays a left and a right clip
+// together, or -1 when they are not two channels of one interleaved file at one
+// place: both channels of a stereo file play whole (or reversed), two
+// neighbouring channels of a wider file as REAPER's pair from the first.
+int pairChannelMode(const AudioClip& left, const AudioClip& right) {
+    const ClipDefinition& a = left.clip;
+    const ClipDefinition& b = right.clip;
+    const uint32_t channels = a.fileChannels;
+    if (channels < 2 || a.fileIndex != b.fileIndex || a.fileName != b.fileName) return -1;
+    if (a.channel >= channels || b.channel >= channels || left.muted != right.muted) return -1;
+    if (!samePlace(left.position, right.position) || !samePlace(left.length, right.length) ||
+        !samePlace(left.sourceOffset, right.sourceOffset)) {
+        return -1;
+    }
+    if (b.channel == a.channel + 1) {
+        if (channels == 2) return kWholeFile;
+        return a.channel < kPairChannelModes ? kFirstPairChannelMode + static_cast<int>(a.channel) : -1;
+    }
+    return channels == 2 && a.channel == 1 && b.channel == 0 ? kReverseStereo : -1;
+}
+
+// The halves of a split-mono pair as one list. A left clip and a right clip
+// that are two channels of one interleaved file at one place are one item
+// playing both, as Pro Tools plays them; every other clip keeps its own
+// channel, the left half's panned hard left and the right half's hard right.
+std::vector<AudioClip> pairedClips(std::vector<AudioClip> left, std::vector<AudioClip> right) {
+    sortByPosition(left);
+    sortByPosition(right);
+    std::vector<AudioClip> clips;
+    size_t r = 0;
+    auto keepRight = [&clips](AudioClip& clip) {
+        clip.takePan = 1.0;
+        clips.push_back(std::move(clip));
+    };
+    for (AudioClip& clip : left) {
+        while (r < right.size() && right[r].position < clip.position - kSamePlace) keepRight(right[r++]);
+        const int mode = r < right.size() ? pairChannelMode(clip, right[r]) : -1;
+        if (mode >= 0) {
+            clip.clip.name = sharedStem({&clip, &right[r]});
+            clip.channelMode = mode;
+            clip.takePan = 0;
+            ++r;
+        } else {
+            clip.takePan = -1.0;
+        }
+        clips.push_back(std::move(clip));
+    }
+    while (r < right.size()) keepRight(right[r++]);
+    sortByPosition(clips);
     return clips;
 }
 
@@ -28,8 +99,8 @@ OutputTrack recoveredTrack(const std::string& name, std::vector<AudioClip> loser
     return track;
 }
 
-// Two tracks of one name are a stereo track stored as split mono: one track,
-// the left half's clips panned hard left and the right half's hard right.
+// Two tracks of one name are a stereo track stored as split mono: one track
+// holding both halves' clips.
 void mergePair(const BoundTrack& left, const BoundTrack& right, const ConvertOptions& options,
                AnalysisModel& analysis) {
     const std::string& name = left.name;
@@ -38,21 +109,18 @@ void mergePair(const BoundTrack& left, const BoundTrack& right, const ConvertOpt
     OutputTrack track;
     track.name = name;
     track.matchKey = name;
-    track.clips = withTakePan(left.clips, -1.0);
-    for (AudioClip& clip : withTakePan(right.clips, 1.0)) track.clips.push_back(std::move(clip));
-    sortByPosition(track.clips);
+    track.clips = pairedClips(left.clips, right.clips);
     markFreezeRecord(left, track, analysis);
     ++analysis.counts.mergedPairs;
     analysis.outputTracks.push_back(std::move(track));
 
     if (options.recoverDeleted && (!left.losers.empty() || !right.losers.empty())) {
-        std::vector<AudioClip> losers = withTakePan(left.losers, -1.0);
-        for (AudioClip& clip : withTakePan(right.losers, 1.0)) losers.push_back(std::move(clip));
-        analysis.outputTracks.push_back(recoveredTrack(name, std::move(losers)));
+        analysis.outputTracks.push_back(recoveredTrack(name, pairedClips(left.losers, right.losers)));
     }
 }
 
-// Surround legs become one multichannel track carrying the first leg's clips.
+// Surround legs become one multichannel track carrying the first leg's clips,
+// each playing its whole file.
 void foldLegs(const std::vector<BoundTrack>& tracks, size_t first, size_t end, AnalysisModel& analysis) {
     const BoundTrack& lead = tracks[first];
     const int legs = static_cast<int>(end - first);
@@ -63,6 +131,12 @@ void foldLegs(const std::vector<BoundTrack>& tracks, size_t first, size_t end, A
     track.name = lead.name;
     track.matchKey = lead.name;
     track.clips = lead.clips;
+    for (size_t c = 0; c < track.clips.size(); ++c) {
+        std::vector<const AudioClip*> legClips;
+        for (size_t leg = first; leg < end; ++leg) legClips.push_back(&tracks[leg].clips[c]);
+        track.clips[c].clip.name = sharedStem(legClips);
+        track.clips[c].channelMode = kWholeFile;
+    }
     markFreezeRecord(lead, track, analysis);
     ++analysis.counts.foldedSurround;
     analysis.outputTracks.push_back(std::move(track));
@@ -119,11 +193,20 @@ bool legsFold(const std::vector<const std::vector<AudioClip>*>& legs) {
     const std::vector<AudioClip>& lead = *legs.front();
     for (const std::vector<AudioClip>* leg : legs) {
         if (leg->size() != lead.size()) return false;
-        for (size_t i = 0; i < lead.size(); ++i) {
-            const AudioClip& a = lead[i];
+    }
+    for (size_t i = 0; i < lead.size(); ++i) {
+        const AudioClip& a = lead[i];
+        // Legs of a multichannel file fold when they play all of its channels, one each.
+        const uint16_t channels = a.clip.fileChannels;
+        if (channels > 1 && channels != legs.size()) return false;
+        std::vector<bool> played(channels > 1 ? channels : 0, false);
+        for (const std::vector<AudioClip>* leg : legs) {
             const AudioClip& b = (*leg)[i];
             if (a.clip.fileName != b.clip.fileName) return false;
-            if (std::fabs(a.position - b.position) > 1e-9 || std::fabs(a.length - b.length) > 1e-9) return false;
+            if (!samePlace(a.position, b.position) || !samePlace(a.length, b.length)) return false;
+            if (channels < 2) continue;
+            if (b.clip.channel >= channels || played[b.clip.channel]) return false;
+            played[b.clip.channel] = true;
         }
     }
     return true;

@@ -2,8 +2,24 @@
 
 #include "analysis/passes.h"
 
-// Each track of the placements gets its clips in placement order. When the sync
-// list lines up with the clip list, each clip carries its sync distance.
+namespace {
+
+constexpr int kFirstMonoChannelMode = 3;  // REAPER's mono of channel 1; channel c is 3 + c from 0
+constexpr uint32_t kMonoChannelModes = 64;
+
+// Every placement plays one channel: of a file with several, the take plays
+// that channel alone; a mono file plays whole. A channel the file does not
+// have, or one past REAPER's 64, leaves the whole file playing.
+int oneChannelMode(const ClipDefinition& clip) {
+    if (clip.fileChannels < 2 || clip.channel >= clip.fileChannels || clip.channel >= kMonoChannelModes) return 0;
+    return kFirstMonoChannelMode + static_cast<int>(clip.channel);
+}
+
+}  // namespace
+
+// Each track of the placements gets its clips in placement order, each playing
+// its own channel. When the sync list lines up with the clip list, each clip
+// carries its sync distance.
 void readTrackClips(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
     const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
     const ClipSyncOffsets& sync = model.syncOffsets;
@@ -21,6 +37,7 @@ void readTrackClips(const SessionModel& model, const ConvertOptions&, BindingWor
         }
         AudioClip clip = placement;
         clip.syncDistance = 0;
+        clip.channelMode = oneChannelMode(clip.clip);
         const uint16_t index = clip.clip.index;
         if (work.syncApplied && index < sync.values.size() && sync.values[index] != 0) {
             clip.syncDistance = static_cast<double>(sync.values[index]) / rate;

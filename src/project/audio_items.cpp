@@ -101,7 +101,7 @@ void writeAudioItem(ProjectWriter& writer, const OutputTrack& track, const Audio
     }
     text.statement("PLAYRATE").fine(warped ? 1.0 : clip.rate).num(1).coarse(clip.pitchSemitones).num(-1).num(0)
         .word("0.0025");
-    text.statement("CHANMODE").num(0);
+    text.statement("CHANMODE").num(clip.channelMode);
     text.statement("NAME").name(clip.clip.name);
     if (warped) writeWarpLines(text, clip.warpMarkers);
     if (clip.hasClipGain || clip.takePan != 0 || clip.flipPolarity) {

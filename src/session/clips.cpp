@@ -56,9 +56,9 @@ public:
             if (files[i].name.empty()) firstUnnamed_ = i;
         }
     }
-    std::string nameOf(uint16_t fileIndex) const {
+    const AudioFileRef* fileOf(uint16_t fileIndex) const {
         size_t entry = std::min(firstOfIndex_[fileIndex], firstUnnamed_);
-        return entry == kNone ? std::string() : files_[entry].name;
+        return entry == kNone ? nullptr : &files_[entry];
     }
 
 private:
@@ -78,8 +78,18 @@ ClipDefinition readAudioClip(const ImageView& view, const PtxBlock& block, uint1
     clip.sourceOffset = threePointValue(record, 0);
     clip.length = threePointValue(record, 2);
     clip.start = threePointValue(record, 3);
-    if (!block.children.empty()) clip.fileIndex = view.u16(block.children.front().end());
-    clip.fileName = files.nameOf(clip.fileIndex);
+    // Behind the head block: the file index (u16), two bytes, and the channel of
+    // the file that the clip plays (u32, from 0): the ".L" and ".R" clips of one
+    // interleaved file differ only there.
+    if (!block.children.empty()) {
+        const uint64_t behind = block.children.front().end();
+        clip.fileIndex = view.u16(behind);
+        if (behind + 8 <= block.end()) clip.channel = view.u32(behind + 4);
+    }
+    if (const AudioFileRef* file = files.fileOf(clip.fileIndex)) {
+        clip.fileName = file->name;
+        clip.fileChannels = file->channels;
+    }
     clip.filePosition = clip.start;
     clip.fileLength = clip.length;
     return clip;
@@ -277,7 +287,8 @@ std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files
     std::vector<AudioFileRef> refs;
     refs.reserve(files.size());
     for (const AudioFileEntry& file : files) {
-        refs.push_back({file.name, file.index, static_cast<int64_t>(file.position), static_cast<int64_t>(file.length)});
+        refs.push_back({file.name, file.index, static_cast<int64_t>(file.position), static_cast<int64_t>(file.length),
+                        file.channels});
     }
     return refs;
 }

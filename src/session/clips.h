@@ -16,6 +16,7 @@ struct AudioFileRef {
     uint16_t index = 0;
     int64_t posAbsolute = 0;
     int64_t length = 0;  // samples
+    uint16_t channels = 0;  // 0 where the session stores none
 };
 std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files);
 
@@ -42,6 +43,8 @@ struct ClipDefinition {
     uint16_t fileIndex = 0;
     int64_t filePosition = 0;  // equal to start
     int64_t fileLength = 0;    // equal to length
+    uint32_t channel = 0;       // the one channel of the file the clip plays, from 0
+    uint16_t fileChannels = 0;  // channels in the file, 0 where the session stores none
     std::vector<MidiEvent> midiEvents;
     int32_t midiChunk = -1;  // -1 for audio
 };
@@ -72,6 +75,7 @@ struct AudioClip {
     bool drawnOverPrevious = false;
     double syncDistance = 0;   // from the clip's start to its sync point, 0: none
     double takePan = 0;        // -1.0, 0 or +1.0
+    int channelMode = 0;       // REAPER's take channel mode: 0 the whole file
     int32_t araSet = -1;
     double clipGainDb = 0;
     bool hasClipGain = false;

@@ -147,15 +147,19 @@ bool readAudioFiles(const ImageView& image, const PtxBlock& list, std::vector<Au
     return !files.empty();
 }
 
-// Lengths from the 0x1001 children of the 0x1003 children, one per file in order.
+// Lengths and channel counts from the 0x1001 children of the 0x1003 children,
+// one per file in order: the channel count is the byte at +13 (behind the rate),
+// the length the u64 at +15.
 void readAudioLengths(const ImageView& image, const PtxBlock& list, std::vector<AudioFileEntry>& files) {
     size_t next = 0;
     for (const PtxBlock& holder : list.children) {
         if (holder.contentType != kFileHolder) continue;
-        for (const PtxBlock& length : holder.children) {
-            if (length.contentType != kFileLength || next >= files.size()) continue;
+        for (const PtxBlock& format : holder.children) {
+            if (format.contentType != kFileLength || next >= files.size()) continue;
             // A block too short to hold the length still stands for its file.
-            files[next++].length = length.blockSize >= 16 ? image.u64(length.start() + 15) : 0;
+            AudioFileEntry& file = files[next++];
+            file.length = format.blockSize >= 16 ? image.u64(format.start() + 15) : 0;
+            file.channels = format.blockSize >= 16 ? image.u8(format.start() + 13) : 0;
         }
     }
 }

@@ -13,6 +13,7 @@ struct AudioFileEntry {
     uint16_t index = 0;
     uint64_t position = 0;
     uint64_t length = 0;  // samples at the target rate
+    uint16_t channels = 0;  // channels in the file, 0 where the list stores none
 };
 
 struct SessionFile {

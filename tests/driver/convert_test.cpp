@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 
 #include "cli/console.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
+#include "support/session_builder.h"
 
 namespace {
 
@@ -18,6 +21,21 @@ std::string copyRealSession(const std::string& name, const std::string& folder) 
     const std::string to = folder + "/" + name;
     std::filesystem::copy_file(from, to);
     return to;
+}
+
+// Each item of the project as "track: take name, channel mode[, take pan]", unquoted.
+std::vector<std::string> itemsOf(std::string project) {
+    project.erase(std::remove(project.begin(), project.end(), '"'), project.end());
+    std::vector<std::string> items;
+    std::istringstream lines(project);
+    std::string track, mode;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("    NAME ", 0) == 0) track = line.substr(9);
+        if (line.rfind("      CHANMODE ", 0) == 0) mode = line.substr(15);
+        if (line.rfind("      NAME ", 0) == 0) items.push_back(track + ": " + line.substr(11) + ", " + mode);
+        if (line.rfind("      VOLPAN ", 0) == 0) items.back() += ", " + line.substr(25, line.find(' ', 25) - 25);
+    }
+    return items;
 }
 
 }  // namespace
@@ -164,4 +182,31 @@ TEST(ConvertOutput, TwoRunsInOneProcessGiveTheSameBytes) {
     ASSERT_EQ(first.code, 0) << first.console;
     ASSERT_EQ(second.code, 0);
     EXPECT_EQ(readFileText(folder + "/a.rpp"), readFileText(folder + "/b.rpp"));
+}
+
+// A clip plays its channel of a file: alone on a mono track (channel c from 1 is
+// mode c + 2); with its neighbour on a stereo track as one item (a stereo file
+// whole, wider ones by REAPER's pair mode 66 + c); six legs of six channels fold.
+TEST(ConvertChannels, ClipsPlayTheirChannelOfAnInterleavedFile) {
+    BuiltSession s;
+    s.files = {{"keys.wav", 48000, 2}, {"mix.wav", 48000, 6}};
+    s.clips = {{"keys.L", 0, 0, 48000}, {"keys.R", 0, 0, 48000, 0, 1}, {"keys.X", 0, 0, 48000, 0, 7}};
+    for (uint32_t c = 0; c < 6; ++c) s.clips.push_back({"mix." + std::to_string(c), 1, 0, 48000, 0, c});
+    auto track = [](const std::string& name, const std::vector<uint32_t>& legClips) {
+        BuiltTrack built{name, 0, 0, 0, false, {}, static_cast<int>(legClips.size())};
+        for (uint32_t clip : legClips) built.playlists.push_back({"", false, {{clip, 48000}}});
+        return built;
+    };
+    s.tracks = {track("Keys", {0, 1}), track("Keys R", {1}), track("Odd", {2}), track("Mix", {3, 4, 5, 6, 7, 8}),
+                track("Mix 3-4", {5, 6}), track("Mix 5", {7})};
+    const std::string folder = makeTempFolder("channels");
+    ASSERT_EQ(runConvert(optionsFor(buildSession(s).writeFile(folder, "channels.ptx"))).code, 0);
+    EXPECT_EQ(itemsOf(readFileText(folder + "/channels.rpp")),
+              (std::vector<std::string>{"Keys: keys, 0", "Keys R: keys.R, 4", "Odd: keys.X, 0", "Mix: mix, 0",
+                                        "Mix 3-4: mix, 69", "Mix 5: mix.4, 7"}));
+    // Each stereo track here plays the .L (channel 0) and .R clip of a 2-channel file.
+    if (!std::filesystem::is_directory(kSessions)) GTEST_SKIP() << "no real sessions beside the repository";
+    ASSERT_EQ(runConvert(optionsFor(copyRealSession("3 stereo 3 different clips.ptx", folder))).code, 0);
+    EXPECT_EQ(itemsOf(readFileText(folder + "/3 stereo 3 different clips.rpp")),
+              (std::vector<std::string>{"Audio 1: 0102, 0", "Audio 2: 0277, 0", "Audio 3: 0496, 0"}));
 }

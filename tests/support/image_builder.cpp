@@ -166,7 +166,7 @@ void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestA
         builder.u32(entry++);
         builder.openBlock(0x1001, 2);
         builder.u32(static_cast<uint32_t>(rate));
-        builder.u8(1);
+        builder.u8(file.channels);
         builder.u8(0x10);
         builder.u64(file.length);
         builder.zeros(17);

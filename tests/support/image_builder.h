@@ -56,6 +56,7 @@ private:
 struct TestAudioFile {
     std::string name;
     uint64_t length = 0;
+    uint8_t channels = 1;
 };
 void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestAudioFile>& files = {});
 

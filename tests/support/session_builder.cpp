@@ -48,7 +48,8 @@ void clipList(ImageBuilder& b, const BuiltSession& session) {
         b.threePoint(clip.sourceOffset, 5, clip.syncPoint, clip.syncPoint ? 5 : 0, clip.length, 5, 0, 5);
         b.closeBlock();
         b.u16(clip.file);
-        b.zeros(4);
+        b.u16(0);
+        b.u32(clip.channel);
         b.closeBlock();
     }
     b.closeBlock();

@@ -14,6 +14,7 @@ struct BuiltClip {
     uint64_t sourceOffset = 0;  // samples
     uint64_t length = 0;        // samples
     uint64_t syncPoint = 0;     // samples from the clip's start, 0: none
+    uint32_t channel = 0;       // the channel of the file it plays, from 0
 };
 
 struct BuiltPlacement {
