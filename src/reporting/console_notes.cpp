@@ -146,12 +146,12 @@ void sayTimingNotes(const RunState& state) {
     }
     if (c.judgedByPositions > 0 && !state.model.timebaseRecords.empty()) {
         say("      %d of them could not be paired with their own timebase record, and\n"
-            "      the records disagree, so they were judged by the size of their\n"
-            "      positions -- check their timing\n",
+            "      the records disagree, so they take the unit their clips' positions\n"
+            "      are stored in\n",
             c.judgedByPositions);
     } else if (c.judgedByPositions > 0) {
         say("      %d of them: this session holds no timebase records at all, so\n"
-            "      they were judged by the size of their positions -- check their timing\n",
+            "      they take the unit their clips' positions are stored in\n",
             c.judgedByPositions);
     }
     if (c.clipsWithSyncPoint > 0) {
@@ -271,8 +271,8 @@ void sayTempoNotes(const RunState& state) {
 void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
     for (const LoopNotWritten& line : lines) {
         if (line.orphan) {
-            say("\n      a %s placement at sample %u (not an audio clip)", line.kind == kLoopOfMidi ? "MIDI" : "non-audio",
-                line.samplePosition);
+            say("\n      a %s placement at %s %lld (not an audio clip)", line.kind == kLoopOfMidi ? "MIDI" : "non-audio",
+                line.storedPosition.inTicks() ? "tick" : "sample", static_cast<long long>(line.storedPosition.value));
             continue;
         }
         say("\n      %s: \"%s\"", line.trackName.c_str(), line.clipName.c_str());

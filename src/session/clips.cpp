@@ -77,10 +77,10 @@ ClipDefinition readAudioClip(const ImageView& view, const PtxBlock& block, uint1
     ThreePoint record = readThreePoint(view, z + 22 + nameLength);
     clip.sourceOffset = threePointValue(record, 0);
     clip.length = threePointValue(record, 2);
-    clip.start = threePointValue(record, 3);
+    clip.start = samplesAt(threePointValue(record, 3));
     if (!block.children.empty()) clip.fileIndex = view.u16(block.children.front().end());
     clip.fileName = files.nameOf(clip.fileIndex);
-    clip.filePosition = clip.start;
+    clip.filePosition = clip.start.value;
     clip.fileLength = clip.length;
     return clip;
 }
@@ -204,7 +204,7 @@ void readMidiTracks(const SessionImage& image, const std::vector<PtxBlock>& tree
 }
 
 void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, const TrackTable& tracks,
-                       ClipLists& lists) {
+                       ClipLists& lists, PositionFaults* faults) {
     for (const PtxBlock& list : tree) {
         if (list.contentType != kPlacementListNew) continue;
         uint64_t trackNumber = 0;
@@ -219,7 +219,7 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
                     uint64_t y = placement.start();
                     ClipDefinition* added = addPlacement(lists, tracks, trackNumber, view.u32(y + 11));
                     if (added == nullptr) continue;
-                    added->start = view.u32(y + 16);
+                    added->start = readTimelinePosition(view, y + 16, faults);
                     added->muted = muted;
                 }
             }
@@ -282,7 +282,8 @@ std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files
     return refs;
 }
 
-ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files) {
+ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files,
+                                 PositionFaults* faults) {
     ClipLists lists;
     const ImageView& view = image.view;
     // Without a tree the session layer's own lists would stand in; it has none
@@ -293,8 +294,8 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     TrackTable tracks;
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
-    readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree), lists);
-    readNewPlacements(view, tree, tracks, lists);
+    readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree, faults), lists, faults);
+    readNewPlacements(view, tree, tracks, lists, faults);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);
     return lists;

@@ -48,7 +48,7 @@ struct ModelBuilder {
             placement.trackIndex = trackIndex;
             placement.trackName = trackName;
             placement.clip = model.clips.audioClips[clipIndex];
-            placement.clip.start = static_cast<int64_t>(start);
+            placement.clip.start = samplesAt(static_cast<int64_t>(start));
             model.clips.audioPlacements.push_back(placement);
         }
         TimebaseRecord record;
@@ -59,7 +59,7 @@ struct ModelBuilder {
         row.name = playlistName;
         for (const Entry& e : entries) {
             row.clipIndex.push_back(e.clip);
-            row.position.push_back(e.position);
+            row.position.push_back(samplesAt(static_cast<int64_t>(e.position)));
             row.live.push_back(e.live);
             row.isFade.push_back(false);
             row.isGroup.push_back(false);
@@ -122,8 +122,8 @@ TEST(Binding, PairsFoldsAndAlternates) {
 
     // Without alternates the playlist is set aside, and one leg a sample apart
     // keeps the surround legs apart.
-    b.model.clips.audioPlacements.back().clip.start += 1;
-    b.model.playlistRows.back().position[0] += 1;
+    b.model.clips.audioPlacements.back().clip.start.value += 1;
+    b.model.playlistRows.back().position[0].value += 1;
     ConvertOptions dropAlternates;
     dropAlternates.keepAltTakes = false;
     analysis = b.run(dropAlternates);

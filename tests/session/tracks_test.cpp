@@ -293,7 +293,7 @@ TEST(TrackRealSessions, NamesAgreeWithThePlacementsAndStripsWithTheTracks) {
         EXPECT_EQ(choice.names, names) << path;
         ++checked;
     }
-    EXPECT_EQ(checked, 3);
+    EXPECT_EQ(checked, 4);
 }
 
 TEST(TrackRealSessions, LargestBenchSessionReadsTracksAndStripsQuickly) {
