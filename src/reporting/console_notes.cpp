@@ -481,6 +481,23 @@ void saySampleBasedMidiNotes(const MidiCounts& midi) {
     }
 }
 
+// Stored positions that were not in a form the readers know: each was read the
+// nearest sane way, never wrapped.
+void sayPositionFaultNotes(const PositionFaults& faults) {
+    if (faults.unknownUnit > 0) {
+        say("  WARNING: %d stored position(s) carry a unit mark that says neither\n"
+            "      samples nor ticks; each was read by its ticks bit. Check the timing\n"
+            "      of those clips, notes or tempo changes. Please send the session in.\n",
+            faults.unknownUnit);
+    }
+    if (faults.pastTimeline > 0) {
+        say("  WARNING: %d stored position(s) lie past the end of any Pro Tools\n"
+            "      timeline; each was held at that end rather than wrapped, so what\n"
+            "      it places sits far behind the rest. Please send the session in.\n",
+            faults.pastTimeline);
+    }
+}
+
 // Names each on a line of its own, behind "\n      ".
 std::string namesOnLines(const std::vector<std::string>& names) {
     std::string text;
@@ -738,6 +755,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayRealTimeNotes(state.counters);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayHardwareInsertNotes(state.model.hardwareInserts);
+    sayPositionFaultNotes(state.model.positionFaults);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
 }

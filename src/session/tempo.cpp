@@ -120,11 +120,6 @@ std::vector<TempoEvent> readTempoMap(const SessionImage& image, PositionFaults* 
     return longest;
 }
 
-uint64_t storedPosition(const ImageView& view, uint64_t position) {
-    if (!view.holds(position, 5)) return 0;
-    return uint64_t{view.u32(position)} | (uint64_t{view.u8(position + 4)} << 32);
-}
-
 void readMusicalTime(const SessionImage& image, SessionModel& model) {
     model.tempoMap = readTempoMap(image, &model.positionFaults);
     model.meterMap = readMeterMap(image);

@@ -21,10 +21,6 @@ struct TempoEvent {
     double bpm = 120;
 };
 
-// A position as the memory location records store it: five bytes,
-// little-endian, biased by 10^12 when it counts ticks; 0 when it does not fit.
-uint64_t storedPosition(const ImageView& view, uint64_t position);
-
 // The tempo map: the longest run of tempo records found in any tempo block,
 // each turned into quarter-note BPM. A single event is no map: the list is
 // then empty and the session tempo stands for it. Positions out of shape in

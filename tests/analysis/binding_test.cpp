@@ -188,4 +188,14 @@ TEST(Binding, FinalOrderEmptyUnmatchedAndFreezeRecords) {
     EXPECT_EQ(problemKind(), "unmatched-tracks");
     EXPECT_EQ(problemDetail(), "1 track(s) matched no strip row");
     clearProblem();
+
+    // With records that disagree, the unpaired track takes the unit its
+    // clips are stored in: a tick position, however small, makes it tick-based.
+    b.model.timebaseRecords[0].tickBased = true;
+    EXPECT_EQ(b.run().timebaseOfTrack["Stray"], 0);
+    b.model.clips.audioPlacements.back().clip.start = ticksAt(0);
+    analysis = b.run();
+    EXPECT_EQ(analysis.timebaseOfTrack["Stray"], 2);
+    EXPECT_EQ(analysis.counts.judgedByPositions, 1);
+    clearProblem();
 }

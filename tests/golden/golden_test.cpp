@@ -109,3 +109,35 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     s.tracks = {kick, snare, drums, verb, lonely, bass};
     expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
 }
+
+// Positions in both units, far out, under a tempo map of 120 BPM for eight
+// quarters (4 s) and 60 BPM behind. What to check in the project: the TEMPO
+// points at 0 and 4 s; "Click" (tick-based audio, Beats-position) holds items
+// at 1 s (2 quarters), 6 s (10 quarters), 9996 s (10000 quarters, past 2^32
+// ticks) and 199996 s (200000 quarters, a stored value of six bytes); "Long"
+// holds one item 2^32 + 48000 samples in, at 89479.4853333333 s; "Keys"
+// (sample-based MIDI, Time) has its clip at 96000 samples, 2 s, notes of 6000
+// samples lasting 240 ticks at the session's 120 BPM; "Lead" (tick-based
+// MIDI, Beats) has its clip 12 quarters in, at 8 s, a note of one quarter.
+// "Odd" holds two positions out of shape, each named by a console WARNING: a
+// unit mark of 0x01 read as samples (96000, at 2 s) and a value past 2^55
+// held at 2^55 samples (750599937895.0827 s), not wrapped.
+TEST(GoldenRuns, TempoMapAndFarPositionsInBothUnits) {
+    BuiltSession s;
+    s.files = {{"click.wav", 4800}, {"long.wav", 48000}};
+    s.clips = {{"click", 0, 0, 4800}, {"long", 1, 0, 48000}};
+    s.tempos = {{0, 120}, {8 * 960000, 60}};
+    BuiltTrack click{"Click", 0, 0, 0, false, {{"", true, {{0, 2 * 960000}, {0, 10 * 960000},
+                                                           {0, 10000ull * 960000}, {0, 200000ull * 960000}}}}, 1};
+    BuiltTrack longTrack{"Long", 0, 0, 0, false, {{"", false, {{1, (1ull << 32) + 48000}}}}, 1};
+    BuiltTrack keys{"Keys", 0, 0, 0, false, {}, 1};
+    keys.midi = true;
+    keys.midiInTicks = false;
+    keys.midiClips = {{"keys-01", 96000, 48000, {{0, 6000, 60, 90}, {24000, 6000, 64, 80}}}};
+    BuiltTrack lead{"Lead", 0, 0, 0, false, {}, 1};
+    lead.midi = true;
+    lead.midiClips = {{"lead-01", 12 * 960000, 4 * 960000, {{0, 960000, 72, 100}}}};
+    BuiltTrack odd{"Odd", 0, 0, 0, false, {{"", false, {{1, (1ull << 56) | 96000}, {1, (1ull << 55) + 7}}}}, 1};
+    s.tracks = {click, longTrack, keys, lead, odd};
+    expectGolden("tempo-map-far-positions", s, {}, {"Audio Files/click.wav", "Audio Files/long.wav"});
+}
