@@ -2,12 +2,7 @@
 // overlapping clips, and clips stored in samples.
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "analysis/passes.h"
-#include "driver/stages.h"
-#include "support/run_capture.h"
-#include "support/session_builder.h"
 
 namespace {
 
@@ -111,7 +106,7 @@ TEST(MidiItems, TheClipOnTopDecidesOverlaps) {
         MidiBench bench;
         bench.place(0, kQuarter + overlapTicks, {note(0, 10000)}, 4);
         bench.place(kQuarter, 2 * kQuarter, {note(0, 10000)}, 0);
-        bench.stacking(4, 0, 2);  // chunk 4's number, not A's
+        bench.stacking(4, 0, 2);  // names clip 4: A shows chunk 4 but is clip 0
         bench.stacking(0, 0, state);
         bench.run();
         return bench;
@@ -130,42 +125,3 @@ TEST(MidiItems, TheClipOnTopDecidesOverlaps) {
     EXPECT_EQ(run(0, kQuarter).analysis.midiCounts.clipsCut, 0);  // no stacking entry: both stay
 }
 
-// Built sessions at 48 kHz and 500 BPM, where a quarter lasts 0.12 s: a
-// sample-based clip at 96000 samples starts at 2.0 s and its notes of 6000
-// samples last 0.125 s, 1000 ticks at 960 to the quarter; a tick-based clip
-// 691868160000 ticks in (720696 quarters) starts at 86483.52 s; one that starts
-// 67 ticks before the session plays from its start.
-TEST(MidiItems, BuiltSessionsPlaceClipsInTheirOwnUnit) {
-    BuiltSession s;
-    s.tempos = {{0, 500}};
-    BuiltTrack samples{"Samples", 0, 0, 0, false, {}, 1};
-    samples.midi = true;
-    samples.midiInTicks = false;
-    samples.midiClips = {{"s", 96000, 24000, {{0, 6000, 60}, {12000, 6000, 62}}}};
-    BuiltTrack ticks{"Ticks", 0, 0, 0, false, {}, 1};
-    ticks.midi = true;
-    ticks.midiClips = {{"far", 691868160000, 960000, {{0, 960000, 64}}}, {"early", -67, 960000, {{67, 1000, 65}}}};
-    s.tracks = {samples, ticks};
-    const std::string path = buildSession(s).writeFile(makeTempFolder("midi"), "built.ptx");
-    RunState state;
-    state.options = optionsFor(path);
-    ASSERT_EQ(loadSession(state.session, path, 48000), 0);
-    readStage(state);
-    readMixStage(state);
-    clipStage(state);
-    trackStage(state);
-
-    std::map<std::string, std::vector<MidiItem>> items;
-    for (const OutputTrack& track : state.analysis.outputTracks) items[track.name] = track.midiItems;
-    ASSERT_EQ(items["Samples"].size(), 1u);
-    const MidiItem& sampled = items["Samples"][0];
-    EXPECT_DOUBLE_EQ(sampled.position, 2.0);
-    EXPECT_DOUBLE_EQ(sampled.length, 0.5);
-    EXPECT_EQ(describe(sampled), (std::vector<std::string>{"0 144 60", "1000 128 60", "2000 144 62", "3000 128 62"}));
-    ASSERT_EQ(items["Ticks"].size(), 2u);
-    EXPECT_NEAR(items["Ticks"][0].position, 86483.52, 1e-6);
-    EXPECT_EQ(describe(items["Ticks"][0]), (std::vector<std::string>{"0 144 64", "960 128 64"}));
-    EXPECT_DOUBLE_EQ(items["Ticks"][1].position, 0.0);
-    EXPECT_EQ(describe(items["Ticks"][1]), (std::vector<std::string>{"0 144 65", "1 128 65"}));
-    EXPECT_EQ(state.analysis.midiCounts.sampleBasedClips, 1);
-}

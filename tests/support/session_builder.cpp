@@ -13,13 +13,6 @@ void stored(ImageBuilder& b, int64_t value, bool ticks, bool biased = true) {
     b.u64(raw | (ticks ? uint64_t{0x40} << 56 : 0));
 }
 
-// The fewest bytes that hold the value, at least one.
-uint8_t widthOf(uint64_t value) {
-    uint8_t width = 1;
-    while (width < 8 && (value >> (8 * width)) != 0) ++width;
-    return width;
-}
-
 void put32(std::vector<uint8_t>& bytes, size_t at, int32_t value) {
     for (int k = 0; k < 4; ++k) bytes[at + k] = static_cast<uint8_t>(static_cast<uint32_t>(value) >> (8 * k));
 }
@@ -289,10 +282,9 @@ void midi(ImageBuilder& b, const BuiltSession& session) {
         for (const BuiltMidiClip& clip : track.midiClips) {
             // The clip's start in its chunk, stored as the chunk's positions are.
             const uint64_t first = static_cast<uint64_t>(clip.position) + (track.midiInTicks ? kPositionBias : 0);
-            const uint64_t length = static_cast<uint64_t>(clip.length);
             b.openBlock(0x2628);
             b.name(clip.name);
-            b.threePoint(first, widthOf(first), 0, 0, length, widthOf(length), 0, 0);
+            b.threePoint(first, 8, 0, 0, static_cast<uint64_t>(clip.length), 8, 0, 0);
             b.closeBlock();
             b.u32(chunk++);
         }
