@@ -201,10 +201,7 @@ bool readSysexStream(const ImageView& view, uint64_t s, std::vector<MidiSysexEve
     }
     if (r != end) return false;
     events.insert(events.end(), read.begin(), read.end());
-    if (faults != nullptr) {
-        faults->unknownUnit += readFaults.unknownUnit;
-        faults->pastTimeline += readFaults.pastTimeline;
-    }
+    if (faults != nullptr) faults->add(readFaults);
     return true;
 }
 

@@ -82,8 +82,7 @@ std::vector<TempoEvent> tempoBlockEvents(const ImageView& view, uint64_t z, uint
         const uint64_t stored = readStoredValue(view, r, &recordFaults).value;
         const double bpm = view.f64(r + 10);
         if (!plausibleStoredBpm(bpm) || stored < kPositionBias) break;
-        faults.unknownUnit += recordFaults.unknownUnit;
-        faults.pastTimeline += recordFaults.pastTimeline;
+        faults.add(recordFaults);
         const double position = static_cast<double>(stored - kPositionBias);
         if (!events.empty() && position < events.back().position) break;
         // The note value the BPM counts; one that does not lie in the block is a quarter.
@@ -113,10 +112,7 @@ std::vector<TempoEvent> readTempoMap(const SessionImage& image, PositionFaults* 
         }
     }
     if (longest.size() == 1) longest.clear();
-    if (faults != nullptr && !longest.empty()) {
-        faults->unknownUnit += longestFaults.unknownUnit;
-        faults->pastTimeline += longestFaults.pastTimeline;
-    }
+    if (faults != nullptr && !longest.empty()) faults->add(longestFaults);
     return longest;
 }
 

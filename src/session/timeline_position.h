@@ -33,6 +33,11 @@ constexpr uint64_t kTimelineEnd = uint64_t{1} << 55;
 struct PositionFaults {
     int unknownUnit = 0;   // a unit mark other than 0 and 0x40: read by its ticks bit
     int pastTimeline = 0;  // a value at or past kTimelineEnd: held there
+
+    void add(const PositionFaults& other) {
+        unknownUnit += other.unknownUnit;
+        pastTimeline += other.pastTimeline;
+    }
 };
 
 // The stored value at `at` (bias kept) and whether its mark says ticks; a value
