@@ -105,9 +105,9 @@ struct LoopNotWritten {
     std::string reason;   // empty for a loop longer than its clip
     double loopLength = 0;
     double clipLength = 0;
-    bool orphan = false;  // a record of no clip: kind and samplePosition tell it
+    bool orphan = false;  // a record of no clip: kind and storedPosition tell it
     uint16_t kind = 0;
-    uint32_t samplePosition = 0;
+    TimelinePosition storedPosition;
 };
 
 // Counts and lists the clip passes leave for the console notes: fades,

@@ -41,8 +41,8 @@ struct MidiTrack {
 struct LoopLengthEnd {
     size_t track = 0;  // index into BindingWork::tracks
     uint16_t clipIndex = 0;
-    uint32_t samplePosition = 0;
-    double loopLength = 0;  // seconds
+    TimelinePosition position;  // the looped placement's
+    double loopLength = 0;      // seconds
 };
 
 struct BindingWork {
@@ -71,7 +71,3 @@ inline const std::string& currentNameOf(const BoundTrack& track) {
 // Warp markers (timeline s, source s) ending at `at`: those past it are replaced
 // by one marker interpolated there.
 void cutWarpMarkers(std::vector<std::pair<double, double>>& markers, double at);
-
-// Seconds of a tick-based clip's stored position, which holds only the low 32
-// bits of the biased tick value.
-double secondsOfStoredTicks(int64_t stored, const std::vector<TempoEvent>& tempoMap, double sessionTempo);

@@ -17,19 +17,17 @@ struct PlacedFade {
     double lead = 0;
 };
 
-PlacedFade placeFade(const FadeRecord& fade, uint64_t storedPosition, bool isTick, const SessionModel& model,
-                     double rate) {
+// The anchor is read the way a clip position is, so the two meet exactly; the
+// fade's lengths count the anchor's unit.
+PlacedFade placeFade(const FadeRecord& fade, const TimelinePosition& anchor, const SessionModel& model, double rate) {
     PlacedFade placed;
-    if (!isTick) {
-        placed.anchor = static_cast<double>(storedPosition) / rate;
+    if (!anchor.inTicks()) {
+        placed.anchor = static_cast<double>(anchor.value) / rate;
         placed.length = fade.length / rate;
         placed.lead = fade.lead / rate;
         return placed;
     }
-    // The anchor is read the way a clip position is, so the two meet exactly.
-    constexpr double kWrap = 4294967296.0;
-    double ticks = static_cast<double>(storedPosition & 0xFFFFFFFFull) - 3567587328.0;
-    if (ticks < 0) ticks += kWrap;
+    const double ticks = static_cast<double>(anchor.value);
     const auto seconds = [&](double at) { return secondsOfTicks(at, model.tempoMap, model.sessionTempo); };
     placed.anchor = seconds(ticks);
     placed.length = seconds(ticks + fade.length) - placed.anchor;
@@ -86,7 +84,7 @@ void bindTrackFades(const SessionModel& model, const PlaylistRow& row, BoundTrac
             ++counts.fadesNotUnderstood;
             continue;
         }
-        const PlacedFade placed = placeFade(*fade, row.position[k], track.isTick, model, rate);
+        const PlacedFade placed = placeFade(*fade, row.position[k], model, rate);
         std::vector<AudioClip>& clips = track.clips;
         const int ending = nearestEdge(clips, placed.anchor, true);
         const int starting = nearestEdge(clips, placed.anchor, false);

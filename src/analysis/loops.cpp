@@ -10,11 +10,7 @@ namespace {
 
 constexpr uint32_t kMostPasses = 10000;
 
-using LoopKey = std::pair<uint16_t, uint32_t>;  // clip index, stored placement position
-
-uint32_t storedPositionOf(const AudioClip& clip) {
-    return static_cast<uint32_t>(static_cast<uint64_t>(clip.clip.start) & 0xFFFFFFFFull);
-}
+using LoopKey = std::pair<uint16_t, TimelinePosition>;  // clip index, stored placement position
 
 LoopNotWritten notWritten(const BoundTrack& track, const AudioClip& clip, const char* reason) {
     LoopNotWritten line;
@@ -25,14 +21,13 @@ LoopNotWritten notWritten(const BoundTrack& track, const AudioClip& clip, const 
     return line;
 }
 
-// The passes of a clip looped by count, behind the clip itself.
-void addPasses(std::vector<AudioClip>& clips, size_t at, uint32_t count, double rate) {
+// The passes of a clip looped by count, behind the clip itself. Each keeps the
+// stored position of the placement it repeats.
+void addPasses(std::vector<AudioClip>& clips, size_t at, uint32_t count) {
     const AudioClip first = clips[at];
-    const int64_t lengthSamples = static_cast<int64_t>(first.length * rate + 0.5);
     for (uint32_t k = 1; k < count; ++k) {
         AudioClip pass = first;
         pass.position = first.position + k * first.length;
-        pass.clip.start = first.clip.start + static_cast<int64_t>(k) * lengthSamples;
         clips.push_back(std::move(pass));
     }
 }
@@ -50,7 +45,7 @@ void loopTrack(size_t index, BoundTrack& track, const std::map<LoopKey, size_t>&
     const size_t stored = track.clips.size();
     bool added = false;
     for (size_t c = 0; c < stored; ++c) {
-        auto found = recordOf.find({track.clips[c].clip.index, storedPositionOf(track.clips[c])});
+        auto found = recordOf.find({track.clips[c].clip.index, track.clips[c].clip.start});
         if (found == recordOf.end()) continue;
         matched[found->second] = true;
         const LoopRecord& record = records[found->second];
@@ -59,7 +54,7 @@ void loopTrack(size_t index, BoundTrack& track, const std::map<LoopKey, size_t>&
             counts.loopsNotWritten.push_back(notWritten(track, clip, "a loop record of an unknown shape"));
         } else if (record.mode == kLoopByLength) {
             work.loopLengthEnds.push_back(
-                {index, clip.clip.index, storedPositionOf(clip), static_cast<double>(record.loopLength) / rate});
+                {index, clip.clip.index, clip.clip.start, static_cast<double>(record.loopLength) / rate});
         } else if (record.mode == kLoopByCount && record.kind != kLoopOfAudio) {
             counts.loopsNotWritten.push_back(notWritten(track, clip, "not an audio clip"));
         } else if (record.mode == kLoopByCount) {
@@ -70,7 +65,7 @@ void loopTrack(size_t index, BoundTrack& track, const std::map<LoopKey, size_t>&
             ++counts.loopsWritten;
             counts.loopPasses += static_cast<int>(record.count);
             if (clip.fadeInLength > 0 || clip.fadeOutLength > 0) ++counts.loopsWithFades;
-            addPasses(track.clips, c, record.count, rate);
+            addPasses(track.clips, c, record.count);
             added = true;
         } else {
             counts.loopsNotWritten.push_back(
@@ -97,7 +92,7 @@ void writeOutLoops(const SessionModel& model, const ConvertOptions&, BindingWork
         LoopNotWritten line;
         line.orphan = true;
         line.kind = records[r].kind;
-        line.samplePosition = records[r].position;
+        line.storedPosition = records[r].position;
         analysis.clipCounts.loopsNotWritten.push_back(line);
     }
 }
@@ -107,7 +102,7 @@ void endLoopsAtLoopLength(const SessionModel&, const ConvertOptions&, BindingWor
     for (const LoopLengthEnd& end : work.loopLengthEnds) {
         BoundTrack& track = work.tracks[end.track];
         for (AudioClip& clip : track.clips) {
-            if (clip.clip.index != end.clipIndex || storedPositionOf(clip) != end.samplePosition) continue;
+            if (clip.clip.index != end.clipIndex || clip.clip.start != end.position) continue;
             const double loop = end.loopLength;
             const double length = clip.length;
             if (loop > 0.001 && loop < length - 0.001) {

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr int64_t kStackWindow = 960;  // ticks: overlaps up to this much are left alone
-constexpr double kBias = 1e12;
 
 // One placement on its way to an item, in ticks (or samples when sample-based).
 struct Placed {
@@ -22,18 +21,18 @@ struct Placed {
     int64_t headTrim = 0;   // the start a clip on top covers
 };
 
-// The stacking state of the MIDI playlist entry for this track and chunk
+// The stacking state of the MIDI playlist entry for this track and clip
 // nearest the position, within the window; 0 when there is none.
-uint8_t stackingState(const std::vector<MidiPlaylistRow>& rows, const std::string& track, uint32_t chunk,
-                      int64_t position) {
+uint8_t stackingState(const std::vector<MidiPlaylistRow>& rows, const std::string& track, uint32_t clipIndex,
+                      const TimelinePosition& position) {
     uint8_t state = 0;
     int64_t best = kStackWindow + 1;
     for (const MidiPlaylistRow& row : rows) {
         if (row.name != track) continue;
-        const size_t count = std::min({row.chunkId.size(), row.position.size(), row.overlapState.size()});
+        const size_t count = std::min({row.clipIndex.size(), row.position.size(), row.overlapState.size()});
         for (size_t k = 0; k < count; ++k) {
-            if (row.chunkId[k] != chunk) continue;
-            const int64_t distance = std::llabs(static_cast<int64_t>(row.position[k]) - position);
+            if (row.clipIndex[k] != clipIndex || row.position[k].unit != position.unit) continue;
+            const int64_t distance = std::llabs(row.position[k].value - position.value);
             if (distance <= kStackWindow && distance < best) {
                 best = distance;
                 state = row.overlapState[k];
@@ -54,9 +53,9 @@ void stackTrack(std::vector<Placed*>& clips, const std::vector<MidiPlaylistRow>&
         Placed& b = *clips[i + 1];
         const int64_t gap = b.position - a.position;
         const int64_t overlap = a.length - gap;
-        if (gap <= 0 || a.length <= 0 || overlap <= kStackWindow) continue;
-        const uint8_t state = stackingState(rows, a.placement->trackName,
-                                            static_cast<uint32_t>(a.placement->clip.midiChunk), a.position);
+        if (a.sampleBased != b.sampleBased || gap <= 0 || a.length <= 0 || overlap <= kStackWindow) continue;
+        const uint8_t state =
+            stackingState(rows, a.placement->trackName, a.placement->clip.index, a.placement->clip.start);
         if (state == 1) {
             if (overlap < b.length || b.length == 0) b.headTrim = overlap;
         } else if ((state == 2 || state == 3) && !b.placement->clip.muted) {
@@ -64,27 +63,6 @@ void stackTrack(std::vector<Placed*>& clips, const std::vector<MidiPlaylistRow>&
         }
     }
 }
-
-// Walks the second position list of one track name: the stored position of
-// the next entry for a chunk, from the cursor on and then from the start.
-struct StoredPositions {
-    std::vector<std::pair<uint32_t, uint64_t>> entries;
-    size_t cursor = 0;
-
-    bool next(uint32_t chunk, uint64_t& stored) {
-        for (size_t pass = 0; pass < 2; ++pass) {
-            const size_t from = pass == 0 ? cursor : 0;
-            const size_t to = pass == 0 ? entries.size() : std::min(cursor, entries.size());
-            for (size_t k = from; k < to; ++k) {
-                if (entries[k].first != chunk) continue;
-                stored = entries[k].second;
-                cursor = k + 1;
-                return true;
-            }
-        }
-        return false;
-    }
-};
 
 // The events of one item, with the edges' mutes, at 960 per quarter note.
 struct ItemBuilder {
@@ -139,7 +117,7 @@ int64_t buildEvents(ItemBuilder& builder, const ClipDefinition& clip, const Midi
     }
     if (stream == nullptr) return ringTail;
     for (const MidiControllerEvent& event : stream->controllers) {
-        const int64_t start = s + static_cast<int64_t>(event.position) - static_cast<int64_t>(stream->origin);
+        const int64_t start = s + event.position.value - stream->origin.value;
         const bool muted = builder.muteOutside(ItemBuilder::inClip(start, length), 1);
         const uint64_t at = builder.ppqOf(start + shift);
         if (event.kind == kPitchBend) {
@@ -152,7 +130,7 @@ int64_t buildEvents(ItemBuilder& builder, const ClipDefinition& clip, const Midi
         ++builder.counts.controllerEvents;
     }
     for (const MidiSysexEvent& event : stream->sysexEvents) {
-        const int64_t start = s + static_cast<int64_t>(event.position) - static_cast<int64_t>(stream->origin);
+        const int64_t start = s + event.position.value - stream->origin.value;
         // REAPER has no muted SysEx: one outside its clip is written live.
         if (!ItemBuilder::inClip(start, length)) ++builder.counts.sysexOutside;
         MidiItemEvent sysex{builder.ppqOf(start + shift), 0xF0, 0, 0, false, {}};
@@ -170,7 +148,11 @@ const MidiStreamChunk* streamOf(const SessionModel& model, const ClipDefinition&
     if (clip.midiChunk < 0 || static_cast<size_t>(clip.midiChunk) >= model.midiStreams.size()) return nullptr;
     const MidiStreamChunk& stream = model.midiStreams[static_cast<size_t>(clip.midiChunk)];
     if (stream.controllers.empty() && stream.sysexEvents.empty()) return nullptr;
-    if (stream.noteCount != clip.midiEvents.size()) {
+    // Every position must count the origin's unit, or the events cannot be placed.
+    const auto otherUnit = [&stream](const auto& event) { return event.position.unit != stream.origin.unit; };
+    if (stream.noteCount != clip.midiEvents.size() ||
+        std::any_of(stream.controllers.begin(), stream.controllers.end(), otherUnit) ||
+        std::any_of(stream.sysexEvents.begin(), stream.sysexEvents.end(), otherUnit)) {
         ++counts.mismatchedStreams;
         return nullptr;
     }
@@ -191,6 +173,12 @@ MidiItem makeItem(const SessionModel& model, const ConvertOptions& options, cons
     int64_t position = placed.position;
     int64_t length = placed.length;
     int64_t s = clip.sourceOffset;
+    // A clip that starts before the session's start plays from there.
+    if (position < 0 && (length == 0 || length > -position)) {
+        s += position;
+        if (length > 0) length += position;
+        position = 0;
+    }
     if (placed.sampleBased) {
         builder.samplesToPpq = model.sessionTempo * 960.0 / (60.0 * rate);
         if (placed.cut >= 0 || placed.headTrim > 0) ++counts.sampleBasedOverlaps;
@@ -230,29 +218,15 @@ void buildMidiItems(const SessionModel& model, const ConvertOptions& options, Bi
                     AnalysisModel& analysis) {
     MidiCounts& counts = analysis.midiCounts;
     const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
-    std::map<std::string, StoredPositions> storedOfName;
-    for (const MidiPlaylistRow& row : model.midiPlaylistRows) {
-        StoredPositions& list = storedOfName[row.name];
-        for (size_t k = 0; k < std::min(row.chunkId.size(), row.stored.size()); ++k) {
-            list.entries.emplace_back(row.chunkId[k], row.stored[k]);
-        }
-    }
-
     std::vector<Placed> placed;
     for (const MidiClip& placement : model.clips.midiPlacements) {
         if (placement.clip.index == kNoClip) continue;
         Placed entry;
         entry.placement = &placement;
-        entry.position = placement.clip.start;
+        entry.position = placement.clip.start.value;
         entry.length = placement.clip.length;
-        uint64_t stored = 0;
-        auto list = storedOfName.find(placement.trackName);
-        if (list != storedOfName.end() && list->second.next(static_cast<uint32_t>(placement.clip.midiChunk), stored) &&
-            static_cast<double>(stored) < kBias && static_cast<double>(stored) < 86400.0 * rate) {
-            entry.sampleBased = true;
-            entry.position = static_cast<int64_t>(stored);
-            ++counts.sampleBasedClips;
-        }
+        entry.sampleBased = !placement.clip.start.inTicks();
+        if (entry.sampleBased) ++counts.sampleBasedClips;
         placed.push_back(entry);
     }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <set>
 
@@ -6,22 +7,18 @@
 
 namespace {
 
-// A placement by clip index and stored position (low 32 bits, as the clips hold it).
-using PlacementKey = std::pair<uint32_t, uint64_t>;
+// A placement by clip index and stored position.
+using PlacementKey = std::pair<uint32_t, TimelinePosition>;
 
-constexpr uint64_t kMatchWindow = 64;  // samples either side
+constexpr int64_t kMatchWindow = 64;  // samples (or ticks) either side, in the position's own unit
 
-uint64_t storedPosition(uint64_t value) { return value & 0xFFFFFFFFull; }
-
-PlacementKey keyOf(const AudioClip& clip) {
-    return {clip.clip.index, storedPosition(static_cast<uint64_t>(clip.clip.start))};
-}
+PlacementKey keyOf(const AudioClip& clip) { return {clip.clip.index, clip.clip.start}; }
 
 // What one playlist row says about its placements.
 struct RowPlacements {
     std::set<PlacementKey> fadeReferences;
     std::set<PlacementKey> clipReferences;
-    std::map<uint32_t, std::map<uint64_t, int>> live;  // clip index -> position -> live count
+    std::map<uint32_t, std::map<TimelinePosition, int>> live;  // clip index -> position -> live count
     std::map<uint32_t, int> liveOfIndex;
     std::map<PlacementKey, uint8_t> overlapState;
     std::map<PlacementKey, bool> locked;
@@ -35,7 +32,7 @@ RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
                                    row.colour.size()});
     for (size_t k = 0; k < count; ++k) {
         if (row.isGroup[k]) continue;
-        const PlacementKey key{row.clipIndex[k], storedPosition(row.position[k])};
+        const PlacementKey key{row.clipIndex[k], row.position[k]};
         if (row.isFade[k] && row.clipIndex[k] < fadeTableSize) {
             placements.fadeReferences.insert(key);
         } else {
@@ -56,19 +53,21 @@ RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
 const PlacementKey* matchLive(RowPlacements& placements, const PlacementKey& key, PlacementKey& matched) {
     auto ofIndex = placements.live.find(key.first);
     if (ofIndex == placements.live.end()) return nullptr;
-    std::map<uint64_t, int>& positions = ofIndex->second;
+    std::map<TimelinePosition, int>& positions = ofIndex->second;
     auto exact = positions.find(key.second);
     if (exact != positions.end() && exact->second > 0) {
         --exact->second;
         matched = key;
         return &matched;
     }
-    const uint64_t low = key.second >= kMatchWindow ? key.second - kMatchWindow : 0;
+    const TimelinePosition& at = key.second;
+    const TimelinePosition low{at.value - kMatchWindow, at.unit};
+    const TimelinePosition high{at.value + kMatchWindow, at.unit};
     auto best = positions.end();
-    uint64_t bestDistance = 0;
-    for (auto it = positions.lower_bound(low); it != positions.end() && it->first <= key.second + kMatchWindow; ++it) {
+    int64_t bestDistance = 0;
+    for (auto it = positions.lower_bound(low); it != positions.end() && !(high < it->first); ++it) {
         if (it->second <= 0) continue;
-        const uint64_t distance = it->first > key.second ? it->first - key.second : key.second - it->first;
+        const int64_t distance = std::llabs(it->first.value - at.value);
         if (best == positions.end() || distance < bestDistance) {
             best = it;
             bestDistance = distance;

@@ -57,8 +57,7 @@ void pairTracks(const SessionModel& model, BindingWork& work) {
 }
 
 // A paired track takes its record's unit; an unpaired one the unit every record
-// agrees on, or else the unit its positions show: tick positions carry a bias
-// of 10^12 and so lie far above any sample position.
+// agrees on, or else the unit its clips' positions are stored in.
 void decideUnits(const SessionModel& model, BindingWork& work, BindingCounts& counts) {
     const std::vector<TimebaseRecord>& records = model.timebaseRecords;
     const auto tick = [](const TimebaseRecord& record) { return record.tickBased; };
@@ -72,9 +71,9 @@ void decideUnits(const SessionModel& model, BindingWork& work, BindingCounts& co
             track.isTick = allTick;
             ++counts.unpairedReadByRecords;
         } else {
-            size_t high = 0;
-            for (const AudioClip& clip : track.clips) high += clip.clip.start > 1000000000 ? 1 : 0;
-            track.isTick = 2 * high >= track.clips.size();
+            size_t ticks = 0;
+            for (const AudioClip& clip : track.clips) ticks += clip.clip.start.inTicks() ? 1 : 0;
+            track.isTick = 2 * ticks >= track.clips.size();
             ++counts.judgedByPositions;
         }
         ++(track.isTick ? counts.tickTracks : counts.sampleTracks);

@@ -59,7 +59,7 @@ void readTrackTables(RunState& state) {
 void readMidiTables(RunState& state) {
     SessionModel& model = state.model;
     const SessionImage& image = state.image;
-    model.midiStreams = readMidiStreams(image);
+    model.midiStreams = readMidiStreams(image, &model.positionFaults);
     model.midiControls = readMidiTrackControls(image, model.tracks.rows);
     model.midiRealTime = readMidiRealTime(image, model.tracks.rows);
     model.midiTrackStates = readMidiTrackStates(image, model.tracks.rows);
@@ -70,8 +70,10 @@ void sayControllerStreams(const std::vector<MidiStreamChunk>& chunks) {
     int streams = 0;
     int events = 0;
     for (size_t c = 0; c < chunks.size(); ++c) {
-        say("chunk %-3d notes %-5u origin %llu\n", static_cast<int>(c), chunks[c].noteCount,
-            static_cast<unsigned long long>(chunks[c].origin));
+        // The origin as the session stores it: biased when it counts ticks.
+        const TimelinePosition& origin = chunks[c].origin;
+        say("chunk %-3d notes %-5u origin %lld\n", static_cast<int>(c), chunks[c].noteCount,
+            static_cast<long long>(origin.value) + (origin.inTicks() ? static_cast<long long>(kPositionBias) : 0));
         std::map<int, int> countOfKey;
         for (const MidiControllerEvent& event : chunks[c].controllers) {
             ++countOfKey[event.kind * 256 + (event.kind == kController ? event.controller : 0)];
@@ -101,7 +103,8 @@ void readStage(RunState& state) {
     if (state.options.ptTheme == 2) state.darkTheme = true;
 
     model.audioFiles = audioFileRefs(state.session.audioFiles);
-    model.clips = readClipsAndPlacements(state.image, model.audioFiles);
+    model.positionFaults = {};
+    model.clips = readClipsAndPlacements(state.image, model.audioFiles, &model.positionFaults);
 
     state.damage = checkImage(state.image.view);
     sayDamage(state);

@@ -146,12 +146,12 @@ void sayTimingNotes(const RunState& state) {
     }
     if (c.judgedByPositions > 0 && !state.model.timebaseRecords.empty()) {
         say("      %d of them could not be paired with their own timebase record, and\n"
-            "      the records disagree, so they were judged by the size of their\n"
-            "      positions -- check their timing\n",
+            "      the records disagree, so they take the unit their clips' positions\n"
+            "      are stored in\n",
             c.judgedByPositions);
     } else if (c.judgedByPositions > 0) {
         say("      %d of them: this session holds no timebase records at all, so\n"
-            "      they were judged by the size of their positions -- check their timing\n",
+            "      they take the unit their clips' positions are stored in\n",
             c.judgedByPositions);
     }
     if (c.clipsWithSyncPoint > 0) {
@@ -271,8 +271,8 @@ void sayTempoNotes(const RunState& state) {
 void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
     for (const LoopNotWritten& line : lines) {
         if (line.orphan) {
-            say("\n      a %s placement at sample %u (not an audio clip)", line.kind == kLoopOfMidi ? "MIDI" : "non-audio",
-                line.samplePosition);
+            say("\n      a %s placement at %s %lld (not an audio clip)", line.kind == kLoopOfMidi ? "MIDI" : "non-audio",
+                line.storedPosition.inTicks() ? "tick" : "sample", static_cast<long long>(line.storedPosition.value));
             continue;
         }
         say("\n      %s: \"%s\"", line.trackName.c_str(), line.clipName.c_str());
@@ -478,6 +478,23 @@ void saySampleBasedMidiNotes(const MidiCounts& midi) {
             "      this unit yet, so the clip keeps its full length and the overlap\n"
             "      SUMS rather than trimming. Trim the item edge in REAPER to match.\n",
             midi.sampleBasedOverlaps);
+    }
+}
+
+// Stored positions that were not in a form the readers know: each was read the
+// nearest sane way, never wrapped.
+void sayPositionFaultNotes(const PositionFaults& faults) {
+    if (faults.unknownUnit > 0) {
+        say("  WARNING: %d stored position(s) carry a unit mark that says neither\n"
+            "      samples nor ticks; each was read by its ticks bit. Check the timing\n"
+            "      of those clips, notes or tempo changes. Please send the session in.\n",
+            faults.unknownUnit);
+    }
+    if (faults.pastTimeline > 0) {
+        say("  WARNING: %d stored position(s) lie past the end of any Pro Tools\n"
+            "      timeline; each was held at that end rather than wrapped, so what\n"
+            "      it places sits far behind the rest. Please send the session in.\n",
+            faults.pastTimeline);
     }
 }
 
@@ -738,6 +755,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayRealTimeNotes(state.counters);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayHardwareInsertNotes(state.model.hardwareInserts);
+    sayPositionFaultNotes(state.model.positionFaults);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
 }

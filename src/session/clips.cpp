@@ -77,7 +77,7 @@ ClipDefinition readAudioClip(const ImageView& view, const PtxBlock& block, uint1
     ThreePoint record = readThreePoint(view, z + 22 + nameLength);
     clip.sourceOffset = threePointValue(record, 0);
     clip.length = threePointValue(record, 2);
-    clip.start = threePointValue(record, 3);
+    clip.start = samplesAt(threePointValue(record, 3));
     // Behind the head block: the file index (u16), two bytes, and the channel of
     // the file that the clip plays (u32, from 0): the ".L" and ".R" clips of one
     // interleaved file differ only there.
@@ -90,7 +90,7 @@ ClipDefinition readAudioClip(const ImageView& view, const PtxBlock& block, uint1
         clip.fileName = file->name;
         clip.fileChannels = file->channels;
     }
-    clip.filePosition = clip.start;
+    clip.filePosition = clip.start.value;
     clip.fileLength = clip.length;
     return clip;
 }
@@ -214,7 +214,7 @@ void readMidiTracks(const SessionImage& image, const std::vector<PtxBlock>& tree
 }
 
 void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, const TrackTable& tracks,
-                       ClipLists& lists) {
+                       ClipLists& lists, PositionFaults* faults) {
     for (const PtxBlock& list : tree) {
         if (list.contentType != kPlacementListNew) continue;
         uint64_t trackNumber = 0;
@@ -229,7 +229,7 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
                     uint64_t y = placement.start();
                     ClipDefinition* added = addPlacement(lists, tracks, trackNumber, view.u32(y + 11));
                     if (added == nullptr) continue;
-                    added->start = view.u32(y + 16);
+                    added->start = readTimelinePosition(view, y + 16, faults);
                     added->muted = muted;
                 }
             }
@@ -293,7 +293,8 @@ std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files
     return refs;
 }
 
-ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files) {
+ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files,
+                                 PositionFaults* faults) {
     ClipLists lists;
     const ImageView& view = image.view;
     // Without a tree the session layer's own lists would stand in; it has none
@@ -304,8 +305,8 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     TrackTable tracks;
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
-    readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree), lists);
-    readNewPlacements(view, tree, tracks, lists);
+    readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree, faults), lists, faults);
+    readNewPlacements(view, tree, tracks, lists, faults);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);
     return lists;

@@ -9,6 +9,7 @@
 
 #include "session/blocks.h"
 #include "session/ptx_file.h"
+#include "session/timeline_position.h"
 
 // One audio file of the session, as the session layer lists it.
 struct AudioFileRef {
@@ -20,10 +21,10 @@ struct AudioFileRef {
 };
 std::vector<AudioFileRef> audioFileRefs(const std::vector<AudioFileEntry>& files);
 
-// One note of a MIDI chunk, in ticks from the chunk's origin.
+// One note of a MIDI chunk, from the chunk's origin, in the chunk's unit.
 struct MidiEvent {
-    uint64_t position = 0;
-    uint64_t length = 0;
+    int64_t position = 0;
+    int64_t length = 0;
     uint8_t note = 0;
     uint8_t velocity = 0;
 };
@@ -31,17 +32,18 @@ struct MidiEvent {
 // A clip index that names no clip: the entry stands for a track only.
 constexpr uint16_t kNoClip = 65535;
 
-// One clip of the clip list. Positions are samples or biased ticks, kept exact.
+// One clip of the clip list. Offsets and lengths are samples (MIDI clips: in
+// their chunk's unit), kept exact.
 struct ClipDefinition {
     uint16_t index = 0;  // running number over all clip lists, from 0
     std::string name;
-    int64_t start = 0;
+    TimelinePosition start;
     int64_t sourceOffset = 0;  // samples into the file
     int64_t length = 0;        // samples
     uint8_t muted = 0;         // set from the placement
     std::string fileName;
     uint16_t fileIndex = 0;
-    int64_t filePosition = 0;  // equal to start
+    int64_t filePosition = 0;  // equal to start's value
     int64_t fileLength = 0;    // equal to length
     uint32_t channel = 0;       // the one channel of the file the clip plays, from 0
     uint16_t fileChannels = 0;  // channels in the file, 0 where the session stores none
@@ -49,8 +51,7 @@ struct ClipDefinition {
     int32_t midiChunk = -1;  // -1 for audio
 };
 
-// One placement of a clip on a track; clip.start is the placement's position
-// (of the newer placement form only the low 32 bits of the stored value).
+// One placement of a clip on a track; clip.start is the placement's position.
 struct AudioClip {
     std::string trackName;
     uint16_t trackIndex = 0;
@@ -87,7 +88,7 @@ struct AudioClip {
     bool locked = false;
 };
 
-// One placement of a MIDI clip on a MIDI track; clip.start is in ticks, unbiased.
+// One placement of a MIDI clip on a MIDI track; clip.start is its position.
 struct MidiClip {
     std::string trackName;
     uint16_t trackIndex = 0;
@@ -107,7 +108,9 @@ struct ClipLists {
 // The audio clip list and the audio placements of both placement forms, plus the
 // MIDI track entries. An image without a tree (under 65 bytes, or big-endian)
 // gives empty lists: the session layer has no lists of its own for those.
-ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files);
+// Positions out of shape are counted in faults when given.
+ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<AudioFileRef>& files,
+                                 PositionFaults* faults = nullptr);
 
 // Each clip's sync point, as a distance in samples from the clip's start (0 for
 // none), in clip list order, with the clip names beside them.

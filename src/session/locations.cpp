@@ -58,8 +58,8 @@ std::vector<MemoryLocation> readMemoryLocations(const SessionImage& image) {
         if (kind < 0) continue;
         location.kind = static_cast<uint32_t>(kind);
 
-        const uint64_t start = storedPosition(view, z + 19 + nameLength);
-        const uint64_t end = storedPosition(view, z + 27 + nameLength);
+        const uint64_t start = readStoredValue(view, z + 19 + nameLength, nullptr).value;
+        const uint64_t end = readStoredValue(view, z + 27 + nameLength, nullptr).value;
         if (start >= kPositionBias && end >= kPositionBias) {
             location.start = static_cast<double>(start - kPositionBias);
             location.end = static_cast<double>(end - kPositionBias);

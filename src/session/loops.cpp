@@ -20,7 +20,7 @@ std::vector<LoopRecord> readLoopRecords(const SessionImage& image) {
 
         LoopRecord record;
         record.clipIndex = view.u16(p + 11);
-        record.position = view.u32(p + 16);
+        record.position = readTimelinePosition(view, p + 16, nullptr);
         // The block around the placement says what it places.
         if (p >= 9 && view.u8(p - 9) == 'Z') record.kind = view.u16(p - 2);
         record.valid = view.u32(z + 3) == kLoopBlockSize;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "session/blocks.h"
+#include "session/timeline_position.h"
 
 constexpr uint16_t kLoopOfAudio = 0x1050;
 constexpr uint16_t kLoopOfMidi = 0x1056;
@@ -14,7 +15,7 @@ constexpr uint8_t kLoopByCount = 2;
 
 struct LoopRecord {
     uint16_t clipIndex = 0;
-    uint32_t position = 0;    // the placement's stored position (low 32 bits)
+    TimelinePosition position;  // the placement's position
     uint16_t kind = 0;        // content type of the block around the placement; 0 when none stands there
     bool valid = false;       // the loop block has the one size this reader knows
     uint8_t mode = 0;         // kLoopByLength or kLoopByCount when valid

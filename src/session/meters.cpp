@@ -1,18 +1,13 @@
 #include "session/meters.h"
 
+#include "session/timeline_position.h"
+
 namespace {
 
 constexpr uint16_t kMeterBlock = 0x2029;
 constexpr uint32_t kMostMeterRecords = 4096;
 constexpr uint64_t kFirstMeterRecord = 23;
 constexpr uint64_t kMeterRecordStride = 36;
-
-// Meter positions take six bytes: a meter far out in the session (bar 91180
-// of a real one) carries a sixth byte that five would lose.
-uint64_t meterPosition(const ImageView& view, uint64_t position) {
-    if (!view.holds(position, 6)) return 0;
-    return uint64_t{view.u32(position)} | (uint64_t{view.u16(position + 4)} << 32);
-}
 
 }  // namespace
 
@@ -30,7 +25,8 @@ std::vector<MeterEvent> readMeterMap(const SessionImage& image) {
         for (uint32_t k = 0; k < count; ++k) {
             const uint64_t r = z + kFirstMeterRecord + uint64_t{k} * kMeterRecordStride;
             MeterEvent meter;
-            const uint64_t stored = meterPosition(view, r + 1);
+            // A meter far out in the session (bar 91180 of a real one) needs six of the seven bytes.
+            const uint64_t stored = readStoredValue(view, r + 1, nullptr).value;
             meter.position = stored >= kPositionBias ? static_cast<double>(stored - kPositionBias) : 0;
             meter.bar = view.u32(r + 9);
             meter.numerator = view.u32(r + 13);

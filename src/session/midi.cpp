@@ -7,15 +7,8 @@ namespace {
 
 constexpr uint16_t kNoteBlock = 0x2000;
 constexpr uint64_t kNoteSize = 35;
-constexpr uint64_t kBias = 1000000000000ULL;
 constexpr uint16_t kMidiTrack = 0x2620;
 constexpr uint16_t kInstrumentTrack = 0x2621;
-
-uint64_t fiveBytes(const ImageView& view, uint64_t at) {
-    uint64_t value = 0;
-    for (int k = 0; k < 5; ++k) value |= uint64_t(view.u8(at + k)) << (8 * k);
-    return value;
-}
 
 // The next place in [from, to) where the text stands, or `to` when it does not.
 uint64_t findText(const ImageView& view, uint64_t from, uint64_t to, const char* text) {
@@ -36,17 +29,19 @@ bool isText(const ImageView& view, uint64_t at, const char* text) {
     return view.holds(at, length) && std::memcmp(view.bytes + at, text, length) == 0;
 }
 
-// One "MdNLB" list at m; gives the position behind its last note.
-uint64_t readChunkAt(const ImageView& view, uint64_t m, MidiNoteChunk& chunk) {
-    chunk.origin = fiveBytes(view, m + 15);
+// One "MdNLB" list at m; gives the position behind its last note. The first
+// note's position is the origin: the notes count from it.
+uint64_t readChunkAt(const ImageView& view, uint64_t m, MidiNoteChunk& chunk, PositionFaults* faults) {
     const uint32_t count = view.u32(m + 11);
     uint64_t r = m + 15;
-    if (count == 0 || !view.holds(m + 33, 1)) return r;
+    if (count == 0) return r;
+    chunk.origin = readTimelinePosition(view, m + 15, nullptr);
+    if (!view.holds(m + 33, 1)) return r;
     for (uint32_t k = 0; k < count && r + 18 <= view.length; ++k, r += kNoteSize) {
         MidiEvent event;
-        event.position = fiveBytes(view, r) - chunk.origin;
+        event.position = readTimelinePosition(view, r, faults).value - chunk.origin.value;
         event.note = view.u8(r + 8);
-        event.length = fiveBytes(view, r + 9);
+        event.length = readTimelineSpan(view, r + 9, faults).value;
         event.velocity = view.u8(r + 17);
         chunk.maxEnd = std::max(chunk.maxEnd, event.position + event.length);
         chunk.events.push_back(event);
@@ -59,6 +54,13 @@ const PtxBlock* childOf(const PtxBlock& block, uint16_t type) {
         if (child.contentType == type) return &child;
     }
     return nullptr;
+}
+
+// A value of a MIDI clip's three-point record: up to eight bytes wide, for a
+// start far into the session takes six; held at the end of the timeline.
+uint64_t wideValue(const ThreePoint& point, int which) {
+    if (point.widths[which] < 1 || point.widths[which] > 8) return 0;
+    return std::min(point.values[which], kTimelineEnd);
 }
 
 // The MIDI clips of the clip lists, each a window onto a note chunk.
@@ -75,16 +77,19 @@ void readFirstRoute(const ImageView& view, const std::vector<PtxBlock>& tree,
                 const uint64_t textEnd = std::min<uint64_t>(z + 13 + uint64_t(length), view.length);
                 const std::string name = textEnd > z + 13 ? view.text(z + 13, textEnd - (z + 13)) : std::string();
                 const ThreePoint point = readThreePoint(view, z + 13 + uint64_t(length));
-                const uint64_t first = point.widths[0] >= 1 && point.widths[0] <= 5 ? point.values[0] : 0;
-                const uint64_t third = point.widths[2] >= 1 && point.widths[2] <= 5 ? point.values[2] : 0;
                 const uint32_t number = view.u32(block.end());
                 if (number >= chunks.size()) continue;
+                const MidiNoteChunk& chunk = chunks[number];
+                // The first value is where the clip starts in the chunk, stored
+                // as the chunk's positions are: biased when they count ticks.
+                const int64_t first = static_cast<int64_t>(wideValue(point, 0)) -
+                                      static_cast<int64_t>(chunk.origin.inTicks() ? kPositionBias : 0);
                 ClipDefinition clip;
                 clip.index = static_cast<uint16_t>(lists.midiClips.size());
                 clip.name = name;
-                clip.start = static_cast<int64_t>(kBias);
-                clip.sourceOffset = static_cast<int64_t>(chunks[number].origin) - static_cast<int64_t>(first);
-                clip.length = static_cast<int64_t>(third);
+                clip.start = {0, chunk.origin.unit};
+                clip.sourceOffset = chunk.events.empty() ? 0 : chunk.origin.value - first;
+                clip.length = static_cast<int64_t>(wideValue(point, 2));
                 clip.midiEvents = chunks[number].events;
                 clip.midiChunk = static_cast<int32_t>(number);
                 lists.midiClips.push_back(std::move(clip));
@@ -107,8 +112,8 @@ void readSecondRoute(const ImageView& view, const std::vector<PtxBlock>& tree,
                 ClipDefinition clip;
                 clip.index = number;
                 clip.name = lists.midiClips.empty() ? std::string() : lists.midiClips.back().name;
-                clip.start = static_cast<int64_t>(kBias);
-                clip.length = static_cast<int64_t>(chunks[number].maxEnd);
+                clip.start = {0, chunks[number].origin.unit};
+                clip.length = chunks[number].maxEnd;
                 clip.midiEvents = chunks[number].events;
                 clip.midiChunk = number;
                 lists.midiClips.push_back(std::move(clip));
@@ -118,7 +123,8 @@ void readSecondRoute(const ImageView& view, const std::vector<PtxBlock>& tree,
 }
 
 // The MIDI placements of each MIDI playlist onto its track's entry.
-void readPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, ClipLists& lists) {
+void readPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, ClipLists& lists,
+                    PositionFaults* faults) {
     std::vector<MidiClip> placed;
     for (const PtxBlock& list : tree) {
         if (list.contentType != 0x1058) continue;
@@ -146,7 +152,6 @@ void readPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, Cl
                     if (placement.contentType != 0x104F) continue;
                     const uint64_t y = placement.start();
                     const uint32_t clipNumber = view.u32(y + 11);
-                    const uint64_t position = fiveBytes(view, y + 16);
                     if (track == nullptr || clipNumber >= kNoClip) continue;
                     const ClipDefinition* clip = nullptr;
                     for (const ClipDefinition& candidate : lists.midiClips) {
@@ -160,7 +165,7 @@ void readPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, Cl
                     entry.trackName = track->trackName;
                     entry.trackIndex = track->trackIndex;
                     entry.clip = *clip;
-                    entry.clip.start = static_cast<int64_t>(position > kBias ? position - kBias : kBias - position);
+                    entry.clip.start = readTimelinePosition(view, y + 16, faults);
                     entry.clip.muted = muted;
                     placed.push_back(std::move(entry));
                 }
@@ -175,31 +180,34 @@ void readPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, Cl
 
 // A SysEx stream at s ("MdES"): every record in shape, the last ending at the
 // stream's end, or the stream is not taken.
-bool readSysexStream(const ImageView& view, uint64_t s, std::vector<MidiSysexEvent>& events, uint64_t& end) {
+bool readSysexStream(const ImageView& view, uint64_t s, std::vector<MidiSysexEvent>& events, uint64_t& end,
+                     PositionFaults* faults) {
     if (!isText(view, s + 10, "MdTEL")) return false;
     end = s + 21 + view.u32(s + 17);
     if (end > view.length) return false;
     const uint32_t count = view.u32(s + 21);
     uint64_t r = s + 25;
     std::vector<MidiSysexEvent> read;
+    PositionFaults readFaults;
     for (uint32_t k = 0; k < count; ++k) {
         if (r + 19 > end || view.u8(r + 8) != 1) return false;
         const uint32_t n = view.u32(r + 15);
         if (view.u32(r + 10) != n + 5 || r + 19 + uint64_t(n) > end) return false;
         MidiSysexEvent event;
-        event.position = fiveBytes(view, r);
+        event.position = readTimelinePosition(view, r, &readFaults);
         event.bytes.assign(view.bytes + r + 19, view.bytes + r + 19 + n);
         read.push_back(std::move(event));
         r += 19 + uint64_t(n);
     }
     if (r != end) return false;
     events.insert(events.end(), read.begin(), read.end());
+    if (faults != nullptr) faults->add(readFaults);
     return true;
 }
 
 // A controller stream at s ("MdCDS") of a known kind whose count and length agree.
 bool readControllerStream(const ImageView& view, uint64_t s, std::vector<MidiControllerEvent>& events,
-                          uint64_t& end) {
+                          uint64_t& end, PositionFaults* faults) {
     if (!isText(view, s + 11, "Mdss")) return false;
     const uint32_t span = view.u32(s + 17);
     if (span < 2) return false;
@@ -214,7 +222,7 @@ bool readControllerStream(const ImageView& view, uint64_t s, std::vector<MidiCon
     if (end > view.length) return false;
     for (uint32_t k = 0; k < count; ++k) {
         const uint64_t r = d + 24 + 12 * uint64_t(k);
-        events.push_back({kind, controller, fiveBytes(view, r), view.u32(r + 8)});
+        events.push_back({kind, controller, readTimelinePosition(view, r, faults), view.u32(r + 8)});
     }
     return true;
 }
@@ -241,11 +249,12 @@ uint64_t nextMarker(const ImageView& view, uint64_t p) {
 
 }  // namespace
 
-std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image) {
-    return readMidiNoteChunks(image, walkBlockTree(image.view));
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, PositionFaults* faults) {
+    return readMidiNoteChunks(image, walkBlockTree(image.view), faults);
 }
 
-std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree) {
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree,
+                                              PositionFaults* faults) {
     const ImageView& view = image.view;
     std::vector<MidiNoteChunk> chunks;
     if (view.length < 65 || view.u8(17) != 0) return chunks;
@@ -257,14 +266,14 @@ std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const s
             const uint64_t m = findText(view, p, end, "MdNLB");
             if (m >= end) break;
             MidiNoteChunk chunk;
-            p = readChunkAt(view, m, chunk);
+            p = readChunkAt(view, m, chunk, faults);
             chunks.push_back(std::move(chunk));
         }
     }
     return chunks;
 }
 
-std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image) {
+std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image, PositionFaults* faults) {
     const ImageView& view = image.view;
     std::vector<Span> spans;
     for (uint64_t z : image.scan(kNoteBlock)) spans.push_back({z, blockEndAt(view, z)});
@@ -276,16 +285,17 @@ std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image) {
             if (open) {
                 MidiStreamChunk chunk;
                 chunk.noteCount = view.u32(p + 11);
-                if (chunk.noteCount != 0) chunk.origin = fiveBytes(view, p + 15);
+                if (chunk.noteCount != 0) chunk.origin = readTimelinePosition(view, p + 15, nullptr);
                 chunks.push_back(std::move(chunk));
             }
             p += 5;
             continue;
         }
         uint64_t end = 0;
-        if (open && isText(view, p, "MdES") && readSysexStream(view, p, chunks.back().sysexEvents, end)) {
+        if (open && isText(view, p, "MdES") && readSysexStream(view, p, chunks.back().sysexEvents, end, faults)) {
             p = end;
-        } else if (open && isText(view, p, "MdCDS") && readControllerStream(view, p, chunks.back().controllers, end)) {
+        } else if (open && isText(view, p, "MdCDS") &&
+                   readControllerStream(view, p, chunks.back().controllers, end, faults)) {
             p = end;
         } else {
             ++p;
@@ -295,17 +305,17 @@ std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image) {
 }
 
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<MidiNoteChunk>& chunks,
-                                ClipLists& lists) {
-    readMidiClipsAndPlacements(image, walkBlockTree(image.view), chunks, lists);
+                                ClipLists& lists, PositionFaults* faults) {
+    readMidiClipsAndPlacements(image, walkBlockTree(image.view), chunks, lists, faults);
 }
 
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<PtxBlock>& tree,
-                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists) {
+                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists, PositionFaults* faults) {
     const ImageView& view = image.view;
     if (view.length < 65 || view.u8(17) != 0) return;
     readFirstRoute(view, tree, chunks, lists);
     readSecondRoute(view, tree, chunks, lists);
-    readPlacements(view, tree, lists);
+    readPlacements(view, tree, lists, faults);
 }
 
 std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image) {
@@ -324,15 +334,14 @@ std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image) {
         for (uint32_t k = 0; k < count && c + 7 <= end && view.u8(c) == 'Z'; ++k, c = blockEndAt(view, c)) {
             const uint64_t n = c + 9;
             if (view.u8(n) != 'Z' || view.u16(n + 7) != 0x104F) continue;
-            row.chunkId.push_back(view.u32(n + 11));
+            row.clipIndex.push_back(view.u32(n + 11));
             row.colour.push_back(static_cast<int16_t>(view.u16(n + 25)));
             row.overlapState.push_back(view.u8(n + 24));
             row.live.push_back(view.length >= c + 49 && (view.u8(n + 39) != 0 || view.u8(n + 10) != 0));
-            const uint64_t stored = fiveBytes(view, n + 16);
-            row.position.push_back(stored > kBias ? stored - kBias : kBias - stored);
-            row.stored.push_back(stored);
+            // The placement reader counts what is out of shape in these same bytes.
+            row.position.push_back(readTimelinePosition(view, n + 16, nullptr));
         }
-        if (!row.chunkId.empty()) rows.push_back(std::move(row));
+        if (!row.clipIndex.empty()) rows.push_back(std::move(row));
     }
     return rows;
 }

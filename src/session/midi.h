@@ -12,16 +12,19 @@
 #include "session/clips.h"
 #include "session/tracks.h"
 
-// One "MdNLB" note list inside a 0x2000 block; events are relative to origin.
+// One "MdNLB" note list inside a 0x2000 block; events are relative to origin,
+// in its unit: ticks on a tick-based track, samples on a sample-based one.
 struct MidiNoteChunk {
-    uint64_t origin = 0;  // the stored 5-byte position of the first note
-    uint64_t maxEnd = 0;  // the largest position + length
+    TimelinePosition origin;  // the position of the first note; 0 for an empty list
+    int64_t maxEnd = 0;       // the largest position + length
     std::vector<MidiEvent> events;
 };
-// Every note chunk, in file order, empty ones included.
-std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image);
+// Every note chunk, in file order, empty ones included. Positions out of shape
+// are counted in faults when given.
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, PositionFaults* faults = nullptr);
 // The same, over a block tree already walked.
-std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree);
+std::vector<MidiNoteChunk> readMidiNoteChunks(const SessionImage& image, const std::vector<PtxBlock>& tree,
+                                              PositionFaults* faults = nullptr);
 
 constexpr uint8_t kPitchBend = 1;
 constexpr uint8_t kController = 2;
@@ -30,42 +33,42 @@ constexpr uint8_t kAftertouch = 4;
 struct MidiControllerEvent {
     uint8_t kind = 0;        // kPitchBend, kController or kAftertouch
     uint8_t controller = 0;  // for kController
-    uint64_t position = 0;   // the stored value
+    TimelinePosition position;
     uint32_t value = 0;
 };
 
 struct MidiSysexEvent {
-    uint64_t position = 0;  // the stored value
+    TimelinePosition position;
     std::vector<uint8_t> bytes;
 };
 
 // The second view of the note lists: each chunk with the streams behind it.
 struct MidiStreamChunk {
-    uint64_t origin = 0;
+    TimelinePosition origin;
     uint32_t noteCount = 0;
     std::vector<MidiControllerEvent> controllers;
     std::vector<MidiSysexEvent> sysexEvents;
 };
-std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image);
+std::vector<MidiStreamChunk> readMidiStreams(const SessionImage& image, PositionFaults* faults = nullptr);
 
 // The MIDI clips of both routes (0x2002/0x2634 lists and 0x262C clip groups)
 // into lists.midiClips, and the MIDI placements (0x1058) onto the MIDI track
 // entries of lists.midiPlacements, whose clipless entries are then removed.
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<MidiNoteChunk>& chunks,
-                                ClipLists& lists);
+                                ClipLists& lists, PositionFaults* faults = nullptr);
 void readMidiClipsAndPlacements(const SessionImage& image, const std::vector<PtxBlock>& tree,
-                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists);
+                                const std::vector<MidiNoteChunk>& chunks, ClipLists& lists,
+                                PositionFaults* faults = nullptr);
 
 // One MIDI playlist (0x1057): per placement, in parallel lists, the stacking
 // state that says which of two overlapping MIDI clips lies on top.
 struct MidiPlaylistRow {
     std::string name;
-    std::vector<uint32_t> chunkId;
+    std::vector<uint32_t> clipIndex;  // the MIDI clip placed
     std::vector<int16_t> colour;
     std::vector<uint8_t> overlapState;
     std::vector<bool> live;
-    std::vector<uint64_t> position;  // ticks, bias removed (absolute value)
-    std::vector<uint64_t> stored;    // the 5-byte value as stored: samples on a sample-based track
+    std::vector<TimelinePosition> position;
 };
 std::vector<MidiPlaylistRow> readMidiPlaylistRows(const SessionImage& image);
 

@@ -48,7 +48,8 @@ void addPlacementEntry(const ImageView& view, uint64_t c, PlaylistRow& row) {
     row.isGroup.push_back(view.u8(y + 27) == 1);
     row.muted.push_back(view.u8(y + 9));
     row.locked.push_back(view.holds(y + 39, 1) ? view.u8(y + 39) != 0 : view.u8(y + 10) != 0);
-    row.position.push_back(uint64_t(view.u32(y + 16)) | uint64_t(view.u8(y + 20)) << 32);
+    // The placement reader counts what is out of shape in these same bytes.
+    row.position.push_back(readTimelinePosition(view, y + 16, nullptr));
     // The byte behind the placement record, inside the block, is 0 for a
     // placement on the timeline; anything else marks one kept for undo.
     uint64_t behind = y + 7 + uint64_t(view.u32(y + 3));

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "session/blocks.h"
+#include "session/timeline_position.h"
 
 // One per playlist block that passes the shape test, in file order.
 struct TimebaseRecord {
@@ -28,7 +29,7 @@ struct PlaylistRow {
     std::vector<bool> isGroup;
     std::vector<uint8_t> muted;
     std::vector<bool> locked;
-    std::vector<uint64_t> position;  // biased where tick-based
+    std::vector<TimelinePosition> position;
 };
 
 std::vector<TimebaseRecord> readTimebaseRecords(const SessionImage& image);

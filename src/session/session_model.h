@@ -60,6 +60,8 @@ struct SessionModel {
     std::map<std::string, MidiTrackControls> midiControls;
     std::map<std::string, MidiRealTime> midiRealTime;
     std::map<std::string, MidiTrackState> midiTrackStates;
+
+    PositionFaults positionFaults;  // stored positions the readers could not take as they stand
 };
 
 // The unique track names of the audio placements, in file order.

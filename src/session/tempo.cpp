@@ -60,6 +60,12 @@ double secondsOfTicks(double ticks, const std::vector<TempoEvent>& tempoMap, dou
     return seconds;
 }
 
+double secondsAt(const TimelinePosition& position, double sampleRate, const std::vector<TempoEvent>& tempoMap,
+                 double sessionTempo) {
+    const double value = static_cast<double>(position.value);
+    return position.inTicks() ? secondsOfTicks(value, tempoMap, sessionTempo) : value / sampleRate;
+}
+
 namespace {
 
 constexpr uint16_t kTempoBlock = 0x2028;
@@ -67,13 +73,16 @@ constexpr uint64_t kFirstTempoRecord = 58;
 constexpr uint64_t kTempoRecordStride = 61;
 
 // The events of one tempo block, up to the first record that is out of range
-// or that would move back in time.
-std::vector<TempoEvent> tempoBlockEvents(const ImageView& view, uint64_t z, uint64_t end) {
+// or that would move back in time. Positions are ticks, biased, whatever their
+// unit mark says.
+std::vector<TempoEvent> tempoBlockEvents(const ImageView& view, uint64_t z, uint64_t end, PositionFaults& faults) {
     std::vector<TempoEvent> events;
     for (uint64_t r = z + kFirstTempoRecord;; r += kTempoRecordStride) {
-        const uint64_t stored = storedPosition(view, r);
+        PositionFaults recordFaults;
+        const uint64_t stored = readStoredValue(view, r, &recordFaults).value;
         const double bpm = view.f64(r + 10);
         if (!plausibleStoredBpm(bpm) || stored < kPositionBias) break;
+        faults.add(recordFaults);
         const double position = static_cast<double>(stored - kPositionBias);
         if (!events.empty() && position < events.back().position) break;
         // The note value the BPM counts; one that does not lie in the block is a quarter.
@@ -86,28 +95,29 @@ std::vector<TempoEvent> tempoBlockEvents(const ImageView& view, uint64_t z, uint
 
 }  // namespace
 
-std::vector<TempoEvent> readTempoMap(const SessionImage& image) {
+std::vector<TempoEvent> readTempoMap(const SessionImage& image, PositionFaults* faults) {
     const ImageView& view = image.view;
     std::vector<TempoEvent> longest;
+    PositionFaults longestFaults;
     if (view.length < 88) return longest;
     for (uint64_t z : image.scan(kTempoBlock)) {
         if (z + 89 >= view.length) break;
         const uint64_t end = z + 7 + uint64_t{view.u32(z + 3)};
         if (!view.matches(z + 9, "Tempo", 5) || end < z + 76) continue;
-        std::vector<TempoEvent> events = tempoBlockEvents(view, z, end);
-        if (events.size() > longest.size()) longest = std::move(events);
+        PositionFaults blockFaults;
+        std::vector<TempoEvent> events = tempoBlockEvents(view, z, end, blockFaults);
+        if (events.size() > longest.size()) {
+            longest = std::move(events);
+            longestFaults = blockFaults;
+        }
     }
     if (longest.size() == 1) longest.clear();
+    if (faults != nullptr && !longest.empty()) faults->add(longestFaults);
     return longest;
 }
 
-uint64_t storedPosition(const ImageView& view, uint64_t position) {
-    if (!view.holds(position, 5)) return 0;
-    return uint64_t{view.u32(position)} | (uint64_t{view.u8(position + 4)} << 32);
-}
-
 void readMusicalTime(const SessionImage& image, SessionModel& model) {
-    model.tempoMap = readTempoMap(image);
+    model.tempoMap = readTempoMap(image, &model.positionFaults);
     model.meterMap = readMeterMap(image);
     model.memoryLocations = readMemoryLocations(image);
 }

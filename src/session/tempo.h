@@ -5,6 +5,7 @@
 
 #include "session/blocks.h"
 #include "session/image.h"
+#include "session/timeline_position.h"
 
 // The opening tempo in quarter-note BPM, 120 when none is stored. The stored
 // BPM counts the note value stored beside it (a sixteenth, a dotted eighth...).
@@ -20,14 +21,11 @@ struct TempoEvent {
     double bpm = 120;
 };
 
-// A position as the tempo and memory location records store it: five bytes,
-// little-endian, biased by 10^12 when it counts ticks; 0 when it does not fit.
-uint64_t storedPosition(const ImageView& view, uint64_t position);
-
 // The tempo map: the longest run of tempo records found in any tempo block,
 // each turned into quarter-note BPM. A single event is no map: the list is
-// then empty and the session tempo stands for it.
-std::vector<TempoEvent> readTempoMap(const SessionImage& image);
+// then empty and the session tempo stands for it. Positions out of shape in
+// the map are counted in faults when given.
+std::vector<TempoEvent> readTempoMap(const SessionImage& image, PositionFaults* faults = nullptr);
 
 struct SessionModel;
 // Fills the model's tempo map, meter map and memory locations. The session
@@ -37,3 +35,8 @@ void readMusicalTime(const SessionImage& image, SessionModel& model);
 // Seconds from the session start to a tick position, through the tempo map;
 // an empty map runs at the session tempo throughout.
 double secondsOfTicks(double ticks, const std::vector<TempoEvent>& tempoMap, double sessionTempo);
+
+// Seconds of a timeline position: samples by the sample rate, ticks through
+// the tempo map.
+double secondsAt(const TimelinePosition& position, double sampleRate, const std::vector<TempoEvent>& tempoMap,
+                 double sessionTempo);

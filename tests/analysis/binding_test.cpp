@@ -48,7 +48,7 @@ struct ModelBuilder {
             placement.trackIndex = trackIndex;
             placement.trackName = trackName;
             placement.clip = model.clips.audioClips[clipIndex];
-            placement.clip.start = static_cast<int64_t>(start);
+            placement.clip.start = samplesAt(static_cast<int64_t>(start));
             model.clips.audioPlacements.push_back(placement);
         }
         TimebaseRecord record;
@@ -59,7 +59,7 @@ struct ModelBuilder {
         row.name = playlistName;
         for (const Entry& e : entries) {
             row.clipIndex.push_back(e.clip);
-            row.position.push_back(e.position);
+            row.position.push_back(samplesAt(static_cast<int64_t>(e.position)));
             row.live.push_back(e.live);
             row.isFade.push_back(false);
             row.isGroup.push_back(false);
@@ -122,8 +122,8 @@ TEST(Binding, PairsFoldsAndAlternates) {
 
     // Without alternates the playlist is set aside, and one leg a sample apart
     // keeps the surround legs apart.
-    b.model.clips.audioPlacements.back().clip.start += 1;
-    b.model.playlistRows.back().position[0] += 1;
+    b.model.clips.audioPlacements.back().clip.start.value += 1;
+    b.model.playlistRows.back().position[0].value += 1;
     ConvertOptions dropAlternates;
     dropAlternates.keepAltTakes = false;
     analysis = b.run(dropAlternates);
@@ -187,5 +187,15 @@ TEST(Binding, FinalOrderEmptyUnmatchedAndFreezeRecords) {
     ASSERT_EQ(analysis.freezeRecords["C"].size(), 1u);
     EXPECT_EQ(problemKind(), "unmatched-tracks");
     EXPECT_EQ(problemDetail(), "1 track(s) matched no strip row");
+    clearProblem();
+
+    // With records that disagree, the unpaired track takes the unit its
+    // clips are stored in: a tick position, however small, makes it tick-based.
+    b.model.timebaseRecords[0].tickBased = true;
+    EXPECT_EQ(b.run().timebaseOfTrack["Stray"], 0);
+    b.model.clips.audioPlacements.back().clip.start = ticksAt(0);
+    analysis = b.run();
+    EXPECT_EQ(analysis.timebaseOfTrack["Stray"], 2);
+    EXPECT_EQ(analysis.counts.judgedByPositions, 1);
     clearProblem();
 }

@@ -15,7 +15,7 @@ AudioClip clipAt(double position, double length, uint16_t index = 0, double sour
     clip.sourceOffset = sourceOffset;
     clip.sourceOffsetSamples = static_cast<uint32_t>(sourceOffset * kRate);
     clip.clip.index = index;
-    clip.clip.start = static_cast<int64_t>(position * kRate);
+    clip.clip.start = samplesAt(static_cast<int64_t>(position * kRate));
     clip.clip.name = "c" + std::to_string(index);
     return clip;
 }
@@ -43,7 +43,7 @@ struct ClipBench {
     void fadeEntry(uint32_t number, double seconds) {
         PlaylistRow& row = model.playlistRows[0];
         row.clipIndex.push_back(number);
-        row.position.push_back(static_cast<uint64_t>(seconds * kRate));
+        row.position.push_back(samplesAt(static_cast<int64_t>(seconds * kRate)));
         row.isFade.push_back(true);
     }
     void addFade(int32_t kind, double lead, double length, int32_t shape = 0, uint8_t sCurve = 0) {
@@ -127,16 +127,18 @@ TEST(ClipRules, CrossfadesExtendOnlyIntoMaterialThatExists) {
     EXPECT_FALSE(lone.clips()[0].crossfaded);
 }
 
-TEST(ClipRules, TickBasedFadesMeetTheirClipsThroughTheTempoMap) {
+TEST(ClipRules, TickPositionsAndTheirFadesMeetThroughTheTempoMap) {
     ClipBench bench({});
-    bench.work.tracks[0].isTick = true;
     bench.model.tempoMap = {{0, 120}, {2 * 960000.0, 60}};  // two quarters at 120, then 60
-    // A clip whose stored position is three quarters in, biased by 10^12.
-    const uint64_t stored = kPositionBias + 3 * 960000;
+    // A clip 5000 quarters in (4.8e9 ticks, past 2^32): 1 s for the first two
+    // quarters at 120, 4998 s for the rest at 60.
+    const TimelinePosition stored = ticksAt(5000 * int64_t{960000});
     AudioClip clip = clipAt(0, 1);
-    clip.position = secondsOfStoredTicks(static_cast<int64_t>(stored & 0xFFFFFFFF), bench.model.tempoMap, 120);
-    ASSERT_DOUBLE_EQ(clip.position, 2.0);  // 1 s for two quarters at 120, 1 s for one at 60
+    clip.clip.start = stored;
+    clip.clip.length = 48000;
     bench.clips().push_back(clip);
+    positionsToSeconds(bench.model, bench.options, bench.work, bench.analysis);
+    ASSERT_DOUBLE_EQ(bench.clips()[0].position, 4999.0);
     bench.model.fades.push_back({kFadeIn, 0, 960000, 0, 0});  // one quarter at 60: a second
     PlaylistRow& row = bench.model.playlistRows[0];
     row.clipIndex.push_back(0);
@@ -207,7 +209,7 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
     auto loop = [](uint16_t clip, double seconds, uint8_t mode, uint32_t count, uint64_t length = 0) {
         LoopRecord record;
         record.clipIndex = clip;
-        record.position = static_cast<uint32_t>(seconds * kRate);
+        record.position = samplesAt(static_cast<int64_t>(seconds * kRate));
         record.kind = kLoopOfAudio;
         record.valid = true;
         record.mode = mode;
@@ -229,7 +231,6 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
     ASSERT_EQ(clips.size(), 6u);
     EXPECT_DOUBLE_EQ(clips[1].position, 1.0);
     EXPECT_DOUBLE_EQ(clips[2].position, 2.0);
-    EXPECT_EQ(clips[2].clip.start, 96000);
     EXPECT_DOUBLE_EQ(clips[2].fadeInLength, 0.1);  // fades stay on every pass
     EXPECT_EQ(bench.counts().loopsWritten, 1);
     EXPECT_EQ(bench.counts().loopPasses, 3);

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -18,26 +19,60 @@
 
 namespace {
 
+// A placement line of the facts: its track, its clip and the number behind " at ".
 struct FactPlacement {
     std::string track;
     std::string clip;
-    double samples = 0;
+    double at = 0;
 };
+
+FactPlacement placementOf(const std::string& line) {
+    const size_t q1 = line.find('"'), q2 = line.find('"', q1 + 1);
+    const size_t q3 = line.find('"', q2 + 1), q4 = line.find('"', q3 + 1);
+    return {line.substr(q1 + 1, q2 - q1 - 1), line.substr(q3 + 1, q4 - q3 - 1),
+            std::atof(line.substr(line.rfind(" at ") + 4).c_str())};
+}
 
 std::vector<FactPlacement> factPlacements(const std::string& sessionPath) {
     std::ifstream in(sessionPath.substr(0, sessionPath.rfind('.')) + ".facts");
     std::vector<FactPlacement> placements;
     for (std::string line; std::getline(in, line);) {
-        if (line.rfind("placement track ", 0) != 0) continue;
-        const size_t q1 = line.find('"'), q2 = line.find('"', q1 + 1);
-        const size_t q3 = line.find('"', q2 + 1), q4 = line.find('"', q3 + 1);
-        FactPlacement p;
-        p.track = line.substr(q1 + 1, q2 - q1 - 1);
-        p.clip = line.substr(q3 + 1, q4 - q3 - 1);
-        p.samples = std::atof(line.substr(line.rfind(" at ") + 4).c_str());
-        placements.push_back(p);
+        if (line.rfind("placement track ", 0) == 0) placements.push_back(placementOf(line));
     }
     return placements;
+}
+
+// The tempo events (ticks, quarter-note BPM) and the tick-based placements
+// (their "at" in ticks) that music.facts beside the sessions gives for one.
+void musicFacts(const std::string& sessionPath, std::vector<std::pair<double, double>>& tempos,
+                std::vector<FactPlacement>& tickPlacements) {
+    const size_t slash = sessionPath.rfind('/');
+    std::ifstream in(sessionPath.substr(0, slash) + "/music.facts");
+    const std::string section = "== " + sessionPath.substr(slash + 1, sessionPath.size() - slash - 5);
+    bool inSection = false;
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("== ", 0) == 0) inSection = line == section;
+        double ticks = 0, bpm = 0, beat = 0;
+        if (!inSection) continue;
+        if (std::sscanf(line.c_str(), "tempo at %lf bpm %lf beat_len %lf", &ticks, &bpm, &beat) == 3) {
+            tempos.emplace_back(ticks, bpm * (beat > 0 ? beat : 960000) / 960000);
+        } else if (line.rfind("placement ", 0) == 0 && line.find("\" ticks 1 at ") != std::string::npos) {
+            tickPlacements.push_back(placementOf(line));
+        }
+    }
+}
+
+// Seconds at a tick position, each tempo holding until the next: 960000 ticks
+// a quarter note, a quarter lasting 60 / BPM seconds.
+double handSeconds(double ticks, const std::vector<std::pair<double, double>>& tempos) {
+    double seconds = 0, at = 0, bpm = tempos.empty() ? 120 : tempos.front().second;
+    for (const auto& [position, next] : tempos) {
+        if (position >= ticks) break;
+        seconds += (position - at) / 960000 * 60 / bpm;
+        at = position;
+        bpm = next;
+    }
+    return seconds + (ticks - at) / 960000 * 60 / bpm;
 }
 
 // Runs the reading and analysis stages of a conversion on a session.
@@ -53,10 +88,14 @@ void analyse(RunState& state, const std::string& path) {
     trackStage(state);
 }
 
-// Checks each placement of the facts against the output tracks: samples over
-// the rate on a sample-based track, the stored ticks through the session's
-// tempo map on a tick-based one.
+// Checks each placement of the facts against the output tracks. A sample
+// position, rounded as the facts round it, must be the fact's number exactly.
+// The facts print a tick-based track's positions cut to 32 bits, at 2^31 and
+// above: music.facts gives those in ticks, and its tempo map their seconds.
 void expectPlacementsArrive(const RunState& state, const std::string& path) {
+    std::vector<std::pair<double, double>> tempos;
+    std::vector<FactPlacement> tickPlacements;
+    musicFacts(path, tempos, tickPlacements);
     const double rate = static_cast<double>(state.sampleRate);
     std::multimap<std::string, const AudioClip*> clipsByTrack;
     for (const OutputTrack& track : state.analysis.outputTracks) {
@@ -65,25 +104,29 @@ void expectPlacementsArrive(const RunState& state, const std::string& path) {
             for (const AudioClip& clip : lane.clips) clipsByTrack.emplace(track.name, &clip);
         }
     }
-    int checked = 0;
-    for (const FactPlacement& fact : factPlacements(path)) {
-        auto timebase = state.analysis.timebaseOfTrack.find(fact.track);
-        const bool tick = timebase != state.analysis.timebaseOfTrack.end() && timebase->second != 0;
-        // The facts print positions through a 32-bit float.
-        const double slack = std::max(1.0, fact.samples * std::ldexp(1.0, -23));
-        const double seconds = tick ? secondsOfStoredTicks(static_cast<int64_t>(fact.samples), state.model.tempoMap,
-                                                           state.model.sessionTempo)
-                                    : fact.samples / rate;
-        const double tolerance = tick ? 1e-3 : slack / rate;
-        bool found = false;
+    const auto arrived = [&clipsByTrack](const FactPlacement& fact, auto at) {
         auto range = clipsByTrack.equal_range(fact.track);
-        for (auto it = range.first; it != range.second && !found; ++it) {
+        for (auto it = range.first; it != range.second; ++it) {
             // One item plays both channels of an interleaved file: "X" stands for "X.L" and "X.R".
             const std::string& name = it->second->clip.name;
             const bool named = name == fact.clip || (it->second->takePan == 0 && fact.clip.rfind(name + ".", 0) == 0);
-            found = named && std::fabs(it->second->position - seconds) <= tolerance;
+            if (named && at(it->second->position)) return true;
         }
-        EXPECT_TRUE(found) << path << ": " << fact.track << " / " << fact.clip << " at " << fact.samples;
+        return false;
+    };
+    int checked = 0;
+    for (const FactPlacement& fact : factPlacements(path)) {
+        if (fact.at >= 2147483648.0) continue;
+        const auto asPrinted = [&](double seconds) {
+            return static_cast<double>(static_cast<float>(std::llround(seconds * rate))) == fact.at;
+        };
+        EXPECT_TRUE(arrived(fact, asPrinted)) << path << ": " << fact.track << " / " << fact.clip << " at " << fact.at;
+        ++checked;
+    }
+    for (const FactPlacement& fact : tickPlacements) {
+        const double seconds = handSeconds(fact.at, tempos);
+        EXPECT_TRUE(arrived(fact, [seconds](double at) { return std::fabs(at - seconds) < 1e-6; }))
+            << path << ": " << fact.track << " / " << fact.clip << " at " << fact.at << " ticks, " << seconds << " s";
         ++checked;
     }
     EXPECT_GT(checked, 0) << path;
@@ -124,19 +167,11 @@ TEST(FactsRuns, RealSessionPlacementsArriveOnTheirTracks) {
     EXPECT_EQ(stereoTracks, 1);
     EXPECT_EQ(state.analysis.channelsOfTrack["stereoTone"], 2);
 
-    // TempoTimeKeySig opens at 200 BPM in sixteenths, 50 to the quarter, and
-    // steps up every sixteenth note: 50 to 57, then 60 to 64. Its tick-based
-    // track starts 13 sixteenths in, where those steps put it.
+    // TempoTimeKeySig opens at 200 BPM in sixteenths, 50 to the quarter; its
+    // second track is tick-based.
     RunState tempo;
     analyse(tempo, folder + "/TempoTimeKeySig.ptx");
     EXPECT_EQ(tempo.model.sessionTempo, 50.0);
-    double expected = 0;
-    for (double bpm : {50, 51, 52, 53, 54, 55, 56, 57, 60, 61, 62, 63, 64}) expected += 15.0 / bpm;
-    for (const OutputTrack& track : tempo.analysis.outputTracks) {
-        if (track.name != "Audio 2") continue;
-        ASSERT_FALSE(track.clips.empty());
-        EXPECT_NEAR(track.clips[0].position, expected, 1e-9);
-    }
     EXPECT_EQ(tempo.analysis.timebaseOfTrack["Audio 2"], 2);
 
     // TestPTX's MIDI clips arrive on their MIDI tracks holding exactly their

@@ -21,9 +21,10 @@ std::string replaceAll(std::string text, const std::string& from, const std::str
     return text;
 }
 
-// Converts the session in a fresh folder and compares both texts with the stored ones.
-void expectGolden(const std::string& caseName, const BuiltSession& session, ConvertOptions options = {},
-                  const std::vector<std::string>& mediaFiles = {}) {
+// Converts the session in a fresh folder and compares both texts with the stored
+// ones; gives the project text.
+std::string expectGolden(const std::string& caseName, const BuiltSession& session, ConvertOptions options = {},
+                         const std::vector<std::string>& mediaFiles = {}) {
     const std::string folder = makeTempFolder("golden");
     const std::string path = buildSession(session).writeFile(folder, "session.ptx");
     for (const std::string& file : mediaFiles) {
@@ -33,7 +34,7 @@ void expectGolden(const std::string& caseName, const BuiltSession& session, Conv
     options.sessionPath = path;
     options.programPath = "/nonexistent/trellum";
     CapturedRun run = runConvert(options);
-    ASSERT_EQ(run.code, 0) << run.console;
+    EXPECT_EQ(run.code, 0) << run.console;
     const std::string project = replaceAll(readFileText(folder + "/session.rpp"), folder, "SESSION");
     const std::string console = replaceAll(run.console, folder, "SESSION");
     EXPECT_EQ(checkProjectText(project), std::nullopt);
@@ -43,11 +44,12 @@ void expectGolden(const std::string& caseName, const BuiltSession& session, Conv
     if (std::getenv("TRELLUM_UPDATE_GOLDEN")) {
         writeFileText(projectFile, project);
         writeFileText(consoleFile, console);
-        return;
+        return project;
     }
-    ASSERT_TRUE(fileExists(projectFile)) << "no stored " << projectFile << "; run with TRELLUM_UPDATE_GOLDEN=1";
+    EXPECT_TRUE(fileExists(projectFile)) << "no stored " << projectFile << "; run with TRELLUM_UPDATE_GOLDEN=1";
     EXPECT_EQ(project, readFileText(projectFile)) << caseName;
     EXPECT_EQ(console, readFileText(consoleFile)) << caseName;
+    return project;
 }
 
 }  // namespace
@@ -108,4 +110,45 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     s.keyNames = {{7, "Slap"}};
     s.tracks = {kick, snare, drums, verb, lonely, bass};
     expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
+}
+
+// Positions in both units, far out, under a tempo map of 500 BPM (a quarter
+// lasts 0.12 s) up to 720700 quarters (86484 s) and 60 BPM behind. What to
+// check in the project: the TEMPO points at 0 and 86484 s; "Click" (tick-based
+// audio, Beats-position) has items at 0.24 s (2 quarters), 1200 s (10000
+// quarters, past 2^32 ticks), 24000 s (200000 quarters, a stored value of six
+// bytes) and 86488 s (720704 quarters: 4 behind the change, at 60); "Long" one
+// item 2^32 + 48000 samples in, at 89479.4853333333 s; "Keys" (sample-based
+// MIDI, Time) its clip at 96000 samples, 2 s, notes of 6000 samples lasting
+// 0.125 s, 1000 ticks at 960 a quarter; "Lead" (tick-based MIDI, Beats) a clip
+// 691868160000 ticks in, at 86483.52 s, and one that starts 67 ticks before the
+// session, written from 0. "Odd" holds two positions out of shape, each named
+// by a console WARNING: a unit mark of 0x01 read as samples (96000, at 2 s)
+// and a value past 2^55 held at 2^55 samples (750599937895.08 s), not wrapped.
+TEST(GoldenRuns, TempoMapAndFarPositionsInBothUnits) {
+    constexpr uint64_t kQuarter = 960000;
+    BuiltSession s;
+    s.files = {{"click.wav", 4800}, {"long.wav", 48000}};
+    s.clips = {{"click", 0, 0, 4800}, {"long", 1, 0, 48000}};
+    s.tempos = {{0, 500}, {720700 * kQuarter, 60}};
+    BuiltTrack click{"Click", 0, 0, 0, false, {{"", true, {{0, 2 * kQuarter}, {0, 10000 * kQuarter},
+                                                           {0, 200000 * kQuarter}, {0, 720704 * kQuarter}}}}, 1};
+    BuiltTrack longTrack{"Long", 0, 0, 0, false, {{"", false, {{1, (1ull << 32) + 48000}}}}, 1};
+    BuiltTrack keys{"Keys", 0, 0, 0, false, {}, 1};
+    keys.midi = true;
+    keys.midiInTicks = false;
+    keys.midiClips = {{"keys-01", 96000, 48000, {{0, 6000, 60, 90}, {24000, 6000, 64, 80}}}};
+    BuiltTrack lead{"Lead", 0, 0, 0, false, {}, 1};
+    lead.midi = true;
+    lead.midiClips = {{"lead-01", 691868160000, 4 * kQuarter, {{0, kQuarter, 72, 100}}},
+                      {"early", -67, kQuarter, {{67, 1000, 65, 100}}}};
+    BuiltTrack odd{"Odd", 0, 0, 0, false, {{"", false, {{1, (1ull << 56) | 96000}, {1, (1ull << 55) + 7}}}}, 1};
+    s.tracks = {click, longTrack, keys, lead, odd};
+    const std::string project =
+        expectGolden("tempo-map-far-positions", s, {}, {"Audio Files/click.wav", "Audio Files/long.wav"});
+    // The positions Pro Tools shows for these clips, whatever the stored file says.
+    for (const char* line : {"POSITION 86483.5200000000\n", "POSITION 2.0000000000\n      SNAPOFFS 0\n      LENGTH 1.0",
+                             "E 0 90 3c 5a\n        E 1000 80 3c 00\n", "POSITION 89479.4853333333\n"}) {
+        EXPECT_NE(project.find(line), std::string::npos) << line;
+    }
 }

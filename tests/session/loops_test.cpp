@@ -6,16 +6,15 @@
 namespace {
 
 // A placement (0x104F) right behind the head of a block of `around`: clip
-// number at +11, position at +16, then a loop block of `loopSize`.
-void loopedPlacement(ImageBuilder& b, uint16_t around, uint16_t clip, uint32_t position, uint32_t loopSize,
+// number at +11, position at +16 (its eight bytes as stored), then a loop block of `loopSize`.
+void loopedPlacement(ImageBuilder& b, uint16_t around, uint16_t clip, uint64_t stored, uint32_t loopSize,
                      uint8_t mode, uint32_t count, uint64_t loopLength) {
     b.openBlock(around);
     b.openBlock(0x104F);
     b.u16(0);
     b.u16(clip);  // +11
     b.zeros(3);
-    b.u32(position);  // +16
-    b.zeros(4);
+    b.u64(stored);  // +16
     b.openBlock(0x242B);
     b.u8(mode);        // +9
     b.zeros(2);
@@ -35,19 +34,20 @@ void loopedPlacement(ImageBuilder& b, uint16_t around, uint16_t clip, uint32_t p
 TEST(LoopRecords, ReadClipPositionKindAndTheLoopOnlyFromTheKnownShape) {
     ImageBuilder b;
     loopedPlacement(b, 0x1050, 7, 96000, 59, 2, 4, 0);
-    loopedPlacement(b, 0x1056, 3, 480, 59, 1, 0, 24000);
+    loopedPlacement(b, 0x1056, 3, uint64_t{0x40} << 56 | (kPositionBias + 480), 59, 1, 0, 24000);  // ticks
     loopedPlacement(b, 0x1050, 2, 10, 60, 2, 4, 0);  // a loop block one byte too long
     b.block(0x104F, std::vector<uint8_t>(30, 0));    // a placement without a loop
     const std::vector<LoopRecord> records = readLoopRecords(makeSessionImage(ImageView{b.image().data(), b.image().size()}));
     ASSERT_EQ(records.size(), 3u);
     EXPECT_EQ(records[0].clipIndex, 7);
-    EXPECT_EQ(records[0].position, 96000u);
+    EXPECT_EQ(records[0].position, samplesAt(96000));
     EXPECT_EQ(records[0].kind, kLoopOfAudio);
     EXPECT_TRUE(records[0].valid);
     EXPECT_EQ(records[0].mode, kLoopByCount);
     EXPECT_EQ(records[0].count, 4u);
     EXPECT_EQ(records[0].span, 1234u);
     EXPECT_EQ(records[1].kind, kLoopOfMidi);
+    EXPECT_EQ(records[1].position, ticksAt(480));
     EXPECT_EQ(records[1].mode, kLoopByLength);
     EXPECT_EQ(records[1].loopLength, 24000u);
     EXPECT_FALSE(records[2].valid);

@@ -16,21 +16,19 @@
 
 namespace {
 
-void fiveBytes(ImageBuilder& b, uint64_t value) {
-    for (int k = 0; k < 5; ++k) b.u8(static_cast<uint8_t>(value >> (8 * k)));
-}
+// A value in the session's eight-byte form: seven bytes, then the unit mark
+// (0x40 ticks, 0 samples).
+void stored(ImageBuilder& b, uint64_t value, uint8_t mark = 0x40) { b.u64(value | uint64_t{mark} << 56); }
 
-// An "MdNLB" list: notes of (position, pitch, length, velocity), absolute.
+// An "MdNLB" list: notes of (position, pitch, length, velocity), absolute, in ticks.
 void noteList(ImageBuilder& b, const std::vector<std::array<uint64_t, 4>>& notes) {
     b.text("MdNLB");
     b.zeros(6);
     b.u32(static_cast<uint32_t>(notes.size()));
     for (const auto& n : notes) {
-        fiveBytes(b, n[0]);
-        b.zeros(3);
+        stored(b, n[0]);
         b.u8(static_cast<uint8_t>(n[1]));
-        fiveBytes(b, n[2]);
-        b.zeros(3);
+        stored(b, n[2]);
         b.u8(static_cast<uint8_t>(n[3]));
         b.zeros(17);
     }
@@ -52,8 +50,7 @@ void controllerStream(ImageBuilder& b, uint8_t kind, uint8_t controller,
     b.u32(static_cast<uint32_t>(records.size() * 12 + 4));
     b.u32(static_cast<uint32_t>(records.size()));
     for (const auto& r : records) {
-        fiveBytes(b, r.first);
-        b.zeros(3);
+        stored(b, r.first);
         b.u32(r.second);
     }
 }
@@ -66,8 +63,7 @@ void sysexStream(ImageBuilder& b, const std::vector<uint8_t>& data, uint32_t sho
     b.zeros(2);
     b.u32(static_cast<uint32_t>(4 + 19 + data.size() + shortBy));
     b.u32(1);
-    fiveBytes(b, 1000000000000ull + 480000);
-    b.zeros(3);
+    stored(b, 1000000000000ull + 480000);
     b.u8(1);
     b.zeros(1);
     b.u32(static_cast<uint32_t>(data.size() + 5));
@@ -96,8 +92,8 @@ std::string describe(const ClipDefinition& c) {
 
 std::string describe(const MidiClip& m) {
     std::ostringstream out;
-    out << m.trackName << " " << m.trackIndex << " at " << m.clip.start << " muted " << int(m.clip.muted) << " clip "
-        << m.clip.name;
+    out << m.trackName << " " << m.trackIndex << " at " << m.clip.start.value << (m.clip.start.inTicks() ? " ticks" : "")
+        << " muted " << int(m.clip.muted) << " clip " << m.clip.name;
     return out.str();
 }
 
@@ -136,14 +132,14 @@ TEST(MidiChunks, NotesStreamsAndTheirShapeTests) {
 
     const std::vector<MidiNoteChunk> chunks = readMidiNoteChunks(image);
     ASSERT_EQ(chunks.size(), 2u);
-    EXPECT_EQ(chunks[0].origin, 1000000000000ull + 960000);
+    EXPECT_EQ(chunks[0].origin, ticksAt(960000));
     ASSERT_EQ(chunks[0].events.size(), 2u);
-    EXPECT_EQ(chunks[0].events[1].position, 960000u);
+    EXPECT_EQ(chunks[0].events[1].position, 960000);
     EXPECT_EQ(chunks[0].events[1].note, 64);
     EXPECT_EQ(chunks[0].events[1].velocity, 90);
-    EXPECT_EQ(chunks[0].maxEnd, 1920000u);
+    EXPECT_EQ(chunks[0].maxEnd, 1920000);
     EXPECT_TRUE(chunks[1].events.empty());
-    EXPECT_EQ(chunks[1].maxEnd, 0u);
+    EXPECT_EQ(chunks[1].maxEnd, 0);
 
     const std::vector<MidiStreamChunk> streams = readMidiStreams(image);
     ASSERT_EQ(streams.size(), 2u);
@@ -202,8 +198,8 @@ TEST(MidiChunks, ClipsAndPlacementsLandOnTheirMidiTracks) {
         b.zeros(2);
         b.u32(name[0] == 'N' ? 1 : 0);  // +11: the clip
         b.zeros(1);
-        fiveBytes(b, 1000000000000ull + 1920000);
-        b.zeros(8);
+        stored(b, 1000000000000ull + 1920000);
+        b.zeros(5);
         b.closeBlock();
         b.closeBlock();
         b.closeBlock();
@@ -225,17 +221,17 @@ TEST(MidiChunks, ClipsAndPlacementsLandOnTheirMidiTracks) {
     std::vector<std::string> clips, placements;
     for (const ClipDefinition& clip : lists.midiClips) clips.push_back(describe(clip));
     for (const MidiClip& placement : lists.midiPlacements) placements.push_back(describe(placement));
-    // An empty list's origin is what stands behind its count (here 0). Clip 2
+    // An empty list has no origin: its clip starts where it does. Clip 2
     // names a chunk past the last one and is dropped. The group's clip
     // takes its chunk number as index, the last listed clip's name and the
     // chunk's last note end as length.
     EXPECT_EQ(clips, (std::vector<std::string>{"0 Riff off 960000 len 3840000 chunk 0 notes 1",
-                                               "1 Empty off -1000000000000 len 3840000 chunk 1 notes 0",
+                                               "1 Empty off 0 len 3840000 chunk 1 notes 0",
                                                "0 Empty off 0 len 480000 chunk 0 notes 1"}));
     // The clipless track entries are gone; the second playlist finds its track
     // by number; clip 0 is the listed clip, found before the group's.
-    EXPECT_EQ(placements, (std::vector<std::string>{"Synth 1 at 1920000 muted 0 clip Riff",
-                                                    "Synth 1 at 1920000 muted 1 clip Empty"}));
+    EXPECT_EQ(placements, (std::vector<std::string>{"Synth 1 at 1920000 ticks muted 0 clip Riff",
+                                                    "Synth 1 at 1920000 ticks muted 1 clip Empty"}));
 }
 
 TEST(MidiChunks, StackingRowsAndTrackTables) {
@@ -254,9 +250,9 @@ TEST(MidiChunks, StackingRowsAndTrackTables) {
             b.block(0x104F, bodyAt(33, {{10, uint8_t(k)}, {11, uint8_t(3 + k)}, {24, uint8_t(2 - k)},
                                         {25, uint8_t(first ? 0xFB : 7)}, {26, uint8_t(first ? 0xFF : 0)},
                                         {39, uint8_t(first ? 1 : 0)}}));
-            // The position, over the bias at first and under it then.
-            const uint64_t stored = k == 0 ? 1000000000000ull + 1920000 : 1000000000000ull - 480000;
-            for (int i = 0; i < 5; ++i) b.patchU8(b.position() - 40 + 16 + i, uint8_t(stored >> (8 * i)));
+            // The position in ticks, over the bias at first and under it then.
+            const uint64_t position = (k == 0 ? 1000000000000ull + 1920000 : 1000000000000ull - 480000) | 0x40ull << 56;
+            for (int i = 0; i < 8; ++i) b.patchU8(b.position() - 40 + 16 + i, uint8_t(position >> (8 * i)));
         }
         b.closeBlock();
     }
@@ -288,12 +284,11 @@ TEST(MidiChunks, StackingRowsAndTrackTables) {
     const std::vector<MidiPlaylistRow> rows = readMidiPlaylistRows(image);
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0].name, "Keys");
-    EXPECT_EQ(rows[0].chunkId, (std::vector<uint32_t>{3, 5}));
+    EXPECT_EQ(rows[0].clipIndex, (std::vector<uint32_t>{3, 5}));
     EXPECT_EQ(rows[0].colour, (std::vector<int16_t>{-5, 7}));
     EXPECT_EQ(rows[0].overlapState, (std::vector<uint8_t>{2, 0}));
     EXPECT_EQ(rows[0].live, (std::vector<bool>{true, true}));
-    EXPECT_EQ(rows[0].position, (std::vector<uint64_t>{1920000, 480000}));
-    EXPECT_EQ(rows[0].stored[1], 1000000000000ull - 480000);
+    EXPECT_EQ(rows[0].position, (std::vector<TimelinePosition>{ticksAt(1920000), ticksAt(-480000)}));
 
     std::ostringstream controls;
     for (const auto& [name, c] : readMidiTrackControls(image, tracks))
@@ -369,9 +364,9 @@ TEST(MidiChunks, RealSessionClipsHoldExactlyTheirNotes) {
         // itself may run on past it (to the end of its bar).
         std::ostringstream ours;
         for (const ClipDefinition& clip : lists.midiClips) {
-            uint64_t noteEnd = 0;
+            int64_t noteEnd = 0;
             for (const MidiEvent& n : clip.midiEvents) noteEnd = std::max(noteEnd, n.position + n.length);
-            EXPECT_GE(static_cast<uint64_t>(clip.length), noteEnd);
+            EXPECT_GE(clip.length, noteEnd);
             ours << "midiclip " << clip.index << " \"" << clip.name << "\" length " << noteEnd << " notes "
                  << clip.midiEvents.size() << "\n";
             for (const MidiEvent& n : clip.midiEvents) {
@@ -381,7 +376,8 @@ TEST(MidiChunks, RealSessionClipsHoldExactlyTheirNotes) {
         }
         for (const MidiClip& placement : lists.midiPlacements) {
             ours << "midiplacement track " << placement.trackIndex << " \"" << placement.trackName << "\" clip "
-                 << placement.clip.index << " at " << placement.clip.start << "\n";
+                 << placement.clip.index << " at " << placement.clip.start.value << "\n";
+            EXPECT_TRUE(placement.clip.start.inTicks());
         }
         std::ifstream in(path.substr(0, path.size() - 4) + ".facts");
         std::string facts;

@@ -17,7 +17,7 @@ struct BuiltImage {
 
 struct Placement {
     uint32_t clip = 0;
-    uint64_t position = 0;
+    uint64_t position = 0;  // its eight bytes as stored
     uint8_t muted = 0;
     uint8_t lock10 = 0;
     uint8_t overlap = 0;
@@ -36,9 +36,7 @@ void holder(ImageBuilder& b, const Placement& p) {
     b.u8(p.lock10);
     b.u32(p.clip);
     b.u8(0);
-    b.u32(static_cast<uint32_t>(p.position));
-    b.u8(static_cast<uint8_t>(p.position >> 32));
-    b.zeros(3);
+    b.u64(p.position);
     b.u8(p.overlap);
     b.u16(static_cast<uint16_t>(p.colour));
     b.u8(p.group);
@@ -107,7 +105,7 @@ TEST(TimebaseRecords, KeepOnlyPlaylistBlocksOfTheRightShape) {
 TEST(PlaylistRows, ReadTheStateOfEachPlacement) {
     ImageBuilder b;
     //              clip  position           mute +10 over col grp +39 behind  last
-    Placement onTimeline{5, kPositionBias + 5, 1, 0, 2, 3, 0, 1};
+    Placement onTimeline{5, 0x40ull << 56 | (kPositionBias + 5), 1, 0, 2, 3, 0, 1};
     Placement fade{1, 0, 0, 0, 1, -2, 0, 0, {1, 0}};
     Placement deleted{2, 0, 0, 0, 2, -2, 0, 0, {1, 0}};
     Placement group{7, 0, 0, 1, 0, -2, 1, 0};  // +39 is in the image and 0: not locked
@@ -135,7 +133,7 @@ TEST(PlaylistRows, ReadTheStateOfEachPlacement) {
     EXPECT_EQ(row.name, "Row");
     EXPECT_TRUE(row.tickBased);
     EXPECT_EQ(row.clipIndex, (std::vector<uint32_t>{5, 1, 2, 7, 8}));
-    EXPECT_EQ(row.position, (std::vector<uint64_t>{kPositionBias + 5, 0, 0, 0, 0}));
+    EXPECT_EQ(row.position, (std::vector<TimelinePosition>{ticksAt(5), {}, {}, {}, {}}));
     EXPECT_EQ(row.colour, (std::vector<int32_t>{3, -2, -2, -2, -2}));
     EXPECT_EQ(row.overlapState, (std::vector<uint8_t>{2, 1, 2, 0, 1}));
     EXPECT_EQ(row.muted, (std::vector<uint8_t>{1, 0, 0, 0, 0}));
@@ -199,8 +197,9 @@ TEST(PlaylistRows, RealSessionsHoldTheirTimebaseAndPlacementState) {
     std::vector<PlaylistRow> rows = readPlaylistRows(image);
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[1].clipIndex, (std::vector<uint32_t>{2, 3, 4, 0, 0, 0, 0}));
-    EXPECT_EQ(rows[1].position.at(0), kPositionBias + 3120000);
-    EXPECT_EQ(rows[0].position.at(1), 327278u);
+    EXPECT_EQ(rows[1].position.at(0), ticksAt(3120000));
+    EXPECT_EQ(rows[1].position.at(3), ticksAt(7342800000));  // past 2^32 ticks
+    EXPECT_EQ(rows[0].position.at(1), samplesAt(327278));
     EXPECT_EQ(rows[0].live, std::vector<bool>(7, true));
 
     // RegionTest keeps a fade and placements that were cut away, not live.

@@ -14,9 +14,10 @@ struct StoredTempo {
     uint64_t ticks;
     double bpm;
     uint64_t noteValue = kQuarter;
+    uint8_t mark = 0;  // the unit mark of the position: 0, as Pro Tools writes it
 };
 
-// "Tempo" at +9, records of 61 bytes from +58: 5-byte biased position, BPM at
+// "Tempo" at +9, records of 61 bytes from +58: 8-byte biased position, BPM at
 // r + 10, note value at r + 18. cut ends the block that many bytes into the
 // last note value.
 void tempoBlock(ImageBuilder& b, const std::vector<StoredTempo>& records, size_t cut = 8) {
@@ -24,10 +25,8 @@ void tempoBlock(ImageBuilder& b, const std::vector<StoredTempo>& records, size_t
     b.text("Tempo");
     b.zeros(44);
     for (const StoredTempo& t : records) {
-        const uint64_t stored = kPositionBias + t.ticks;
-        b.u32(static_cast<uint32_t>(stored));
-        b.u8(static_cast<uint8_t>(stored >> 32));
-        b.zeros(5);
+        b.u64((kPositionBias + t.ticks) | uint64_t{t.mark} << 56);
+        b.zeros(2);
         b.f64(t.bpm);
         const bool last = &t == &records.back();
         for (size_t byte = 0; byte < (last ? cut : 8); ++byte) b.u8(static_cast<uint8_t>(t.noteValue >> (8 * byte)));
@@ -61,10 +60,11 @@ auto readBuilt(ImageBuilder& b, Read read) {
     return read(makeSessionImage(ImageView{b.image().data(), b.image().size()}));
 }
 
-std::vector<TempoEvent> tempoMapOf(const std::vector<std::vector<StoredTempo>>& blocks) {
+std::vector<TempoEvent> tempoMapOf(const std::vector<std::vector<StoredTempo>>& blocks,
+                                   PositionFaults* faults = nullptr) {
     ImageBuilder b;
     for (const auto& records : blocks) tempoBlock(b, records);
-    return readBuilt(b, readTempoMap);
+    return readBuilt(b, [faults](const SessionImage& image) { return readTempoMap(image, faults); });
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ TEST(TempoMap, BoundsNoteValuesAndTheLongestBlock) {
     ImageBuilder cut;
     tempoBlock(cut, {{0, 100}, {kQuarter, 200, 240000}}, 2);
     cut.bytes({0x03, 0, 0, 0, 0, 0});  // 240000 read across the block's end
-    map = readBuilt(cut, readTempoMap);
+    map = readBuilt(cut, [](const SessionImage& image) { return readTempoMap(image); });
     ASSERT_EQ(map.size(), 2u);
     EXPECT_DOUBLE_EQ(map[1].bpm, 200);
 
@@ -101,6 +101,17 @@ TEST(TempoMap, BoundsNoteValuesAndTheLongestBlock) {
     };
     EXPECT_EQ(tempoMapOf({steps(3, 100), steps(7, 60)}).size(), 7u);
     EXPECT_DOUBLE_EQ(tempoMapOf({steps(3, 100), steps(3, 60)}).at(0).bpm, 100);
+
+    // Positions take all seven bytes: 200000 quarters in needs six. Only the
+    // block read counts its faults: here a mark that is neither 0 nor 0x40.
+    PositionFaults faults;
+    map = tempoMapOf({steps(3, 100), {{0, 100}, {200000 * kQuarter, 120}, {200001 * kQuarter, 60, kQuarter, 0x41},
+                                      {200002 * kQuarter, 90, kQuarter, 0x40}}},
+                     &faults);
+    ASSERT_EQ(map.size(), 4u);
+    EXPECT_DOUBLE_EQ(map[1].position, 192000000000.0);
+    EXPECT_DOUBLE_EQ(map[2].position, 192000960000.0);
+    EXPECT_EQ(faults.unknownUnit, 1);
 }
 
 TEST(MeterMap, OneBadRecordEmptiesAndOnlyTheFirstBlockCounts) {

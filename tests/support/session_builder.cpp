@@ -1,6 +1,17 @@
 #include "support/session_builder.h"
 
+#include <algorithm>
+
+#include "session/image.h"
+
 namespace {
+
+// A position in the session's eight-byte form: seven bytes of value, biased by
+// 10^12 when it is a tick position, then the unit mark, 0x40 for ticks.
+void stored(ImageBuilder& b, int64_t value, bool ticks, bool biased = true) {
+    const uint64_t raw = static_cast<uint64_t>(value) + (ticks && biased ? kPositionBias : 0);
+    b.u64(raw | (ticks ? uint64_t{0x40} << 56 : 0));
+}
 
 void put32(std::vector<uint8_t>& bytes, size_t at, int32_t value) {
     for (int k = 0; k < 4; ++k) bytes[at + k] = static_cast<uint8_t>(static_cast<uint32_t>(value) >> (8 * k));
@@ -55,16 +66,14 @@ void clipList(ImageBuilder& b, const BuiltSession& session) {
     b.closeBlock();
 }
 
-void placement(ImageBuilder& b, const BuiltPlacement& p) {
+void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks) {
     b.openBlock(0x1050, 2);
     b.openBlock(0x104F, 10);
     b.u8(p.muted ? 1 : 0);
     b.u8(0);
     b.u32(p.clip);
     b.u8(0);
-    b.u32(static_cast<uint32_t>(p.position));
-    b.u8(static_cast<uint8_t>(p.position >> 32));
-    b.zeros(3);
+    stored(b, static_cast<int64_t>(p.position), ticks);
     b.u8(p.fade ? 1 : p.overlap);
     b.u16(static_cast<uint16_t>(p.colour));
     b.zeros(16);
@@ -82,7 +91,7 @@ void playlists(ImageBuilder& b, const BuiltSession& session) {
             b.openBlock(0x1052, 3);
             b.name(list.name.empty() ? track.name : list.name);
             b.u32(static_cast<uint32_t>(list.placements.size()));
-            for (const BuiltPlacement& p : list.placements) placement(b, p);
+            for (const BuiltPlacement& p : list.placements) placement(b, p, list.tickBased);
             b.u8(list.tickBased ? 2 : 1);
             b.u8(0);
             b.closeBlock();
@@ -149,7 +158,7 @@ void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool 
 
 // A track block with its name and its fader row, in a row holder when it routes.
 void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
-    b.openBlock(0x261B);
+    b.openBlock(track.midi ? 0x2620 : 0x261B);
     b.openBlock(0x2619);
     b.name(track.name);
     b.closeBlock();
@@ -224,6 +233,93 @@ void fadeTable(ImageBuilder& b, const BuiltSession& session) {
     }
 }
 
+// The tempo block: "Tempo", then records of 61 bytes from +58, each a biased
+// tick position (no unit mark, as Pro Tools writes it), the BPM at +10 and the
+// note value it counts at +18. The lead bytes before the first record and its
+// +9 are what the session tempo is found by.
+void tempoMap(ImageBuilder& b, const BuiltSession& session) {
+    if (session.tempos.empty()) return;
+    b.openBlock(0x2028);
+    b.text("Tempo");
+    b.zeros(30);
+    b.bytes({0x14, 0, 0, 0, 0, 1});
+    b.zeros(8);
+    for (size_t k = 0; k < session.tempos.size(); ++k) {
+        stored(b, session.tempos[k].first + static_cast<int64_t>(kPositionBias), false);
+        b.bytes({0, uint8_t(k == 0 ? 1 : 0)});
+        b.f64(session.tempos[k].second);
+        b.u64(kTicksPerQuarter);
+        b.zeros(35);
+    }
+    b.closeBlock();
+}
+
+// The MIDI clips of every MIDI track in track order: note chunks, clip list
+// and placements all number them so, chunk k for clip k.
+void midi(ImageBuilder& b, const BuiltSession& session) {
+    if (std::none_of(session.tracks.begin(), session.tracks.end(), [](const BuiltTrack& t) { return t.midi; })) return;
+    b.openBlock(0x2000);
+    for (const BuiltTrack& track : session.tracks) {
+        for (const BuiltMidiClip& clip : track.midiClips) {
+            b.text("MdNLB");
+            b.zeros(6);
+            b.u32(static_cast<uint32_t>(clip.notes.size()));
+            for (const BuiltNote& note : clip.notes) {
+                stored(b, clip.position + note.start, track.midiInTicks);
+                b.u8(note.pitch);
+                stored(b, note.length, track.midiInTicks, false);
+                b.u8(note.velocity);
+                b.zeros(17);
+            }
+        }
+    }
+    b.zeros(40);
+    b.closeBlock();
+
+    b.openBlock(0x2634);
+    b.openBlock(0x2633);
+    uint32_t chunk = 0;
+    for (const BuiltTrack& track : session.tracks) {
+        for (const BuiltMidiClip& clip : track.midiClips) {
+            // The clip's start in its chunk, stored as the chunk's positions are.
+            const uint64_t first = static_cast<uint64_t>(clip.position) + (track.midiInTicks ? kPositionBias : 0);
+            b.openBlock(0x2628);
+            b.name(clip.name);
+            b.threePoint(first, 8, 0, 0, static_cast<uint64_t>(clip.length), 8, 0, 0);
+            b.closeBlock();
+            b.u32(chunk++);
+        }
+    }
+    b.closeBlock();
+    b.closeBlock();
+
+    b.openBlock(0x1058);
+    uint32_t clipIndex = 0;
+    for (const BuiltTrack& track : session.tracks) {
+        if (!track.midi) continue;
+        b.openBlock(0x1057, 3);
+        b.name(track.name);
+        b.u32(static_cast<uint32_t>(track.midiClips.size()));
+        for (const BuiltMidiClip& clip : track.midiClips) {
+            b.openBlock(0x1056);
+            b.openBlock(0x104F, 10);
+            b.zeros(2);
+            b.u32(clipIndex++);
+            b.u8(0);
+            stored(b, clip.position, track.midiInTicks);
+            b.u8(0);
+            b.u16(0xFFFE);  // no colour
+            b.zeros(16);
+            b.closeBlock();
+            b.zeros(2);
+            b.closeBlock();
+        }
+        b.zeros(2);
+        b.closeBlock();
+    }
+    b.closeBlock();
+}
+
 }  // namespace
 
 ImageBuilder buildSession(const BuiltSession& session) {
@@ -233,6 +329,8 @@ ImageBuilder buildSession(const BuiltSession& session) {
     clipList(b, session);
     playlists(b, session);
     playlistOwners(b, session);
+    midi(b, session);
+    tempoMap(b, session);
     pathList(b, session);
     for (const BuiltTrack& track : session.tracks) trackBlock(b, track);
     fadeTable(b, session);

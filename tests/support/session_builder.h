@@ -19,7 +19,7 @@ struct BuiltClip {
 
 struct BuiltPlacement {
     uint32_t clip = 0;
-    uint64_t position = 0;  // samples, or biased ticks on a tick-based playlist
+    uint64_t position = 0;  // samples, or ticks on a tick-based playlist
     bool muted = false;
     bool live = true;       // false: kept by the session for its undo queue
     uint8_t overlap = 0;    // 1: drawn over the next clip, 2: under the previous one
@@ -73,6 +73,24 @@ struct BuiltPlugin {
     int32_t keyInput = -1;
 };
 
+// A note of a MIDI clip: its start from the clip's start and its length, in
+// the unit of the clip's track.
+struct BuiltNote {
+    int64_t start = 0;
+    int64_t length = 0;
+    uint8_t pitch = 60;
+    uint8_t velocity = 100;
+};
+
+// A MIDI clip placed on a MIDI track at `position`: samples on a sample-based
+// track, ticks on a tick-based one. Each clip shows a note chunk of its own.
+struct BuiltMidiClip {
+    std::string name;
+    int64_t position = 0;
+    int64_t length = 0;
+    std::vector<BuiltNote> notes;
+};
+
 struct BuiltTrack {
     std::string name;
     int32_t faderTenths = 0;  // dB x 10
@@ -88,6 +106,10 @@ struct BuiltTrack {
     std::vector<BuiltSend> sends = {};
     uint32_t inputId = 0;  // the id of the path on the track's input, 0 for none
     std::vector<BuiltPlugin> plugins = {};
+    // A MIDI track holds MIDI clips, in ticks or in samples, and no playlists.
+    bool midi = false;
+    bool midiInTicks = true;
+    std::vector<BuiltMidiClip> midiClips = {};
 };
 
 struct BuiltSession {
@@ -98,6 +120,9 @@ struct BuiltSession {
     std::vector<BuiltFade> fades;
     std::vector<BuiltPath> paths = {};
     std::vector<std::pair<uint16_t, std::string>> keyNames = {};  // key input numbers and their bus names
+    // The tempo map: (ticks, quarter-note BPM), the first at 0 and its BPM the
+    // session's tempo. Empty: no tempo block, 120 BPM.
+    std::vector<std::pair<int64_t, double>> tempos = {};
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
