@@ -14,7 +14,10 @@ void sayHead(const RunState& state, const std::string& writtenPath) {
     const SessionModel& model = state.model;
     const SessionInfo& info = model.info;
     const long long rate = static_cast<long long>(state.sampleRate);
-    if (!info.savedByProduct.empty() && !info.savedByVersion.empty()) {
+    if (!info.savedByProduct.empty() && !info.savedByVersion.empty() && !info.savedByOs.empty()) {
+        say("\n  Read:  %s %s, %s, %lld Hz, %g BPM\n", info.savedByProduct.c_str(), info.savedByVersion.c_str(),
+            info.savedByOs.c_str(), rate, model.sessionTempo);
+    } else if (!info.savedByProduct.empty() && !info.savedByVersion.empty()) {
         say("\n  Read:  %s %s, %lld Hz, %g BPM\n", info.savedByProduct.c_str(), info.savedByVersion.c_str(), rate,
             model.sessionTempo);
     } else {
