@@ -157,6 +157,12 @@ void sayTimingNotes(const RunState& state) {
             "      they were judged by the size of their positions -- check their timing\n",
             c.judgedByPositions);
     }
+    if (c.playlistListMissing) {
+        say("  NOTE: this session has no list of its track playlists, so each track\n"
+            "      was paired with the playlist that holds as many clips as it does.\n"
+            "      A clip may have landed on the wrong track -- check them against\n"
+            "      Pro Tools, and please send the session in.\n");
+    }
     if (c.clipsWithSyncPoint > 0) {
         say("  %d clip(s) carry a sync point and are placed by it, as Pro Tools\n"
             "      places them: the clip starts that far before its stored position\n",

@@ -320,7 +320,6 @@ TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,
                                 const std::vector<SessionTrack>& tracks) {
     TrackListChoice choice;
     choice.names = scanNames;
-    choice.scanCount = static_cast<int>(scanNames.size());
     choice.rowCount = static_cast<int>(tracks.size());
     // A table without rows is no track list either.
     if (tracks.empty()) return choice;
@@ -331,6 +330,8 @@ TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,
         if (name.empty() || !seen.insert(name).second) return choice;
         collected.push_back(name);
     }
+    const std::unordered_set<std::string> scanned(scanNames.begin(), scanNames.end());
+    for (const std::string& name : collected) choice.scanCount += scanned.count(name) ? 1 : 0;
     if (collected != scanNames) {
         choice.names = std::move(collected);
         choice.fromStripRows = true;

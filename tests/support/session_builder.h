@@ -31,6 +31,7 @@ struct BuiltPlaylist {
     std::string name;  // empty: the track's name
     bool tickBased = false;
     std::vector<BuiltPlacement> placements;
+    bool unnamed = false;  // stored with an empty name
 };
 
 // One automation lane of a track's strip: its resting value and breakpoints
@@ -97,6 +98,7 @@ struct BuiltSession {
     std::vector<BuiltFade> fades;
     std::vector<BuiltPath> paths = {};
     std::vector<std::pair<uint16_t, std::string>> keyNames = {};  // key input numbers and their bus names
+    std::vector<BuiltPlaylist> strays = {};  // playlists of a clip group list, stored before the track playlists
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
