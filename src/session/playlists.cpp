@@ -16,16 +16,10 @@ constexpr uint32_t kMaxPlacements = 20000;
 constexpr uint32_t kMaxTrackNumbers = 1024;  // track numbers of one entry, entries one track owns
 constexpr uint64_t kImageHead = 20;          // the first top-level block stands here
 
-bool isBlockHead(const ImageView& view, uint64_t z, uint64_t limit) {
-    if (!view.holds(z, 9) || view.u8(z) != 'Z' || view.u8(z + 2) != 0) return false;
-    const uint32_t size = view.u32(z + 3);
-    return size != 0 && z + 7 + uint64_t{size} <= limit;
-}
-
 // The first block of the type in the chain of top-level blocks, which runs
 // from the image's head to its end; the chain stops where a block does not fit.
 std::optional<uint64_t> topLevelBlock(const ImageView& view, uint16_t type) {
-    for (uint64_t z = kImageHead; isBlockHead(view, z, view.length); z = blockEndAt(view, z)) {
+    for (uint64_t z = kImageHead; isBlockHeadAt(view, z, view.length); z = blockEndAt(view, z)) {
         if (view.u16(z + 7) == type) return z;
     }
     return std::nullopt;
@@ -179,7 +173,7 @@ std::map<uint16_t, std::string> readPlaylistOwners(const SessionImage& image) {
         // u32 current entry, u16 count, that many u32 entries, then FF FF.
         const uint64_t holderEnd = blockEndAt(view, holder);
         const uint64_t track = holder + 9;
-        if (!isBlockHead(view, track, holderEnd) || view.u16(track + 7) != kAudioTrack) continue;
+        if (!isBlockHeadAt(view, track, holderEnd) || view.u16(track + 7) != kAudioTrack) continue;
         const uint64_t at = blockEndAt(view, track);
         const uint32_t current = view.u32(at);
         const uint16_t count = view.u16(at + 4);
