@@ -82,8 +82,9 @@ struct BindingCounts {
     int videoTracks = 0;
     int alternatesKept = 0;          // alternate playlists given a track or lane of their own
 
-    int tickTracks = 0;              // placement tracks read in ticks
-    int sampleTracks = 0;            // placement tracks read in samples
+    int tickTracks = 0;              // tracks with clips, a split-mono pair or surround track once, read in ticks
+    int sampleTracks = 0;            // the same, read in samples
+    bool playlistListMissing = false;  // no track playlist list: tracks were paired by their clip counts
     int unpairedReadByRecords = 0;   // unpaired tracks given the unit every record agrees on
     bool unpairedRecordsTickBased = false;  // that unit is ticks
     int judgedByPositions = 0;       // unpaired tracks judged by the size of their positions

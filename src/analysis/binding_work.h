@@ -16,6 +16,7 @@
 // track index.
 struct BoundTrack {
     uint16_t trackIndex = 0;
+    uint16_t storedIndex = 0;      // the track number the placements were stored under
     std::string name;              // the placements' name; the current name once names are bound
     std::vector<AudioClip> clips;  // kept clips, sorted by position once positions are known
     std::vector<AudioClip> losers; // clips that lost the same-position choice

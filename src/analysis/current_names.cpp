@@ -2,10 +2,14 @@
 
 namespace {
 
-// The strip an alternate playlist belongs to. Pro Tools names a track's further
-// playlists after it with a number behind a dot ("Gtr.01"), so the parent is the
-// strip whose name is what stands before that dot.
-std::string parentOfAlternate(const SessionModel& model, const std::string& playlistName) {
+// The strip an alternate playlist belongs to: the track that owns it, as the
+// session stores it. Without that, by its name: Pro Tools names a track's
+// further playlists after it with a number behind a dot ("Gtr.01"), so the
+// parent is the strip whose name is what stands before that dot.
+std::string parentOfAlternate(const SessionModel& model, const BindingWork& work, const BoundTrack& track) {
+    auto owner = model.playlistOwners.find(track.storedIndex);
+    if (owner != model.playlistOwners.end() && work.trackNames.count(owner->second)) return owner->second;
+    const std::string& playlistName = track.playlistName;
     const size_t dot = playlistName.rfind('.');
     if (dot == std::string::npos || dot == 0 || dot + 1 == playlistName.size()) return std::string();
     for (size_t k = dot + 1; k < playlistName.size(); ++k) {
@@ -39,7 +43,7 @@ void bindCurrentNames(const SessionModel& model, const ConvertOptions&, BindingW
             lastFrozenCandidate = track.name;
         }
         if (track.isAlternate) {
-            track.parent = parentOfAlternate(model, track.playlistName);
+            track.parent = parentOfAlternate(model, work, track);
             if (!track.parent.empty()) ++analysis.counts.alternatesMatched;
         }
     }

@@ -240,4 +240,11 @@ void buildOutputTracks(const SessionModel&, const ConvertOptions& options, Bindi
         }
         first = end;
     }
+    // Each track that answers to a strip counts once in its unit, a merged pair
+    // or a folded surround track as the one track it is.
+    for (const OutputTrack& track : analysis.outputTracks) {
+        auto timebase = analysis.timebaseOfTrack.find(track.matchKey);
+        if (track.matchKey.empty() || track.isFreezeRecord || timebase == analysis.timebaseOfTrack.end()) continue;
+        ++(timebase->second == 2 ? analysis.counts.tickTracks : analysis.counts.sampleTracks);
+    }
 }

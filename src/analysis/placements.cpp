@@ -33,6 +33,7 @@ void readTrackClips(const SessionModel& model, const ConvertOptions&, BindingWor
         BoundTrack& track = byIndex[placement.trackIndex];
         if (track.clips.empty()) {
             track.trackIndex = placement.trackIndex;
+            track.storedIndex = placement.storedTrackIndex;
             track.name = placement.trackName;
         }
         AudioClip clip = placement;

@@ -24,10 +24,29 @@ uint32_t entriesNamingClips(const PlaylistRow& row, size_t clipCount) {
     return count;
 }
 
-// Playlists and tracks have no stored link: a cursor walks the records, and each
-// track takes the next record that declares as many placements as it has clips,
-// or holds as many entries that name a clip.
-void pairTracks(const SessionModel& model, BindingWork& work) {
+// The track number a track's placements are stored under is its playlist's
+// place in the track playlist list: each track takes the record of that place.
+// Playlists outside the list (clip groups keep their own) pair with no track.
+bool pairByList(const SessionModel& model, BindingWork& work) {
+    const std::vector<TimebaseRecord>& records = model.timebaseRecords;
+    std::map<int32_t, int> recordOfNumber;
+    for (size_t i = 0; i < records.size(); ++i) {
+        if (records[i].trackNumber >= 0) recordOfNumber.emplace(records[i].trackNumber, static_cast<int>(i));
+    }
+    if (recordOfNumber.empty()) return false;
+    for (BoundTrack& track : work.tracks) {
+        auto found = recordOfNumber.find(track.storedIndex);
+        if (found == recordOfNumber.end()) continue;
+        track.record = found->second;
+        track.playlistName = records[static_cast<size_t>(found->second)].name;
+    }
+    return true;
+}
+
+// Without the list, playlists and tracks have no stored link: a cursor walks
+// the records, and each track takes the next record that declares as many
+// placements as it has clips, or holds as many entries that name a clip.
+void pairByCount(const SessionModel& model, BindingWork& work) {
     const std::vector<TimebaseRecord>& records = model.timebaseRecords;
     const bool rowsParallel = records.size() == model.playlistRows.size();
     std::map<uint32_t, std::vector<int>> byCount;
@@ -65,7 +84,8 @@ void decideUnits(const SessionModel& model, BindingWork& work, BindingCounts& co
     const bool allSample = !records.empty() && std::none_of(records.begin(), records.end(), tick);
     counts.unpairedRecordsTickBased = allTick;
     for (BoundTrack& track : work.tracks) {
-        if (track.record >= 0 && !track.playlistName.empty()) {
+        const bool listed = track.record >= 0 && records[static_cast<size_t>(track.record)].trackNumber >= 0;
+        if (listed || (track.record >= 0 && !track.playlistName.empty())) {
             track.isTick = records[static_cast<size_t>(track.record)].tickBased;
         } else if (allSample || allTick) {
             track.isTick = allTick;
@@ -76,13 +96,15 @@ void decideUnits(const SessionModel& model, BindingWork& work, BindingCounts& co
             track.isTick = 2 * ticks >= track.clips.size();
             ++counts.judgedByPositions;
         }
-        ++(track.isTick ? counts.tickTracks : counts.sampleTracks);
     }
 }
 
 }  // namespace
 
 void pairPlaylists(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
-    pairTracks(model, work);
+    if (!pairByList(model, work)) {
+        pairByCount(model, work);
+        analysis.counts.playlistListMissing = !work.tracks.empty() && !model.timebaseRecords.empty();
+    }
     decideUnits(model, work, analysis.counts);
 }

@@ -41,7 +41,13 @@ void readTrackTables(RunState& state) {
     SessionModel& model = state.model;
     const SessionImage& image = state.image;
     model.tracks = readSessionTracks(image);
-    const std::vector<std::string> scan = readTrackNameScan(image, placementTrackNames(model.clips));
+    // The scan anchors at the first name it knows: every track's, not only those
+    // of tracks with audio clips, so that a table opening with instrument or aux
+    // tracks is read from its start.
+    std::vector<std::string> known = placementTrackNames(model.clips);
+    for (const MidiClip& placement : model.clips.midiPlacements) known.push_back(placement.trackName);
+    for (const SessionTrack& row : model.tracks.rows) known.push_back(effectiveName(row));
+    const std::vector<std::string> scan = readTrackNameScan(image, known);
     model.trackList = chooseTrackList(scan, model.tracks.rows);
     model.attributes = readTrackAttributes(image, model.tracks.rows);
     model.trackListRows = readTrackListRows(image);
@@ -152,6 +158,7 @@ void clipStage(RunState& state) {
     model.syncOffsets = readClipSyncOffsets(state.image);
     model.timebaseRecords = readTimebaseRecords(state.image);
     model.playlistRows = readPlaylistRows(state.image);
+    model.playlistOwners = readPlaylistOwners(state.image);
     if (!state.options.noFades) model.fades = readFades(state.image);
     model.loopRecords = readLoopRecords(state.image);
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);

@@ -14,7 +14,10 @@ void sayHead(const RunState& state, const std::string& writtenPath) {
     const SessionModel& model = state.model;
     const SessionInfo& info = model.info;
     const long long rate = static_cast<long long>(state.sampleRate);
-    if (!info.savedByProduct.empty() && !info.savedByVersion.empty()) {
+    if (!info.savedByProduct.empty() && !info.savedByVersion.empty() && !info.savedByOs.empty()) {
+        say("\n  Read:  %s %s, %s, %lld Hz, %g BPM\n", info.savedByProduct.c_str(), info.savedByVersion.c_str(),
+            info.savedByOs.c_str(), rate, model.sessionTempo);
+    } else if (!info.savedByProduct.empty() && !info.savedByVersion.empty()) {
         say("\n  Read:  %s %s, %lld Hz, %g BPM\n", info.savedByProduct.c_str(), info.savedByVersion.c_str(), rate,
             model.sessionTempo);
     } else {
@@ -153,6 +156,12 @@ void sayTimingNotes(const RunState& state) {
         say("      %d of them: this session holds no timebase records at all, so\n"
             "      they take the unit their clips' positions are stored in\n",
             c.judgedByPositions);
+    }
+    if (c.playlistListMissing) {
+        say("  NOTE: this session has no list of its track playlists, so each track\n"
+            "      was paired with the playlist that holds as many clips as it does.\n"
+            "      A clip may have landed on the wrong track -- check them against\n"
+            "      Pro Tools, and please send the session in.\n");
     }
     if (c.clipsWithSyncPoint > 0) {
         say("  %d clip(s) carry a sync point and are placed by it, as Pro Tools\n"

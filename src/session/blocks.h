@@ -22,6 +22,13 @@ struct PtxBlock {
 // Just behind the block whose "Z" stands at z, by its stated size.
 inline uint64_t blockEndAt(const ImageView& image, uint64_t z) { return z + 7 + uint64_t(image.u32(z + 3)); }
 
+// True when a block of any type heads at z: "Z", a zero high type byte, and a
+// size that is not 0 and keeps the block's end by limit.
+inline bool isBlockHeadAt(const ImageView& image, uint64_t z, uint64_t limit) {
+    return image.holds(z, 9) && image.u8(z) == 'Z' && image.u8(z + 2) == 0 && image.u32(z + 3) != 0 &&
+           blockEndAt(image, z) <= limit;
+}
+
 bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block);
 std::vector<PtxBlock> walkBlockTree(const ImageView& image);
 

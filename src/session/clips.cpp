@@ -272,6 +272,7 @@ void finishPlacements(std::vector<AudioClip>& placements) {
         uint16_t renumbered = i == 0 ? 0 : static_cast<uint16_t>(previousNew + (old == previousOld ? 0 : 1));
         previousOld = old;
         previousNew = renumbered;
+        placements[i].storedTrackIndex = old;
         placements[i].trackIndex = renumbered;
     }
 }

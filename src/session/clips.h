@@ -55,6 +55,8 @@ struct ClipDefinition {
 struct AudioClip {
     std::string trackName;
     uint16_t trackIndex = 0;
+    uint16_t storedTrackIndex = 0;  // the track number as stored: its playlist's place in the track
+                                    // playlist list; trackIndex is closed up over the tracks with clips
     uint8_t playlist = 0;
     ClipDefinition clip;
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -11,9 +12,13 @@
 
 // One per playlist block that passes the shape test, in file order.
 struct TimebaseRecord {
-    std::string name;
+    std::string name;  // can be empty
     bool tickBased = false;
     uint32_t placementCount = 0;  // as the block declares it
+    // The playlist's place in the track playlist list (the 0x1054 that stands at
+    // the image's top level): the track number its placements are stored under.
+    // -1 for a playlist outside that list (clip groups keep playlists of their own).
+    int32_t trackNumber = -1;
 };
 
 // One per playlist block, in the same order as the TimebaseRecords; the lists
@@ -34,3 +39,11 @@ struct PlaylistRow {
 
 std::vector<TimebaseRecord> readTimebaseRecords(const SessionImage& image);
 std::vector<PlaylistRow> readPlaylistRows(const SessionImage& image);
+
+// Which track plays each playlist: for every track number of an audio track's
+// playlists, the name of the playlist that track plays (its current name). A
+// track's alternate playlists map to the track's own name. Read from the list
+// each audio track keeps behind its track block (its current entry and the
+// entries it owns, as places in the track entry list 0x1015), and from the
+// track entries (0x1014), which give each entry's track numbers.
+std::map<uint16_t, std::string> readPlaylistOwners(const SessionImage& image);

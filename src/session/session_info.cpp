@@ -36,9 +36,8 @@ constexpr uint16_t kGridAndNudge = 0x2066;
 constexpr uint16_t kColorCoding = 0x20A2;
 constexpr uint16_t kVideoQuality = 0x270A;
 constexpr uint16_t kTrackList = 0x2519;
-
-// The saved-by pair is stored near the top of the image.
-constexpr uint64_t kSavedByWindow = 1024;
+constexpr uint16_t kSavedBy = 0x0003;
+constexpr uint32_t kMaxSavedByNumbers = 8;
 
 uint32_t blockSizeAt(const ImageView& view, uint64_t z) { return view.u32(z + 3); }
 // Just behind the block headed at z.
@@ -64,27 +63,36 @@ bool isVersionText(const std::string& text) {
     return true;
 }
 
-// The product text ("Pro Tools ...", at least 10 characters) and the version
-// text stored right behind it, both within the first 1024 bytes.
-void readSavedBy(const ImageView& view, SessionInfo& info) {
-    ImageView head{view.bytes, view.length < kSavedByWindow ? view.length : kSavedByWindow};
-    std::string product;
-    uint64_t q = 0;
-    for (; q + 4 <= head.length; ++q) {
-        std::optional<std::string> text = readName(head, q, 2, 64);
-        if (text && text->size() >= 10 && text->compare(0, 9, "Pro Tools") == 0) {
-            product = *text;
-            q += 4 + text->size();
-            break;
+bool isProductText(const std::string& text) { return text == "Pro Tools" || text.compare(0, 10, "Pro Tools ") == 0; }
+
+// The saved-by block (0x0003): a top-level block near the image's end (at its
+// start in Pro Tools 10 sessions). From +10: the product text ("Pro Tools",
+// "Pro Tools Ultimate"), a u32 count and that many u32 version numbers, the
+// version text; then one byte and the build kind ("Release"), one byte and the
+// file kind, two bytes and the operating system. Texts are a u32 length and
+// the bytes. The first block that holds a product and a version counts.
+void readSavedBy(const SessionImage& image, SessionInfo& info) {
+    const ImageView& view = image.view;
+    for (uint64_t z : image.scan(kSavedBy)) {
+        ImageView block{view.bytes, blockEnd(view, z)};  // texts must end inside the block
+        std::optional<std::string> product = readName(block, z + 10, 2, 64);
+        if (!product || !isProductText(*product)) continue;
+        uint64_t q = z + 14 + product->size();
+        const uint32_t numbers = block.u32(q);
+        if (numbers > kMaxSavedByNumbers) continue;
+        q += 4 + 4 * uint64_t{numbers};
+        std::optional<std::string> version = readName(block, q, 1, 64);
+        if (!version || !isVersionText(*version)) continue;
+        info.savedByProduct = *product;
+        info.savedByVersion = *version;
+        q += 4 + version->size();
+        // The three texts behind, each after its lead bytes; the last is the system.
+        for (uint64_t lead : {1, 1, 2}) {
+            std::optional<std::string> text = readName(block, q + lead, 1, 64);
+            if (!text) break;
+            if (lead == 2) info.savedByOs = *text;
+            q += lead + 4 + text->size();
         }
-    }
-    if (product.empty()) return;
-    for (; q + 4 <= head.length; ++q) {
-        std::optional<std::string> text = readName(head, q, 2, 64);
-        if (!text) continue;
-        if (!isVersionText(*text)) return;  // no version: the product goes too
-        info.savedByProduct = product;
-        info.savedByVersion = *text;
         break;
     }
     if (info.savedByVersion.empty()) return;
@@ -299,7 +307,7 @@ SessionInfo readSessionInfo(const SessionImage& image, int64_t sampleRate, uint8
     SessionInfo info;
     info.versionByte = versionByte;
     info.sampleRate = sampleRate > 0 ? sampleRate : 48000;
-    readSavedBy(image.view, info);
+    readSavedBy(image, info);
     readSessionHeader(image, info);
     readTimecode(image, info);
     readColorCoding(image, info);

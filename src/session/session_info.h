@@ -23,6 +23,7 @@ struct SessionInfo {
 
     std::string savedByProduct;  // e.g. "Pro Tools Ultimate"; empty when not stored
     std::string savedByVersion;  // e.g. "2023.6.0"; empty when not stored
+    std::string savedByOs;       // "Windows" or "MacOS"; empty when not stored
     int32_t savedByMajor = -1;
     bool savedAt2020_11OrLater = true;
 

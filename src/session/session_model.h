@@ -35,6 +35,7 @@ struct SessionModel {
     ClipSyncOffsets syncOffsets;
     std::vector<TimebaseRecord> timebaseRecords;
     std::vector<PlaylistRow> playlistRows;
+    std::map<uint16_t, std::string> playlistOwners;  // track number to the name of the track that plays it
     std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
     std::vector<LoopRecord> loopRecords;
 

@@ -22,13 +22,6 @@ constexpr uint16_t kVoiceMark = 0x200B;
 // The table of track names lies within the image's first 400000 bytes.
 constexpr uint64_t kNameScanSpan = 400000;
 
-// A block head at z of any type whose block ends by limit.
-bool isBlockHead(const ImageView& view, uint64_t z, uint64_t limit) {
-    if (!view.holds(z, 9) || view.u8(z) != 'Z' || view.u8(z + 2) != 0) return false;
-    uint32_t size = view.u32(z + 3);
-    return size != 0 && z + 7 + size <= limit;
-}
-
 // The first block of the type whose "Z" lies in [from, to) and which ends by to.
 std::optional<uint64_t> firstInside(const SessionImage& image, uint16_t type, uint64_t from,
                                     uint64_t to) {
@@ -43,7 +36,7 @@ std::optional<uint64_t> firstInside(const SessionImage& image, uint16_t type, ui
 // the given span, which is always one block's body.
 std::optional<uint64_t> firstBlockIn(const ImageView& view, uint64_t from, uint64_t to) {
     for (uint64_t z = from; z + 9 <= to; ++z) {
-        if (isBlockHead(view, z, to)) return z;
+        if (isBlockHeadAt(view, z, to)) return z;
     }
     return std::nullopt;
 }
@@ -182,7 +175,7 @@ std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,
         // The automation mode sits behind the name inside the track's leading 0x102D.
         const SessionTrack& track = tracks[r];
         uint64_t head = track.blockStart + 9;
-        if (!isBlockHead(view, head, track.blockEnd) || view.u16(head + 7) != kTrackHead) continue;
+        if (!isBlockHeadAt(view, head, track.blockEnd) || view.u16(head + 7) != kTrackHead) continue;
         auto nameBlock = firstInside(image, kTrackName, head + 9, blockEndAt(view, head));
         if (!nameBlock) continue;
         uint64_t behind = blockEndAt(view, *nameBlock);
@@ -320,7 +313,6 @@ TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,
                                 const std::vector<SessionTrack>& tracks) {
     TrackListChoice choice;
     choice.names = scanNames;
-    choice.scanCount = static_cast<int>(scanNames.size());
     choice.rowCount = static_cast<int>(tracks.size());
     // A table without rows is no track list either.
     if (tracks.empty()) return choice;
@@ -331,6 +323,8 @@ TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,
         if (name.empty() || !seen.insert(name).second) return choice;
         collected.push_back(name);
     }
+    const std::unordered_set<std::string> scanned(scanNames.begin(), scanNames.end());
+    for (const std::string& name : collected) choice.scanCount += scanned.count(name) ? 1 : 0;
     if (collected != scanNames) {
         choice.names = std::move(collected);
         choice.fromStripRows = true;

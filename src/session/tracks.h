@@ -74,7 +74,7 @@ std::string readMasterName(const SessionImage& image);
 struct TrackListChoice {
     std::vector<std::string> names;
     bool fromStripRows = false;
-    int scanCount = 0;  // names the scan found
+    int scanCount = 0;  // names of the track rows that the scan found too
     int rowCount = 0;   // track rows
 };
 TrackListChoice chooseTrackList(const std::vector<std::string>& scanNames,

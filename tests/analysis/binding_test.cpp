@@ -4,6 +4,9 @@
 
 #include "analysis/passes.h"
 #include "cli/console.h"
+#include "driver/stages.h"
+#include "support/run_capture.h"
+#include "support/session_builder.h"
 
 namespace {
 
@@ -119,6 +122,9 @@ TEST(Binding, PairsFoldsAndAlternates) {
     EXPECT_EQ(analysis.surroundLegs["Surround"], 5);
     EXPECT_EQ(analysis.counts.mergedPairs, 1);
     EXPECT_EQ(analysis.counts.alternatesMatched, 1);
+    // These records have no place in a track playlist list: tracks pair by their clip counts, and say so.
+    EXPECT_TRUE(analysis.counts.playlistListMissing);
+    EXPECT_EQ(std::make_pair(analysis.counts.tickTracks, analysis.counts.sampleTracks), std::make_pair(0, 3));
 
     // Without alternates the playlist is set aside, and one leg a sample apart
     // keeps the surround legs apart.
@@ -198,4 +204,37 @@ TEST(Binding, FinalOrderEmptyUnmatchedAndFreezeRecords) {
     EXPECT_EQ(analysis.timebaseOfTrack["Stray"], 2);
     EXPECT_EQ(analysis.counts.judgedByPositions, 1);
     clearProblem();
+}
+
+// Each track takes the playlist stored at its place in the track playlist list,
+// whatever lies outside it: here two "?" playlists of a clip group list, as long
+// as the tracks, come first. An unnamed playlist still gives its track its unit;
+// a table opening with a track of no clips is still found whole by the name scan.
+TEST(Binding, PlaylistsPairByTheirPlaceInTheTrackPlaylistList) {
+    BuiltSession s;
+    s.files = {{"a.wav", 96000}};
+    s.clips = {{"a", 0, 0, 48000}, {"b", 0, 0, 48000}, {"c", 0, 0, 48000}};
+    s.tracks = {{"Aux", 0, 0, 0, false, {}, 1},
+                {"Gtr", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1},
+                {"Bass", 0, 0, 0, false, {{"", false, {{1, 48000}}}}, 1},
+                {"Keys", 0, 0, 0, false, {{"", true, {{2, kPositionBias + 960000}}, true}}, 1}};
+    s.strays = {{"?", false, {{1, 96000}}}, {"?", false, {{1, 96000}}}};
+    RunState state;
+    state.options = optionsFor(buildSession(s).writeFile(makeTempFolder("pairing"), "pairing.ptx"));
+    ASSERT_EQ(loadSession(state.session, state.options.sessionPath, 48000), 0);
+    readStage(state);
+    readMixStage(state);
+    clipStage(state);
+    trackStage(state);
+    std::string placed;
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        placed += track.name + ":";
+        for (const AudioClip& clip : track.clips) placed += formatText(" %s %g", clip.clip.name.c_str(), clip.position);
+        placed += "|";
+    }
+    EXPECT_EQ(placed, "Aux:|Gtr: a 0|Bass: b 1|Keys: c 0.5|");  // a quarter note at 120 BPM is 0.5 s
+    EXPECT_FALSE(state.model.trackList.fromStripRows);
+    const BindingCounts& counts = state.analysis.counts;
+    EXPECT_EQ(std::make_tuple(counts.freezeRecords, counts.tickTracks, counts.sampleTracks), std::make_tuple(0, 1, 2));
+    EXPECT_FALSE(counts.playlistListMissing);
 }

@@ -245,3 +245,39 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
     analyse(state, bench + "/medium-32.ptx");
     expectPlacementsArrive(state, bench + "/medium-32.ptx");
 }
+
+// The studio sessions (their README says what each holds and who saved it):
+// every track of the track list is a track of the project and none is left
+// unmatched; the comps of "Megan Solo", named "Meg Solo", "Meg Solo.01" ...,
+// ride on it as lanes, found through the track that owns them; SinkDown's
+// inactive track is told by its track block (its list row holds no such byte);
+// the console names the saved-by version.
+TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
+    const std::string studio = std::string(TRELLUM_SHARED_DIR) + "/studio";
+    if (filesEnding(studio, ".ptx").empty()) GTEST_SKIP() << "no studio sessions";
+    struct Case { const char* file; const char* savedBy; const char* lanes; const char* inactive; };
+    for (const Case& c : {Case{"Stayin' Alive.ptx", "Pro Tools Ultimate 2024.10.0, Windows", "", ""},
+                          Case{"SinkDown.ptx", "Pro Tools 2019.6.0, Windows", "", "Kick Loop "},
+                          Case{"Vocal Comping Session.ptx", "Pro Tools 2019.6.0, Windows",
+                               "Megan Solo: 10 Meg Solo .. Meg Solo.09 ", ""}}) {
+        RunState state;
+        analyse(state, studio + "/" + c.file);
+        EXPECT_EQ(state.analysis.counts.unmatchedTracks, 0) << c.file;
+        std::string lanes, inactive, names = "|" + state.model.masterName + "|";
+        for (const OutputTrack& track : state.analysis.outputTracks) {
+            names += track.name + "|";
+            if (track.inactive) inactive += track.name + " ";
+            if (track.lanes.empty()) continue;
+            lanes += formatText("%s: %d %s .. %s ", track.name.c_str(), static_cast<int>(track.lanes.size()),
+                                track.lanes.front().name.c_str(), track.lanes.back().name.c_str());
+        }
+        for (const std::string& name : state.model.trackList.names) {
+            EXPECT_NE(names.find("|" + name + "|"), std::string::npos) << c.file << ": " << name;
+        }
+        EXPECT_EQ(lanes, c.lanes);
+        EXPECT_EQ(inactive, c.inactive);
+        ConvertOptions options = optionsFor(studio + "/" + c.file);
+        options.checkOnly = true;
+        EXPECT_NE(runConvert(options).console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
+    }
+}

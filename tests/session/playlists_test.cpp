@@ -74,32 +74,45 @@ void emptyBlocks(ImageBuilder& b, const std::string& name, uint32_t count) {
 
 }  // namespace
 
-TEST(TimebaseRecords, KeepOnlyPlaylistBlocksOfTheRightShape) {
+TEST(TimebaseRecords, KeepOnlyPlaylistBlocksOfTheRightShapeNumberedByTheTrackList) {
     ImageBuilder b;
+    // Playlists outside the track playlist list: a clip group list's own, and a loose one.
+    b.openBlock(0x2428);
+    b.openBlock(0x1054);
+    playlist(b, "?", {Placement{}});
+    b.closeBlock();
+    b.closeBlock();
+    playlist(b, "?", {Placement{}});
+    b.openBlock(0x1054);  // the track playlist list; a playlist read badly keeps its place
+    b.u32(9);
     playlist(b, "Audio 1", {Placement{}, Placement{}}, 1);
     playlist(b, std::string(64, 'L'), {}, 2);   // the longest name
+    playlist(b, "", {}, 1);                     // empty, as real sessions hold them
     playlist(b, std::string(65, 'L'), {}, 1);   // too long
-    playlist(b, "", {}, 1);                     // empty
     playlist(b, "Bad\x7f", {}, 1);              // not name bytes
     playlist(b, "Three", {}, 3);                // timebase neither 1 nor 2
     playlist(b, "Short", {Placement{}}, 1, 2);  // declares more blocks than it holds
     emptyBlocks(b, "Most", 20000);
     emptyBlocks(b, "Too many", 20001);
+    b.closeBlock();
     BuiltImage built(b);
 
     std::vector<std::string> records;
     for (const TimebaseRecord& r : readTimebaseRecords(built.image)) {
-        records.push_back(r.name + (r.tickBased ? " ticks " : " samples ") + std::to_string(r.placementCount));
+        records.push_back(std::to_string(r.trackNumber) + " " + r.name + (r.tickBased ? " ticks " : " samples ") +
+                          std::to_string(r.placementCount));
     }
-    EXPECT_EQ(records, (std::vector<std::string>{"Audio 1 samples 2", std::string(64, 'L') + " ticks 0", "Most ticks 20000"}));
+    EXPECT_EQ(records, (std::vector<std::string>{"-1 ? samples 1", "-1 ? samples 1", "0 Audio 1 samples 2",
+                                                 "1 " + std::string(64, 'L') + " ticks 0", "2  samples 0",
+                                                 "7 Most ticks 20000"}));
 
     // The rows come from the same blocks, in the same order.
     std::vector<PlaylistRow> rows = readPlaylistRows(built.image);
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0].name, "Audio 1");
-    EXPECT_EQ(rows[0].clipIndex.size(), 2u);
-    EXPECT_TRUE(rows[1].tickBased);
-    EXPECT_TRUE(rows[2].clipIndex.empty());  // blocks without a placement record
+    ASSERT_EQ(rows.size(), 6u);
+    EXPECT_EQ(rows[2].name, "Audio 1");
+    EXPECT_EQ(rows[2].clipIndex.size(), 2u);
+    EXPECT_TRUE(rows[3].tickBased);
+    EXPECT_TRUE(rows[5].clipIndex.empty());  // blocks without a placement record
 }
 
 TEST(PlaylistRows, ReadTheStateOfEachPlacement) {
@@ -212,4 +225,35 @@ TEST(PlaylistRows, RealSessionsHoldTheirTimebaseAndPlacementState) {
     EXPECT_EQ(rows[0].isFade, (std::vector<bool>{true, false}));
     EXPECT_EQ(rows[4].clipIndex, (std::vector<uint32_t>{4, 2, 0}));
     EXPECT_EQ(rows[4].live, (std::vector<bool>{false, true, false}));
+}
+
+// Behind each audio track's block: its current entry, the entries it owns, then
+// FF FF; the track entries (0x1015) give each entry's track numbers.
+TEST(PlaylistOwners, EachTrackNumberGoesToTheTrackThatOwnsItsEntry) {
+    ImageBuilder b;
+    b.openBlock(0x1015);
+    for (const auto& [name, numbers] : std::vector<std::pair<std::string, std::vector<uint16_t>>>{
+             {"Lead", {0}}, {"Pad", {1, 2}}, {"Take A", {3}}, {"Take B", {4}}, {"Loose", {5}}}) {
+        b.openBlock(0x1014);
+        b.name(name);
+        b.u8(0);
+        b.u32(static_cast<uint32_t>(numbers.size()));
+        for (uint16_t number : numbers) b.u16(number);
+        b.closeBlock();
+    }
+    b.closeBlock();
+    struct Owner { uint16_t track; uint32_t current; std::vector<uint32_t> owned; uint16_t end; };
+    for (const Owner& o : {Owner{0x261B, 0, {2, 3, 0}, 0xFFFF}, Owner{0x261B, 1, {1, 9}, 0xFFFF},  // 9: no entry
+                           Owner{0x261B, 4, {4}, 0xFFFE}, Owner{0x2621, 4, {4}, 0xFFFF}}) {    // no list
+        b.openBlock(0x261C);
+        b.block(o.track, {0, 0});
+        b.u32(o.current);
+        b.u16(static_cast<uint16_t>(o.owned.size()));
+        for (uint32_t entry : o.owned) b.u32(entry);
+        b.u16(o.end);
+        b.closeBlock();
+    }
+    b.zeros(16);
+    EXPECT_EQ(readPlaylistOwners(BuiltImage(b).image),
+              (std::map<uint16_t, std::string>{{0, "Lead"}, {1, "Pad"}, {2, "Pad"}, {3, "Lead"}, {4, "Lead"}}));
 }

@@ -34,11 +34,26 @@ void block(ImageBuilder& builder, uint16_t type, uint32_t size, const Bytes& val
     builder.closeBlock();
 }
 
-SessionInfo savedBy(const std::vector<std::string>& names, size_t lead = 40) {
+// A saved-by block as Pro Tools writes it near the image's end: product, the
+// version's numbers, version, build kind, file kind, system (none when empty).
+SessionInfo savedBy(const std::string& product, const std::string& version, const std::string& os = "Windows",
+                    uint32_t numbers = 3) {
     ImageBuilder builder;
-    builder.zeros(lead);
-    for (const std::string& name : names) builder.name(name);
-    builder.zeros(64);
+    builder.block(0x2067, std::vector<uint8_t>(40, 0));
+    builder.openBlock(0x0003, 4);
+    builder.u8(0);
+    builder.name(product);
+    builder.u32(numbers);
+    builder.zeros(4 * size_t{numbers});
+    builder.name(version);
+    for (const auto& [lead, text] : std::vector<std::pair<std::vector<uint8_t>, std::string>>{
+             {{1}, "Release"}, {{0}, "Pro Tools Session File"}, {{6, 1}, os}}) {
+        if (os.empty()) break;
+        builder.bytes(lead);
+        builder.name(text);
+    }
+    builder.zeros(4);
+    builder.closeBlock();
     return infoOf(builder);
 }
 
@@ -59,20 +74,22 @@ TEST(SessionInfo, SavedByVersionAndTheDarkThemeGate) {
     struct Case { const char* version; int32_t major; bool gate; };
     for (const Case& c : {Case{"2020.11.0", 2020, true}, Case{"2020.9", 2020, false}, Case{"2021", 2021, true},
                           Case{"2020", 2020, false}, Case{"2020.10.3", 2020, false}, Case{"12.5.0.395", 12, false}}) {
-        SessionInfo info = savedBy({"Pro Tools Ultimate", c.version});
-        EXPECT_EQ(info.savedByProduct + " " + info.savedByVersion, std::string("Pro Tools Ultimate ") + c.version);
+        SessionInfo info = savedBy("Pro Tools Ultimate", c.version);
+        EXPECT_EQ(info.savedByProduct + " " + info.savedByVersion + ", " + info.savedByOs,
+                  std::string("Pro Tools Ultimate ") + c.version + ", Windows");
         EXPECT_EQ(info.savedByMajor, c.major) << c.version;
         EXPECT_EQ(info.savedAt2020_11OrLater, c.gate) << c.version;
     }
-    // A word behind the product clears it, whatever follows; "Pro Tools" alone is too short
-    // to be one; the version must end within the first 1024 bytes (20 head bytes, 16 + 10 text).
-    for (SessionInfo info : {savedBy({"Pro Tools Ultimate", "Ultimate", "2023.6.0"}), savedBy({"Pro Tools", "2023.6.0"}),
-                             savedBy({"Pro Tools 12", "12.5.0"}, 1024 - 20 - 16 - 10 + 1)}) {
-        EXPECT_EQ(info.savedByProduct + info.savedByVersion, "");
+    // Plain "Pro Tools" is a product (Pro Tools 2019 writes it so); the system may be missing.
+    SessionInfo plain = savedBy("Pro Tools", "2019.6.0", "");
+    EXPECT_EQ(plain.savedByProduct + " " + plain.savedByVersion + "|" + plain.savedByOs, "Pro Tools 2019.6.0|");
+    // A word where the version stands, another product, too many version numbers: nothing.
+    for (SessionInfo info : {savedBy("Pro Tools Ultimate", "Ultimate"), savedBy("Pro ToolsX", "2023.6.0"),
+                             savedBy("Pro Tools", "2023.6.0", "Windows", 9)}) {
+        EXPECT_EQ(info.savedByProduct + info.savedByVersion + info.savedByOs, "");
         EXPECT_EQ(info.savedByMajor, -1);
         EXPECT_TRUE(info.savedAt2020_11OrLater);
     }
-    EXPECT_EQ(savedBy({"Pro Tools 12", "12.5.0"}, 1024 - 20 - 16 - 10).savedByVersion, "12.5.0");
 }
 
 // Each fixed-offset value, in a block just long enough and one byte shorter.
@@ -230,10 +247,10 @@ TEST(SessionInfo, ConsoleNotes) {
               "      Check Setup > Pan Depth against REAPER's pan law.\n");
     EXPECT_EQ(panLawDb(0) + panLawDb(1) + panLawDb(4) + panLawDb(5), -3.0 - 2.5 - 6.0 - 3.0);
 
-    EXPECT_EQ(said(saySavedByNote, savedBy({"Pro Tools Ultimate", "2023.6.0"})),
+    EXPECT_EQ(said(saySavedByNote, savedBy("Pro Tools Ultimate", "2023.6.0")),
               "  NOTE: the sessions this tool is tested against were all saved\n"
               "      by Pro Tools 12.5. 2023.6.0 is outside that.\n");
-    EXPECT_EQ(said(saySavedByNote, savedBy({"Pro Tools Ultimate", "12.5.0.395"})), "");
+    EXPECT_EQ(said(saySavedByNote, savedBy("Pro Tools Ultimate", "12.5.0.395")), "");
     EXPECT_EQ(said(saySavedByNote, SessionInfo{}), "");
 }
 
@@ -252,8 +269,11 @@ TEST(SessionInfo, RealSessions) {
         ++seen;
         EXPECT_EQ(info.sampleRate, file.sessionRate) << stem;
         EXPECT_EQ(info.fileTypeCode, stem == "TestPTX" ? 4 : 3) << stem;  // AIFF there, WAV elsewhere
-        EXPECT_EQ(info.savedByProduct.empty(), info.savedByVersion.empty()) << stem;
-        EXPECT_EQ(info.savedByMajor > 0, !info.savedByVersion.empty()) << stem;
+        // Every one records who saved it; TestPTX's is Pro Tools HD 12.8.3 on a Mac.
+        EXPECT_TRUE(info.savedByMajor > 0 && !info.savedByProduct.empty() && !info.savedByOs.empty()) << stem;
+        if (stem == "TestPTX") {
+            EXPECT_EQ(info.savedByProduct + " " + info.savedByVersion + ", " + info.savedByOs, "Pro Tools HD 12.8.3, MacOS");
+        }
         EXPECT_TRUE(info.timecodeRateCode != -1 && info.gridBarsBeatsTicks && info.trackColorCoding != -1) << stem;
         // The format bytes follow the header's folder path, whose length differs per machine.
         EXPECT_EQ(info.panDepthCode, 2) << stem;

@@ -136,13 +136,16 @@ TEST(TrackList, RowsUntilTheRepeatAndInactiveNames) {
     EXPECT_EQ(readInactiveNames(image), (Names{"Keys", std::string(80, 'k')}));
 
     // Rows of L + 61 to L + 72 bytes are read; one row outside that empties the list.
-    for (int sizeChange : {-11, -12, 1, 0}) {
+    // The short forms real sessions write (L + 61, L + 62) end before the live
+    // byte: the zero six bytes before their end names no track inactive.
+    for (int sizeChange : {-11, -10, -12, 1, 0}) {
         ImageBuilder c;
         c.openBlock(0x2519);
-        listRow(c, "Vox");
+        listRow(c, "Vox", 0, 0, 0, 1, sizeChange < 0 ? sizeChange : 0);
         listRow(c, sizeChange == 0 ? std::string(201, 'y') : "Gtr", 0, 0, 0, 1, sizeChange);
         c.closeBlock();
-        EXPECT_EQ(readTrackListRows(imageOf(c)).size(), sizeChange == -11 ? 2u : 0u) << sizeChange;
+        EXPECT_EQ(readTrackListRows(imageOf(c)).size(), sizeChange == -11 || sizeChange == -10 ? 2u : 0u) << sizeChange;
+        EXPECT_TRUE(readInactiveNames(imageOf(c)).empty()) << sizeChange;
     }
 }
 
@@ -184,6 +187,9 @@ TEST(TrackListChoice, RowsReplaceTheScanOnlyWhenCompleteAndDifferent) {
     EXPECT_TRUE(longer.fromStripRows);
     EXPECT_EQ(longer.names, (Names{"A", "B", "C"}));
     EXPECT_EQ(std::make_pair(longer.scanCount, longer.rowCount), std::make_pair(2, 3));
+    // The count says how many of the rows' names the scan found, not how many it found.
+    TrackListChoice fewer = chooseTrackList({"X", "A", "Y", "Z"}, rows({"A"}));
+    EXPECT_EQ(std::make_pair(fewer.scanCount, fewer.rowCount), std::make_pair(1, 1));
     EXPECT_TRUE(chooseTrackList(scan, rows({"B", "A"})).fromStripRows);
     EXPECT_EQ(chooseTrackList(scan, rows({"A", "C", "A"})).names, scan);  // a repeat
     EXPECT_EQ(chooseTrackList(scan, rows({"", "C"})).names, (Names{"stored", "C"}));

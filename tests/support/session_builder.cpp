@@ -83,19 +83,28 @@ void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks) {
     b.closeBlock();
 }
 
+void playlist(ImageBuilder& b, const BuiltPlaylist& list, const std::string& trackName) {
+    b.openBlock(0x1052, 3);
+    b.name(list.unnamed ? "" : list.name.empty() ? trackName : list.name);
+    b.u32(static_cast<uint32_t>(list.placements.size()));
+    for (const BuiltPlacement& p : list.placements) placement(b, p, list.tickBased);
+    b.u8(list.tickBased ? 2 : 1);
+    b.u8(0);
+    b.closeBlock();
+}
+
 // One playlist per channel of every track, numbered in this order.
 void playlists(ImageBuilder& b, const BuiltSession& session) {
+    if (!session.strays.empty()) {
+        b.openBlock(0x2428);
+        b.openBlock(0x1054);
+        for (const BuiltPlaylist& list : session.strays) playlist(b, list, "?");
+        b.closeBlock();
+        b.closeBlock();
+    }
     b.openBlock(0x1054);
     for (const BuiltTrack& track : session.tracks) {
-        for (const BuiltPlaylist& list : track.playlists) {
-            b.openBlock(0x1052, 3);
-            b.name(list.name.empty() ? track.name : list.name);
-            b.u32(static_cast<uint32_t>(list.placements.size()));
-            for (const BuiltPlacement& p : list.placements) placement(b, p, list.tickBased);
-            b.u8(list.tickBased ? 2 : 1);
-            b.u8(0);
-            b.closeBlock();
-        }
+        for (const BuiltPlaylist& list : track.playlists) playlist(b, list, track.name);
     }
     b.closeBlock();
 }

@@ -32,6 +32,7 @@ struct BuiltPlaylist {
     std::string name;  // empty: the track's name
     bool tickBased = false;
     std::vector<BuiltPlacement> placements;
+    bool unnamed = false;  // stored with an empty name
 };
 
 // One automation lane of a track's strip: its resting value and breakpoints
@@ -123,6 +124,7 @@ struct BuiltSession {
     // The tempo map: (ticks, quarter-note BPM), the first at 0 and its BPM the
     // session's tempo. Empty: no tempo block, 120 BPM.
     std::vector<std::pair<int64_t, double>> tempos = {};
+    std::vector<BuiltPlaylist> strays = {};  // playlists of a clip group list, stored before the track playlists
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
