@@ -30,6 +30,8 @@ struct RunCounters {
     int notesTransposedOut = 0;      // transposed past the MIDI range: written muted
     int automationPoints = 0;        // on track envelopes
     int automatedTracks = 0;
+    int dualPanPoints = 0;           // on the two dual pan envelopes
+    int dualPanTracks = 0;
     int midiMuteLanes = 0;           // MIDI tracks given their mute automation
     int midiTracksMuted = 0;         // muted by their MIDI track state
     int midiOtherLanes = 0;          // MIDI track lanes other than mute, not carried
@@ -52,8 +54,8 @@ struct RunCounters {
     std::vector<std::string> modeOff;
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
-    bool soloTrackWritten = false;
-    int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent   // the empty soloed track that keeps the rest silent
+    bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
+    int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
 };
 
 struct RunState {

@@ -209,6 +209,10 @@ void sayOverlapAndFadeNotes(const RunState& state) {
     if (clips.fadesWithoutEdge > 0) say("  %d fades sat on no kept clip edge\n", clips.fadesWithoutEdge);
     if (clips.fadesNotUnderstood > 0) say("  %d fade records not understood\n", clips.fadesNotUnderstood);
     if (clips.sCurves > 0) say("  %d S-curve fade(s) written as REAPER's S shape (5.1)\n", clips.sCurves);
+    int recovered = 0;  // clips written on the muted "[alt takes]" tracks
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        if (track.name.find("[alt takes]") != std::string::npos) recovered += static_cast<int>(track.clips.size());
+    }
     if (c.deletedPlacements > 0 && !state.options.recoverDeleted) {
         say("  %d deleted clip placement(s) are still in this session: edits or takes\n"
             "      removed from a track that Pro Tools keeps in the file for its undo\n"
@@ -216,10 +220,14 @@ void sayOverlapAndFadeNotes(const RunState& state) {
             "      them; --recover-deleted brings them back as muted tracks beside their\n"
             "      parent, at their original positions.\n",
             c.deletedPlacements);
-    } else if (c.deletedPlacements > 0) {
+    } else if (state.options.recoverDeleted && recovered > 0) {
         say("  %d deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"
             "      tracks beside their parent, at their original positions, because\n"
             "      --recover-deleted was given. Unmute one to audition it.\n",
+            recovered);
+    } else if (c.deletedPlacements > 0) {
+        say("  %d deleted clip placement(s) are still in this session, and none of them\n"
+            "      could be recovered beside a track of the project, so they are left out.\n",
             c.deletedPlacements);
     }
     if (c.alternatesSetAside > 0) {

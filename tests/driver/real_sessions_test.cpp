@@ -120,3 +120,60 @@ TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
               std::string::npos);
     EXPECT_NE(run.console.find("  5 tracks, 6 clips, 29 MIDI notes\n"), std::string::npos);
 }
+
+// What options and notes do on the real sessions: the click toggle by Click
+// II's signature, the click that plays, and the deleted placements recovered.
+TEST(RealSessionRuns, ClickAndRecoveredPlacements) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    struct Case {
+        const char* session;
+        void (*set)(ConvertOptions&);
+        std::vector<std::string> consoleHas;
+        std::vector<std::string> projectHas;
+        std::vector<std::string> projectLacks;
+    };
+    const Case cases[] = {
+        {"2 stereo plus click", [](ConvertOptions& o) { o.noClick = true; },
+         {"  1 Click track(s) left out (--no-click): \"Click 1\"\n"},
+         {"    NAME \"Audio 1\"\n"},
+         {"NAME \"Click 1\"", "click is on"}},
+        {"2 stereo plus click", [](ConvertOptions&) {},
+         {"  Pro Tools' click is on and \"Click 1\" plays it. REAPER's metronome is left OFF;\n"
+          "      Click II stays on the track as a named slot. To hear a click, turn on\n"
+          "      REAPER's metronome (its sound and level are REAPER's own).\n"},
+         {"    NAME \"Click 1\"\n"},
+         {}},
+        {"RegionTest", [](ConvertOptions& o) { o.recoverDeleted = true; },
+         {"  1 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"},
+         {" [alt takes]\"\n"},
+         {}},
+        {"RegionTest", [](ConvertOptions&) {},
+         {"  1 deleted clip placement(s) are still in this session: edits or takes\n"},
+         {},
+         {"[alt takes]"}},
+    };
+    const std::string folder = makeTempFolder("real-options");
+    for (const Case& c : cases) {
+        const std::string copy = folder + "/" + c.session + ".ptx";
+        if (!fileExists(copy)) std::filesystem::copy_file(sessions + "/" + c.session + ".ptx", copy);
+        ConvertOptions options = optionsFor(copy);
+        options.overwrite = true;
+        c.set(options);
+        CapturedRun run = runConvert(options);
+        ASSERT_EQ(run.code, 0) << c.session << "\n" << run.console;
+        const std::string project = readFileText(folder + "/" + c.session + ".rpp");
+        for (const std::string& part : c.consoleHas) EXPECT_TRUE(contains(run.console, part)) << c.session << run.console;
+        for (const std::string& part : c.projectHas) EXPECT_TRUE(contains(project, part)) << c.session << ": " << part;
+        for (const std::string& part : c.projectLacks) {
+            EXPECT_FALSE(contains(project + run.console, part)) << c.session << ": " << part;
+        }
+        // A recovered track is muted, and holds the one placement the session keeps on no playlist.
+        const size_t recovered = project.find(" [alt takes]\"\n");
+        if (recovered != std::string::npos) {
+            const std::string track = project.substr(recovered, project.find("\n  >\n", recovered) - recovered);
+            EXPECT_TRUE(contains(track, "\n    MUTESOLO 1 0 0\n"));
+            EXPECT_EQ(track.find("<ITEM"), track.rfind("<ITEM"));
+        }
+    }
+}

@@ -116,3 +116,97 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     EXPECT_TRUE(has(lanes, "      YPOS 0.333333 0.333333 2"));
     EXPECT_TRUE(has(lanes, "      YPOS 0.666667 0.333333 2"));
 }
+
+namespace {
+
+AutomationLane laneWithPoint(double value) {
+    AutomationLane lane;
+    lane.points = {{48000, value}};
+    return lane;
+}
+
+// A track of the session with its display record and, unless it is MIDI, its strip.
+void addTrack(RunState& state, const std::string& name, int32_t mode, bool strip) {
+    SessionTrack row;
+    row.name = name;
+    state.model.tracks.rows.push_back(row);
+    TrackAttributes attributes;
+    attributes.automationMode = mode;
+    state.model.attributes.push_back(attributes);
+    if (strip) {
+        StripRow stripRow;
+        stripRow.name = name;
+        stripRow.present = 1;
+        stripRow.volumeLane = laneWithPoint(-60);
+        stripRow.trimLane = laneWithPoint(-30);
+        stripRow.panLane = laneWithPoint(50);
+        state.model.strips.push_back(stripRow);
+    }
+    OutputTrack track;
+    track.name = track.matchKey = name;
+    track.isMidi = !strip && name != "FX";
+    if (name != "FX") state.analysis.outputTracks.push_back(track);
+}
+
+// The envelope block of that name inside a track block, up to its closing ">".
+std::string envelopeIn(const std::string& track, const std::string& head) { return blockOf(track, "    <" + head); }
+
+}  // namespace
+
+// Pro Tools ignores the automation of a track in mode Off; its envelopes, its
+// sends' envelopes and a MIDI track's mute envelope are kept but inactive. A
+// return track writes its strip's volume, mute and pan only.
+TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
+    RunState state;
+    state.sampleRate = 48000;
+    addTrack(state, "Off", 0, true);
+    addTrack(state, "Read", 1, true);
+    addTrack(state, "Keys", 0, false);
+    addTrack(state, "Wide", 1, true);
+    addTrack(state, "FX", 1, true);
+    state.model.midiTrackStates["Keys"].hasMuteLane = 1;
+    state.model.midiTrackStates["Keys"].muteLane = laneWithPoint(1);
+    StripRow& fx = state.model.strips.back();
+    fx.stereoLanes = 1;
+    fx.dualPanPoints = 1;
+    fx.rightPanLane = laneWithPoint(20);
+    state.analysis.unknownWidthStrips = {{"Wide", 7}};
+    SendEntry send;
+    send.levelLane = laneWithPoint(-100);
+    state.analysis.routing.sendsInto["FX"] = {send, send};
+    state.analysis.routing.sendsInto["FX"][1].source = 1;
+    state.analysis.routing.returnTracks = {"FX"};
+    state.analysis.routing.auxWidth["Wide"] = 6;  // it takes a 5.1 bus
+
+    const std::string project = writeAll(state);
+    EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
+    const std::string off = blockOf(project, "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
+    EXPECT_TRUE(has(off, "    AUTOMODE 0"));
+    for (const char* name : {"VOLENV2", "PANENV2", "VOLENV3"}) {
+        EXPECT_TRUE(has(envelopeIn(off, name), "      ACT 0 -1")) << name;
+        EXPECT_TRUE(has(envelopeIn(off, name), "      ARM 0")) << name;
+    }
+    const std::string read = blockOf(project, "  <TRACK {DAA66D1B-243D-058D-D25A-28994F85E717}");
+    EXPECT_TRUE(has(envelopeIn(read, "VOLENV2"), "      ACT 1 -1"));
+    EXPECT_TRUE(has(envelopeIn(read, "VOLENV2"), "      ARM 1"));
+    EXPECT_TRUE(has(envelopeIn(read, "VOLENV3"), "      ARM 0"));
+
+    const size_t keysAt = project.find("    NAME \"Keys\"");
+    ASSERT_NE(keysAt, std::string::npos);
+    const std::string keys = project.substr(keysAt, project.find("    NAME \"Wide\"") - keysAt);
+    EXPECT_TRUE(has(envelopeIn(keys, "MUTEENV"), "      ACT 0 -1"));
+
+    const size_t wideAt = project.find("    NAME \"Wide\"");
+    const std::string wide = project.substr(wideAt, project.find("    NAME \"FX\"") - wideAt);
+    EXPECT_TRUE(has(wide, "    NCHAN 6"));
+    EXPECT_NE(wide.find("<VOLENV2"), std::string::npos);
+    EXPECT_EQ(wide.find("<PANENV2"), std::string::npos);  // a seven-lane strip's third lane is no pan
+
+    const std::string ret = project.substr(project.find("    NAME \"FX\""));
+    EXPECT_TRUE(has(envelopeIn(ret, "AUXVOLENV 0"), "      ACT 0 -1"));  // sent by the track in mode Off
+    EXPECT_TRUE(has(envelopeIn(ret, "AUXVOLENV 1"), "      ACT 1 -1"));
+    EXPECT_TRUE(has(envelopeIn(ret, "VOLENV2"), "      ARM 1"));
+    EXPECT_NE(ret.find("<PANENV2"), std::string::npos);
+    EXPECT_EQ(ret.find("<VOLENV3"), std::string::npos);
+    EXPECT_EQ(ret.find("<DUALPANENV"), std::string::npos);
+}
