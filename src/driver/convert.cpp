@@ -155,6 +155,7 @@ int runStages(RunState& state) {
         stepProgress(5, "report");
         reportStage(state);
     }
+    closingNotesStage(state);
     wantedParamsStage(state);
     if (options.checkOnly) {
         say("\n  --check: nothing was written. The lines above are what a real\n"

@@ -18,7 +18,6 @@ struct RunCounters {
     int outputTracks = 0;
     int audioItems = 0;
     int notesWritten = 0;  // MIDI note-ons written unmuted
-    int midiNotes = 0;
     int pluginsFound = 0;
     int pluginsWritten = 0;
     int needsLook = 0;
@@ -27,6 +26,7 @@ struct RunCounters {
     int beatsPositionTracks = 0;  // Beats-position: tick-based audio
     int midiItems = 0;
     int midiTracksWithControls = 0;  // given CC 7 / CC 10 from their MIDI fader and pan
+    std::vector<std::string> patchTracks;  // send their patch as a program change at each clip's start
     int notesTransposedOut = 0;      // transposed past the MIDI range: written muted
     int automationPoints = 0;        // on track envelopes
     int automatedTracks = 0;

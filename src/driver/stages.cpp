@@ -63,6 +63,7 @@ void readMidiTables(RunState& state) {
     model.midiControls = readMidiTrackControls(image, model.tracks.rows);
     model.midiRealTime = readMidiRealTime(image, model.tracks.rows);
     model.midiTrackStates = readMidiTrackStates(image, model.tracks.rows);
+    model.midiOutputs = readMidiOutputs(image);
 }
 
 // --dump-cc: the controller streams of each chunk, by stream.
@@ -154,7 +155,10 @@ void clipStage(RunState& state) {
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);
 }
 
-void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }
+void trackStage(RunState& state) {
+    runAnalysisPasses(state.model, state.options, state.analysis);
+    for (const auto& chain : state.model.pluginsOfStrip) state.counters.pluginsFound += static_cast<int>(chain.second.size());
+}
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
 
@@ -163,13 +167,14 @@ void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNot
 void mediaStage(RunState& state) {
     checkMedia(state);
     sayMediaNotes(state);
-    sayMediaFolderNote(state);
 }
+
+void closingNotesStage(RunState& state) { sayClosingNotes(state); }
 
 void reportStage(RunState& state) {
     const RunCounters& c = state.counters;
     setSummaryLine(formatText("summary tracks=%d clips=%d notes=%d fx=%d written=%d needs_look=%d%s", c.outputTracks,
-                              c.audioItems + c.midiItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
+                              c.audioItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
                               problemKind().empty() ? "" : " problem=1"));
 }
 

@@ -60,6 +60,7 @@ struct SessionModel {
     std::map<std::string, MidiTrackControls> midiControls;
     std::map<std::string, MidiRealTime> midiRealTime;
     std::map<std::string, MidiTrackState> midiTrackStates;
+    std::vector<MidiOutputRow> midiOutputs;  // the rows a MIDI track's output index points into
 };
 
 // The unique track names of the audio placements, in file order.
