@@ -2,8 +2,9 @@
 // nothing yet and hold their place in the pass order until their readers exist.
 #include "analysis/passes.h"
 
-// Will bind each plug-in record to its strip by block position and scan for
-// unlinked multi-mono instances and Avid Trim.
+// Plug-in records are bound to their strips as they are read, and unlinked
+// multi-mono pairs are found with the key wiring; the Avid Trim scan is not
+// built yet, so this pass holds its place.
 void bindPluginsToStrips(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
 
 // Strips whose lane count is neither a mono nor a stereo strip's: their third

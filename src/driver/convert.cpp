@@ -126,6 +126,7 @@ int runStages(RunState& state) {
         listStage(state);
         return 0;
     }
+    optionNoticesStage(state);
     readMixStage(state);
 
     stepProgress(1, "clips");
