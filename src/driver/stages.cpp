@@ -198,7 +198,9 @@ void clipStage(RunState& state) {
 
 void trackStage(RunState& state) {
     runAnalysisPasses(state.model, state.options, state.analysis);
-    for (const auto& chain : state.model.pluginsOfStrip) state.counters.pluginsFound += static_cast<int>(chain.second.size());
+    for (const auto& chain : state.model.pluginsOfStrip) {
+        state.counters.pluginsFound += static_cast<int>(chain.second.size());
+    }
 }
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }

@@ -49,7 +49,9 @@ int writeStripEnvelopes(ProjectText& text, const StripRow& strip, const StripEnv
     };
     int points = envelope("VOLENV2", LaneKind::volume, true, false, strip.volumeLane);
     points += envelope("MUTEENV", LaneKind::mute, true, false, strip.muteLane);
-    if (!form.surroundPanner && !form.unknownWidth) points += envelope("PANENV2", LaneKind::pan, true, false, strip.panLane);
+    if (!form.surroundPanner && !form.unknownWidth) {
+        points += envelope("PANENV2", LaneKind::pan, true, false, strip.panLane);
+    }
     dualPanPoints = 0;
     if (!form.trimAndDualPan) return points;
     points += envelope("VOLENV3", LaneKind::volume, false, false, strip.trimLane);

@@ -194,7 +194,8 @@ void writeTrackEnvelopes(ProjectWriter& writer, size_t i, int autoMode) {
         form.unknownWidth = hasUnknownWidth(state, *strip);
         form.dualPanLanes = shape.dualPan;
         int dualPanPoints = 0;
-        countAutomation(state.counters, writeStripEnvelopes(writer.text, *strip, form, state.model, rate, dualPanPoints));
+        const int points = writeStripEnvelopes(writer.text, *strip, form, state.model, rate, dualPanPoints);
+        countAutomation(state.counters, points);
         countDualPan(state.counters, dualPanPoints);
         return;
     }

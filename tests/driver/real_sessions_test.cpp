@@ -168,7 +168,9 @@ TEST(RealSessionRuns, ClickAndRecoveredPlacements) {
         CapturedRun run = runConvert(options);
         ASSERT_EQ(run.code, 0) << c.session << "\n" << run.console;
         const std::string project = readFileText(folder + "/" + c.session + ".rpp");
-        for (const std::string& part : c.consoleHas) EXPECT_TRUE(contains(run.console, part)) << c.session << run.console;
+        for (const std::string& part : c.consoleHas) {
+            EXPECT_TRUE(contains(run.console, part)) << c.session << run.console;
+        }
         for (const std::string& part : c.projectHas) EXPECT_TRUE(contains(project, part)) << c.session << ": " << part;
         for (const std::string& part : c.projectLacks) {
             EXPECT_FALSE(contains(project + run.console, part)) << c.session << ": " << part;

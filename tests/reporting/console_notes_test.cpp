@@ -99,7 +99,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         "      which has no instrument, so they are silent. To hear them, add a\n"
         "      send from the MIDI track to the instrument's track in REAPER,\n"
         "      MIDI only (Audio: None).\n",
-        "  1 track(s) have a PATCH selected and send it as a program change\n      at the start of each clip: \"Keys\"\n",
+        "  1 track(s) have a PATCH selected and send it as a program change\n"
+        "      at the start of each clip: \"Keys\"\n",
         "  Bit depth: 16-bit written as REAPER's recording format, so new\n"
         "      recordings in this project match the session's files.\n",
         // 107892 x 1001 / 30000 seconds.
@@ -191,5 +192,34 @@ TEST(ConsoleNotes, BitDepthAndTimecodeByFormatAndRate) {
         state.headSummary.timecode = sessionTimecode(info);
         SCOPED_TRACE(c.rateCode);
         expectInOrder(notesOf(state), c.notes);
+    }
+}
+
+// Deleted placements: left out, recovered as far as "[alt takes]" tracks hold
+// them, or, under --recover-deleted, none recovered, said as such.
+TEST(ConsoleNotes, RecoveredPlacementsAreThoseWritten) {
+    OutputTrack recovered;
+    recovered.name = "Vox [alt takes]";
+    recovered.clips.resize(3);
+    struct Case {
+        bool recover;
+        bool written;
+        std::string note;
+    };
+    const Case cases[] = {
+        {false, false, "  2 deleted clip placement(s) are still in this session: edits or takes\n"},
+        {true, true, "  3 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"},
+        {true, false,
+         "  2 deleted clip placement(s) are still in this session, and none of them\n"
+         "      could be recovered beside a track of the project, so they are left out.\n"},
+    };
+    for (const Case& c : cases) {
+        RunState state;
+        state.options.recoverDeleted = c.recover;
+        state.analysis.counts.deletedPlacements = 2;
+        if (c.written) state.analysis.outputTracks = {recovered};
+        const std::string notes = notesOf(state);
+        EXPECT_NE(notes.find(c.note), std::string::npos) << notes;
+        EXPECT_EQ(notes.find("RECOVERED") != std::string::npos, c.written) << notes;
     }
 }

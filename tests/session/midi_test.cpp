@@ -268,7 +268,8 @@ TEST(MidiChunks, StackingRowsAndTrackTables) {
 
     // Tracks: the first control block of each MIDI or instrument track counts.
     std::vector<SessionTrack> tracks;
-    tracks.push_back(trackBlock(b, 0x2620, "Keys", {bodyAt(19, {{9, 100}, {17, 30}, {21, 2}, {25, 5}}), bodyAt(19, {{9, 1}})}));
+    tracks.push_back(
+        trackBlock(b, 0x2620, "Keys", {bodyAt(19, {{9, 100}, {17, 30}, {21, 2}, {25, 5}}), bodyAt(19, {{9, 1}})}));
     tracks.push_back(trackBlock(b, 0x261B, "Audio", {bodyAt(19, {{9, 100}})}));
     tracks.push_back(trackBlock(b, 0x2621, "Inst 1", {bodyAt(19, {{9, 100}, {17, 200}, {25, 9}})}));
     tracks.back().currentName = "Pad";
