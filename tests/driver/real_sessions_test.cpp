@@ -127,8 +127,10 @@ TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
 }
 
 // What options and notes do on the real sessions: the click toggle by Click
-// II's signature, the click that plays, and the deleted placements recovered.
-TEST(RealSessionRuns, ClickAndRecoveredPlacements) {
+// II's signature, the click that plays, the deleted placements recovered, and
+// the session's format and timecode (Pro Tools starts a session at 01:00:00:00;
+// at 23.976 fps that hour of frames lasts 3600 x 1.001 s).
+TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
     struct Case {
@@ -157,6 +159,19 @@ TEST(RealSessionRuns, ClickAndRecoveredPlacements) {
          {"  1 deleted clip placement(s) are still in this session: edits or takes\n"},
          {},
          {"[alt takes]"}},
+        {"Untitled32", [](ConvertOptions&) {},
+         {"  Bit depth: 32-bit float written as REAPER's recording format, so new\n"},
+         {},
+         {}},
+        {"TestPTX", [](ConvertOptions&) {},  // its files are AIFF
+         {"  Bit depth: 24-bit AIFF session; REAPER's recording format is left at\n"},
+         {},
+         {}},
+        {"Test Export", [](ConvertOptions&) {},
+         {"  Timecode: 23.976 fps, Session Start 01:00:00:00 (3603.6000 s) written as REAPER's\n",
+          "  The session records at 24-bit. Existing audio is unaffected\n"},
+         {},
+         {}},
     };
     const std::string folder = makeTempFolder("real-options");
     for (const Case& c : cases) {
