@@ -248,25 +248,15 @@ TEST(RoutingRules, AnAuxTakingASurroundBusIsAsWideAsIt) {
 // Strips whose lanes are neither a mono nor a stereo strip's are listed: not
 // the master's single lane, nor two to five lanes, nor a strip without lanes.
 TEST(RoutingRules, StripsOfUnknownWidthAreListed) {
-    SessionModel model;
-    model.masterName = "Master 1";
-    const std::vector<std::pair<std::string, int>> strips = {{"Master 1", 1}, {"VCA-ish", 1}, {"Mono", 4},
-                                                             {"Old Mono", 3}, {"Stereo", 5}, {"5.1", 7},
-                                                             {"Bare", 0}, {"Quad", 6}};
-    for (const auto& [name, slots] : strips) {
-        StripRow strip;
-        strip.name = name;
-        strip.present = 1;
-        strip.controlSlots = slots;
-        model.strips.push_back(strip);
-    }
-    model.strips.back().present = 0;  // no row was found for it
-    BindingWork work;
-    AnalysisModel analysis;
-    listUnknownWidths(model, ConvertOptions(), work, analysis);
-    std::vector<std::string> listed;
-    for (const UnknownWidthStrip& strip : analysis.unknownWidthStrips) {
-        listed.push_back(strip.name + " " + std::to_string(strip.controlSlots));
-    }
-    EXPECT_EQ(listed, (std::vector<std::string>{"VCA-ish 1", "5.1 7"}));
+    RoutingBench b;
+    b.model.masterName = "Master 1";
+    const std::pair<const char*, int> strips[] = {{"Master 1", 1}, {"VCA-ish", 1}, {"Mono", 4}, {"Old Mono", 3},
+                                                  {"Stereo", 5}, {"5.1", 7}, {"Bare", 0}, {"Quad", 6}};
+    for (const auto& [name, slots] : strips) b.track(name, "Out");
+    for (size_t k = 0; k < b.model.strips.size(); ++k) b.model.strips[k].controlSlots = strips[k].second;
+    b.model.strips.back().present = 0;  // no row was found for it
+    listUnknownWidths(b.model, b.options, b.work, b.analysis);
+    std::string listed;
+    for (const UnknownWidthStrip& strip : b.analysis.unknownWidthStrips) listed += strip.name + ";";
+    EXPECT_EQ(listed, "VCA-ish;5.1;");
 }

@@ -125,31 +125,18 @@ TEST(Entry, OptionsNotBuiltYetSaySo) {
     ImageBuilder builder;
     addSessionHead(builder, 48000);
     const std::string session = builder.writeFile(folder, "song.ptx");
-    const std::vector<std::pair<std::vector<std::string>, std::string>> notices = {
-        {{"--vstini", "x.ini"}, "--vstini: reading REAPER's plug-in list"},
-        {{"--params", "p.tsv"}, "--params: reading plug-in parameter names"},
-        {{"--want-params", "w.txt"}, "--want-params: listing plug-ins whose parameter lanes were not placed"},
-        {{"--dump-cache"}, "--dump-cache: the dump of REAPER's plug-in cache"},
-        {{"--skip-muted-fx"}, "--skip-bypassed-fx: writing plug-in chains"},
-        {{"--pt-theme", "dark"}, "--pt-theme: carrying clip colors"},
-        {{"--no-aax-slots"}, "--no-aax-slots: writing plug-in chains"},
-        {{"--prefer-vst2"}, "--prefer-vst2: matching plug-ins to REAPER's builds"},
-        {{"--usage-json", "u.json"}, "--usage-json: the usage summary"},
-        {{"--keep-frozen"}, "--keep-frozen: delivering frozen tracks frozen"},
-        {{"--no-track-colors"}, "--no-track-colors: carrying track colors"},
-        {{"--no-ara"}, "--no-ara: carrying Melodyne (ARA) edits"},
-        {{"--dump-corpus", folder}, "--dump-corpus: the plug-in chunk corpus"},
-        {{"--report"}, "--report: the conversion report"},
-        {{"--comments", "item"}, "--comments item: writing comment items"},
-    };
-    std::vector<std::string> args = {"--check", session};
-    for (const auto& notice : notices) args.insert(args.end(), notice.first.begin(), notice.first.end());
-    const ProgramRun all = runProgram(args);
+    const ProgramRun all = runProgram({"--check", session, "--vstini", "x.ini", "--skip-muted-fx", "--pt-theme", "dark",
+                                       "--usage-json", "u.json", "--no-ara", "--report", "--comments", "item"});
     EXPECT_EQ(all.exitCode, 0) << all.out;
-    for (const auto& notice : notices) {
-        EXPECT_NE(all.out.find("\n  " + notice.second + " is not built into this version yet.\n"), std::string::npos)
-            << notice.second << "\n" << all.out;
-    }
+    EXPECT_NE(all.out.find("\n\n  --vstini: reading REAPER's plug-in list is not built into this version yet.\n"
+                           "  --skip-bypassed-fx: writing plug-in chains is not built into this version yet.\n"
+                           "  --pt-theme: carrying clip colors is not built into this version yet.\n"
+                           "  --usage-json: the usage summary is not built into this version yet.\n"
+                           "  --no-ara: carrying Melodyne (ARA) edits is not built into this version yet.\n"
+                           "  --report: the conversion report is not built into this version yet.\n"
+                           "  --comments item: writing comment items is not built into this version yet.\n"),
+              std::string::npos)
+        << all.out;
     const ProgramRun built = runProgram({"--check", "--no-click", "--recover-deleted", "--no-fades", "--no-stretch",
                                          "--comments", "none", "--tempo-ramps", session});
     EXPECT_EQ(built.out.find("not built"), std::string::npos) << built.out;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "cli/console.h"
 #include "project/text.h"
@@ -133,67 +134,40 @@ TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
 TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
-    struct Case {
-        const char* session;
-        void (*set)(ConvertOptions&);
-        std::vector<std::string> consoleHas;
-        std::vector<std::string> projectHas;
-        std::vector<std::string> projectLacks;
-    };
-    const Case cases[] = {
-        {"2 stereo plus click", [](ConvertOptions& o) { o.noClick = true; },
-         {"  1 Click track(s) left out (--no-click): \"Click 1\"\n"},
-         {"    NAME \"Audio 1\"\n"},
-         {"NAME \"Click 1\"", "click is on"}},
-        {"2 stereo plus click", [](ConvertOptions&) {},
+    // Session, option, what the console and project text hold ("-" before a text: what neither holds).
+    const std::vector<std::tuple<const char*, bool ConvertOptions::*, std::vector<std::string>>> cases = {
+        {"2 stereo plus click", &ConvertOptions::noClick,
+         {"  1 Click track(s) left out (--no-click): \"Click 1\"\n", "-NAME \"Click 1\"", "-click is on"}},
+        {"2 stereo plus click", nullptr,
          {"  Pro Tools' click is on and \"Click 1\" plays it. REAPER's metronome is left OFF;\n"
-          "      Click II stays on the track as a named slot. To hear a click, turn on\n"
-          "      REAPER's metronome (its sound and level are REAPER's own).\n"},
-         {"    NAME \"Click 1\"\n"},
-         {}},
-        {"RegionTest", [](ConvertOptions& o) { o.recoverDeleted = true; },
-         {"  1 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"},
-         {" [alt takes]\"\n"},
-         {}},
-        {"RegionTest", [](ConvertOptions&) {},
-         {"  1 deleted clip placement(s) are still in this session: edits or takes\n"},
-         {},
-         {"[alt takes]"}},
-        {"Untitled32", [](ConvertOptions&) {},
-         {"  Bit depth: 32-bit float written as REAPER's recording format, so new\n"},
-         {},
-         {}},
-        {"TestPTX", [](ConvertOptions&) {},  // its files are AIFF
-         {"  Bit depth: 24-bit AIFF session; REAPER's recording format is left at\n"},
-         {},
-         {}},
-        {"Test Export", [](ConvertOptions&) {},
+          "      Click II stays on the track as a named slot. To hear a click, turn on\n"}},
+        {"RegionTest", &ConvertOptions::recoverDeleted,
+         {"  1 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n", " [alt takes]\"\n"}},
+        {"RegionTest", nullptr, {"  1 deleted clip placement(s) are still in this session: edits", "-[alt takes]"}},
+        {"Untitled32", nullptr, {"  Bit depth: 32-bit float written as REAPER's recording format, so new\n"}},
+        {"TestPTX", nullptr, {"  Bit depth: 24-bit AIFF session; REAPER's recording format"}},  // its files are AIFF
+        {"Test Export", nullptr,
          {"  Timecode: 23.976 fps, Session Start 01:00:00:00 (3603.6000 s) written as REAPER's\n",
-          "  The session records at 24-bit. Existing audio is unaffected\n"},
-         {},
-         {}},
+          "  The session records at 24-bit. Existing audio is unaffected\n"}},
     };
     const std::string folder = makeTempFolder("real-options");
-    for (const Case& c : cases) {
-        const std::string copy = folder + "/" + c.session + ".ptx";
-        if (!fileExists(copy)) std::filesystem::copy_file(sessions + "/" + c.session + ".ptx", copy);
+    for (const auto& [session, option, parts] : cases) {
+        const std::string copy = folder + "/" + session + ".ptx";
+        if (!fileExists(copy)) std::filesystem::copy_file(sessions + "/" + session + ".ptx", copy);
         ConvertOptions options = optionsFor(copy);
         options.overwrite = true;
-        c.set(options);
+        if (option) options.*option = true;
         CapturedRun run = runConvert(options);
-        ASSERT_EQ(run.code, 0) << c.session << "\n" << run.console;
-        const std::string project = readFileText(folder + "/" + c.session + ".rpp");
-        for (const std::string& part : c.consoleHas) {
-            EXPECT_TRUE(contains(run.console, part)) << c.session << run.console;
-        }
-        for (const std::string& part : c.projectHas) EXPECT_TRUE(contains(project, part)) << c.session << ": " << part;
-        for (const std::string& part : c.projectLacks) {
-            EXPECT_FALSE(contains(project + run.console, part)) << c.session << ": " << part;
+        ASSERT_EQ(run.code, 0) << session << "\n" << run.console;
+        const std::string text = run.console + readFileText(folder + "/" + session + ".rpp");
+        for (const std::string& part : parts) {
+            const bool absent = part[0] == '-';
+            EXPECT_EQ(contains(text, absent ? part.substr(1) : part), !absent) << session << ": " << part;
         }
         // A recovered track is muted, and holds the one placement the session keeps on no playlist.
-        const size_t recovered = project.find(" [alt takes]\"\n");
+        const size_t recovered = text.find(" [alt takes]\"\n");
         if (recovered != std::string::npos) {
-            const std::string track = project.substr(recovered, project.find("\n  >\n", recovered) - recovered);
+            const std::string track = text.substr(recovered, text.find("\n  >\n", recovered) - recovered);
             EXPECT_TRUE(contains(track, "\n    MUTESOLO 1 0 0\n"));
             EXPECT_EQ(track.find("<ITEM"), track.rfind("<ITEM"));
         }

@@ -125,45 +125,58 @@ AutomationLane laneWithPoint(double value) {
     return lane;
 }
 
-// A track of the session with its display record and, unless it is MIDI, its strip.
-void addTrack(RunState& state, const std::string& name, int32_t mode, bool strip) {
+// A track of the session in an automation mode, with its output track and,
+// unless it is MIDI, a strip with volume, trim and pan lanes.
+void addTrack(RunState& state, const std::string& name, int32_t mode, bool midi = false) {
     SessionTrack row;
     row.name = name;
     state.model.tracks.rows.push_back(row);
-    TrackAttributes attributes;
-    attributes.automationMode = mode;
-    state.model.attributes.push_back(attributes);
-    if (strip) {
-        StripRow stripRow;
-        stripRow.name = name;
-        stripRow.present = 1;
-        stripRow.volumeLane = laneWithPoint(-60);
-        stripRow.trimLane = laneWithPoint(-30);
-        stripRow.panLane = laneWithPoint(50);
-        state.model.strips.push_back(stripRow);
+    state.model.attributes.emplace_back();
+    state.model.attributes.back().automationMode = mode;
+    if (!midi) {
+        StripRow strip;
+        strip.name = name;
+        strip.present = 1;
+        strip.volumeLane = laneWithPoint(-60);
+        strip.trimLane = laneWithPoint(-30);
+        strip.panLane = laneWithPoint(50);
+        state.model.strips.push_back(strip);
     }
     OutputTrack track;
     track.name = track.matchKey = name;
-    track.isMidi = !strip && name != "FX";
-    if (name != "FX") state.analysis.outputTracks.push_back(track);
+    track.isMidi = midi;
+    state.analysis.outputTracks.push_back(track);
 }
 
-// The envelope block of that name inside a track block, up to its closing ">".
-std::string envelopeIn(const std::string& track, const std::string& head) { return blockOf(track, "    <" + head); }
+// The text of a track block, from its NAME line to the next track.
+std::string trackNamed(const std::string& project, const std::string& name) {
+    const size_t at = project.find("    NAME \"" + name + "\"");
+    return at == std::string::npos ? std::string() : project.substr(at, project.find("  <TRACK", at) - at);
+}
+
+// The ACT and ARM lines of the named envelope in a track's text.
+std::string actAndArm(const std::string& track, const std::string& envelope) {
+    const std::string block = blockOf(track, "    <" + envelope);
+    const size_t act = block.find("ACT "), arm = block.find("ARM ");
+    if (act == std::string::npos || arm == std::string::npos) return "none";
+    return block.substr(act, 5) + " " + block.substr(arm, 5);
+}
 
 }  // namespace
 
 // Pro Tools ignores the automation of a track in mode Off; its envelopes, its
 // sends' envelopes and a MIDI track's mute envelope are kept but inactive. A
-// return track writes its strip's volume, mute and pan only.
+// return track writes its strip's volume, mute and pan only; a strip of
+// unknown width no pan; an aux on a 5.1 bus has six channels.
 TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
     RunState state;
     state.sampleRate = 48000;
-    addTrack(state, "Off", 0, true);
-    addTrack(state, "Read", 1, true);
-    addTrack(state, "Keys", 0, false);
-    addTrack(state, "Wide", 1, true);
-    addTrack(state, "FX", 1, true);
+    addTrack(state, "Off", 0);
+    addTrack(state, "Read", 1);
+    addTrack(state, "Keys", 0, true);
+    addTrack(state, "Wide", 1);
+    addTrack(state, "FX", 1);
+    state.analysis.outputTracks.pop_back();  // FX is a return track
     state.model.midiTrackStates["Keys"].hasMuteLane = 1;
     state.model.midiTrackStates["Keys"].muteLane = laneWithPoint(1);
     StripRow& fx = state.model.strips.back();
@@ -176,37 +189,23 @@ TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
     state.analysis.routing.sendsInto["FX"] = {send, send};
     state.analysis.routing.sendsInto["FX"][1].source = 1;
     state.analysis.routing.returnTracks = {"FX"};
-    state.analysis.routing.auxWidth["Wide"] = 6;  // it takes a 5.1 bus
+    state.analysis.routing.auxWidth["Wide"] = 6;
 
     const std::string project = writeAll(state);
     EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
-    const std::string off = blockOf(project, "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
-    EXPECT_TRUE(has(off, "    AUTOMODE 0"));
-    for (const char* name : {"VOLENV2", "PANENV2", "VOLENV3"}) {
-        EXPECT_TRUE(has(envelopeIn(off, name), "      ACT 0 -1")) << name;
-        EXPECT_TRUE(has(envelopeIn(off, name), "      ARM 0")) << name;
-    }
-    const std::string read = blockOf(project, "  <TRACK {DAA66D1B-243D-058D-D25A-28994F85E717}");
-    EXPECT_TRUE(has(envelopeIn(read, "VOLENV2"), "      ACT 1 -1"));
-    EXPECT_TRUE(has(envelopeIn(read, "VOLENV2"), "      ARM 1"));
-    EXPECT_TRUE(has(envelopeIn(read, "VOLENV3"), "      ARM 0"));
-
-    const size_t keysAt = project.find("    NAME \"Keys\"");
-    ASSERT_NE(keysAt, std::string::npos);
-    const std::string keys = project.substr(keysAt, project.find("    NAME \"Wide\"") - keysAt);
-    EXPECT_TRUE(has(envelopeIn(keys, "MUTEENV"), "      ACT 0 -1"));
-
-    const size_t wideAt = project.find("    NAME \"Wide\"");
-    const std::string wide = project.substr(wideAt, project.find("    NAME \"FX\"") - wideAt);
+    const std::string off = trackNamed(project, "Off"), read = trackNamed(project, "Read");
+    const std::string wide = trackNamed(project, "Wide"), ret = trackNamed(project, "FX");
+    for (const char* name : {"VOLENV2", "PANENV2", "VOLENV3"}) EXPECT_EQ(actAndArm(off, name), "ACT 0 ARM 0") << name;
+    EXPECT_EQ(actAndArm(read, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(read, "VOLENV3"), "ACT 1 ARM 0");
+    EXPECT_EQ(actAndArm(trackNamed(project, "Keys"), "MUTEENV"), "ACT 0 ARM 0");
     EXPECT_TRUE(has(wide, "    NCHAN 6"));
-    EXPECT_NE(wide.find("<VOLENV2"), std::string::npos);
-    EXPECT_EQ(wide.find("<PANENV2"), std::string::npos);  // a seven-lane strip's third lane is no pan
-
-    const std::string ret = project.substr(project.find("    NAME \"FX\""));
-    EXPECT_TRUE(has(envelopeIn(ret, "AUXVOLENV 0"), "      ACT 0 -1"));  // sent by the track in mode Off
-    EXPECT_TRUE(has(envelopeIn(ret, "AUXVOLENV 1"), "      ACT 1 -1"));
-    EXPECT_TRUE(has(envelopeIn(ret, "VOLENV2"), "      ARM 1"));
-    EXPECT_NE(ret.find("<PANENV2"), std::string::npos);
-    EXPECT_EQ(ret.find("<VOLENV3"), std::string::npos);
-    EXPECT_EQ(ret.find("<DUALPANENV"), std::string::npos);
+    EXPECT_EQ(actAndArm(wide, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(wide, "PANENV2"), "none");  // a seven-lane strip's third lane is no pan
+    EXPECT_EQ(actAndArm(ret, "AUXVOLENV 0"), "ACT 0 ARM 0");  // sent by the track in mode Off
+    EXPECT_EQ(actAndArm(ret, "AUXVOLENV 1"), "ACT 1 ARM 0");
+    EXPECT_EQ(actAndArm(ret, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(ret, "PANENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(ret, "VOLENV3"), "none");
+    EXPECT_EQ(actAndArm(ret, "DUALPANENVL"), "none");
 }
