@@ -181,6 +181,8 @@ struct RoutingTables {
     std::map<int, std::vector<ChannelReceive>> outputReceives;  // by target track index
     std::map<int, std::vector<ChannelReceive>> pathReceives;    // instrument paths, by aux track index
     std::map<std::string, int> needChannels;                    // by track key
+    std::map<std::string, int> auxWidth;      // aux key: channels of the bus it takes, above two
+    int wideAuxes = 0;                        // auxes written as wide as their surround bus
     std::vector<std::string> noOutputTracks;
     std::map<std::string, std::set<std::string>> needs;  // owner: the names it plays into
     std::map<std::string, int> keyFrom;       // track key: the track index feeding its channels 3/4
@@ -211,8 +213,15 @@ struct RoutingTables {
     std::vector<std::string> keptForNeeds;
 };
 
+// A strip whose lanes are neither a mono nor a stereo strip's.
+struct UnknownWidthStrip {
+    std::string name;
+    int controlSlots = 0;
+};
+
 struct AnalysisModel {
     std::vector<OutputTrack> outputTracks;
+    std::vector<UnknownWidthStrip> unknownWidthStrips;
 
     std::map<std::string, int> channelsOfTrack;  // 2 for a merged pair, the leg count of a folded track
     std::map<std::string, int> timebaseOfTrack;  // 0 sample-based, 2 tick-based

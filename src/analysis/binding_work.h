@@ -19,7 +19,7 @@ struct BoundTrack {
     uint16_t storedIndex = 0;      // the track number the placements were stored under
     std::string name;              // the placements' name; the current name once names are bound
     std::vector<AudioClip> clips;  // kept clips, sorted by position once positions are known
-    std::vector<AudioClip> losers; // clips that lost the same-position choice
+    std::vector<AudioClip> losers; // set aside: same-position losers, and deleted placements under --recover-deleted
     int record = -1;               // paired timebase record and playlist row, -1 for none
     bool isTick = false;
     bool isAlternate = false;      // an alternate playlist: its name is not in the track list

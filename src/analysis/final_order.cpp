@@ -17,10 +17,6 @@ bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
-// The Click rule of --no-click needs the strips' plug-ins, which are not bound
-// to strips yet: every row stays.
-bool leftOutAsClick(const SessionTrack&, const ConvertOptions&) { return false; }
-
 // A VCA master gets a track only when it leads a VCA group; groups are not read
 // yet, so none does.
 bool leadsVca(const std::string&) { return false; }
@@ -84,7 +80,7 @@ void placeWithFollowers(Ordering& order, size_t found, const std::string& key) {
 
 // The rows of the session's track table in their order: the edit window's
 // order, and the project's.
-void walkRows(const SessionModel& model, const ConvertOptions& options, Ordering& order,
+void walkRows(const SessionModel& model, Ordering& order,
               std::set<std::string>& inactive, AnalysisModel& analysis) {
     const std::vector<SessionTrack>& rows = model.tracks.rows;
     std::map<std::string, int> currentNameCount;
@@ -109,8 +105,7 @@ void walkRows(const SessionModel& model, const ConvertOptions& options, Ordering
             if (leadsVca(current)) order.ordered.push_back(emptyTrack(current));
             continue;
         }
-        if (leftOutAsClick(row, options)) continue;
-
+        // The Click rule of --no-click is applied with the routing rules, to the ordered tracks.
         std::string key = current;
         long found = audioByKey.first(current);
         if (found < 0 && !stored.empty() && stored != current && currentNameCount[stored] == 0) {
@@ -220,7 +215,7 @@ OutputTrack midiOutputTrack(const MidiTrack& source) {
 
 // The project's tracks in the edit window's order: each row takes the track that
 // answers to its name, or an empty one; what no row takes is appended.
-void orderTracks(const SessionModel& model, const ConvertOptions& options, BindingWork& work,
+void orderTracks(const SessionModel& model, const ConvertOptions&, BindingWork& work,
                  AnalysisModel& analysis) {
     Ordering order;
     order.audio = std::move(analysis.outputTracks);
@@ -229,7 +224,7 @@ void orderTracks(const SessionModel& model, const ConvertOptions& options, Bindi
     order.midiPlaced.assign(order.midi.size(), false);
 
     std::set<std::string> inactive(model.inactiveNames.begin(), model.inactiveNames.end());
-    walkRows(model, options, order, inactive, analysis);
+    walkRows(model, order, inactive, analysis);
     foldIntoEmptyParents(order, analysis.counts);
     appendUnplaced(order, analysis);
     insertBasicFolders(model, order.ordered, analysis);

@@ -1,13 +1,24 @@
-// Passes of the mixer side that bind nothing yet: each holds its place in the
-// pass order until its readers exist.
+// Passes of the mixer side: strips of unknown width, and those that bind
+// nothing yet and hold their place in the pass order until their readers exist.
 #include "analysis/passes.h"
 
-// Will bind each plug-in record to its strip by block position and scan for
-// unlinked multi-mono instances and Avid Trim.
+// Plug-in records are bound to their strips as they are read, and unlinked
+// multi-mono pairs are found with the key wiring; the Avid Trim scan is not
+// built yet, so this pass holds its place.
 void bindPluginsToStrips(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
 
-// Will list the strips that are neither mono nor stereo, for the console.
-void listUnknownWidths(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
+// Strips whose lane count is neither a mono nor a stereo strip's: their third
+// lane is no single pan. Two lanes (volume, mute), three (a mono strip without a
+// trim lane), four (mono) and five (stereo) are known; so is the master fader's
+// single volume lane. A strip without lanes has nothing to misread.
+void listUnknownWidths(const SessionModel& model, const ConvertOptions&, BindingWork&, AnalysisModel& analysis) {
+    for (const StripRow& strip : model.strips) {
+        if (!strip.present) continue;
+        const int slots = strip.controlSlots;
+        const bool known = (slots >= 0 && slots <= 5 && slots != 1) || (slots == 1 && strip.name == model.masterName);
+        if (!known) analysis.unknownWidthStrips.push_back({strip.name, slots});
+    }
+}
 
 // Will apply mix and VCA groups and the track colour schemes.
 void applyGroupsAndColours(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}

@@ -93,6 +93,7 @@ void takeFlags(const RowPlacements& placements, const PlacementKey& key, AudioCl
 
 // A track's clips are checked against its playlist row: fade references are not
 // clips, and a placement the row no longer holds live was deleted by the author.
+// With --recover-deleted the deleted ones are set aside for a track of their own.
 void filterPlacements(const SessionModel& model, const ConvertOptions& options, BindingWork& work,
                       AnalysisModel& analysis) {
     for (BoundTrack& track : work.tracks) {
@@ -102,7 +103,7 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         if (placements.live.empty()) continue;
 
         std::vector<AudioClip> kept;
-        int deleted = 0;
+        std::vector<AudioClip> deleted;
         int fadeReferences = 0;
         for (const AudioClip& clip : track.clips) {
             const PlacementKey key = keyOf(clip);
@@ -120,7 +121,7 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
                 --ofIndex;
                 flagsKey = &key;
             } else {
-                ++deleted;
+                deleted.push_back(clip);
                 continue;
             }
             kept.push_back(clip);
@@ -129,7 +130,8 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         // A row whose every placement reads as deleted is not believed.
         if (kept.empty()) continue;
         track.clips = std::move(kept);
-        analysis.counts.deletedPlacements += deleted;
+        analysis.counts.deletedPlacements += static_cast<int>(deleted.size());
+        if (options.recoverDeleted) track.losers.insert(track.losers.end(), deleted.begin(), deleted.end());
         analysis.counts.fadeReferencesDropped += fadeReferences;
     }
 }

@@ -165,13 +165,39 @@ void routeSends(const SessionModel& model, const std::vector<std::string>& owner
     }
 }
 
-// The channels a track carries, rounded up to even.
+// The channels a track carries, surround legs or the width of the bus its aux
+// takes, rounded up to even.
 int legsOf(const AnalysisModel& analysis, const OutputTrack& track) {
     const std::string& key = trackKey(track);
     int legs = 2;
     auto surround = analysis.surroundLegs.find(key);
     if (surround != analysis.surroundLegs.end()) legs = std::max(legs, surround->second);
+    auto aux = analysis.routing.auxWidth.find(key);
+    if (aux != analysis.routing.auxWidth.end()) legs = std::max(legs, aux->second);
     return legs + (legs & 1);
+}
+
+// An aux taking a bus wider than stereo is as wide as that bus: the bus by the
+// id pair of the aux's input, else by the input's name.
+void findAuxWidths(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
+                   AnalysisModel& analysis) {
+    RoutingTables& routing = analysis.routing;
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const TrackRouting& row = model.routing[r];
+        if (row.inputKind != static_cast<int32_t>(kBusPath)) continue;
+        int width = 0;
+        for (const BusRecord& path : model.paths) {
+            if (path.kind == kBusPath && path.idLow == row.inputIdLow && path.idHigh == row.inputIdHigh) {
+                width = static_cast<int>(path.channels.size());
+                break;
+            }
+        }
+        auto named = buses.channelsOfBus.find(row.inputPath);
+        if (width == 0 && named != buses.channelsOfBus.end()) width = static_cast<int>(named->second.size());
+        if (width <= 2 || routing.auxWidth.count(owners[r])) continue;
+        routing.auxWidth[owners[r]] = width;
+        if (trackOfOwner(analysis.outputTracks, owners[r]) >= 0) ++routing.wideAuxes;
+    }
 }
 
 void routeOutputs(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
@@ -240,7 +266,11 @@ void buildNeeds(const SessionModel& model, const std::vector<std::string>& owner
     }
 }
 
-bool startsWithDigiclik(const std::string& name) { return name.compare(0, 8, "Digiclik") == 0; }
+// Click II: the session names it by its signature, "Digiclik"; the name field
+// of its record holds state bytes, not the plug-in's name.
+bool isClickPlugin(const PluginInstance& plugin) {
+    return plugin.signature.compare(0, 8, "Digiclik") == 0 || plugin.pluginName.compare(0, 8, "Digiclik") == 0;
+}
 
 bool isClickName(const std::string& name) {
     return name == "Click" || name.rfind("Click ", 0) == 0 || name.rfind("Click.", 0) == 0;
@@ -260,7 +290,7 @@ void leaveOutClick(const SessionModel& model, AnalysisModel& analysis) {
         bool digiclik = false;
         bool other = false;
         if (chain != model.pluginsOfStrip.end()) {
-            for (const PluginInstance& plugin : chain->second) (startsWithDigiclik(plugin.pluginName) ? digiclik : other) = true;
+            for (const PluginInstance& plugin : chain->second) (isClickPlugin(plugin) ? digiclik : other) = true;
         }
         bool sends = false;
         for (const TrackRouting& row : model.routing) sends = sends || (row.name == name && !row.sends.empty());
@@ -497,7 +527,7 @@ void wireKeys(const SessionModel& model, const BusResolver& buses, AnalysisModel
 void findClickPlayer(const SessionModel& model, AnalysisModel& analysis) {
     for (const auto& [strip, chain] : model.pluginsOfStrip) {
         const bool plays = std::any_of(chain.begin(), chain.end(), [](const PluginInstance& plugin) {
-            return startsWithDigiclik(plugin.pluginName) && !plugin.bypassed && !plugin.inactive;
+            return isClickPlugin(plugin) && !plugin.bypassed && !plugin.inactive;
         });
         if (!plays) continue;
         const int track = trackOfOwner(analysis.outputTracks, strip);
@@ -613,6 +643,7 @@ void buildRoutingGraph(const SessionModel& model, const ConvertOptions& options,
                        AnalysisModel& analysis) {
     const std::vector<std::string> owners = ownerNames(model);
     const BusResolver buses(model, owners);
+    findAuxWidths(model, owners, buses, analysis);
     routeSends(model, owners, buses, analysis);
     routeOutputs(model, owners, buses, analysis);
     routeInstrumentPaths(model, owners, analysis);

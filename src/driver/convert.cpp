@@ -126,6 +126,7 @@ int runStages(RunState& state) {
         listStage(state);
         return 0;
     }
+    optionNoticesStage(state);
     readMixStage(state);
 
     stepProgress(1, "clips");
@@ -155,6 +156,7 @@ int runStages(RunState& state) {
         stepProgress(5, "report");
         reportStage(state);
     }
+    closingNotesStage(state);
     wantedParamsStage(state);
     if (options.checkOnly) {
         say("\n  --check: nothing was written. The lines above are what a real\n"

@@ -18,7 +18,6 @@ struct RunCounters {
     int outputTracks = 0;
     int audioItems = 0;
     int notesWritten = 0;  // MIDI note-ons written unmuted
-    int midiNotes = 0;
     int pluginsFound = 0;
     int pluginsWritten = 0;
     int needsLook = 0;
@@ -27,9 +26,12 @@ struct RunCounters {
     int beatsPositionTracks = 0;  // Beats-position: tick-based audio
     int midiItems = 0;
     int midiTracksWithControls = 0;  // given CC 7 / CC 10 from their MIDI fader and pan
+    std::vector<std::string> patchTracks;  // send their patch as a program change at each clip's start
     int notesTransposedOut = 0;      // transposed past the MIDI range: written muted
     int automationPoints = 0;        // on track envelopes
     int automatedTracks = 0;
+    int dualPanPoints = 0;           // on the two dual pan envelopes
+    int dualPanTracks = 0;
     int midiMuteLanes = 0;           // MIDI tracks given their mute automation
     int midiTracksMuted = 0;         // muted by their MIDI track state
     int midiOtherLanes = 0;          // MIDI track lanes other than mute, not carried
@@ -52,8 +54,8 @@ struct RunCounters {
     std::vector<std::string> modeOff;
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
-    bool soloTrackWritten = false;
-    int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent   // the empty soloed track that keeps the rest silent
+    bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
+    int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
 };
 
 struct RunState {

@@ -69,6 +69,7 @@ void readMidiTables(RunState& state) {
     model.midiControls = readMidiTrackControls(image, model.tracks.rows);
     model.midiRealTime = readMidiRealTime(image, model.tracks.rows);
     model.midiTrackStates = readMidiTrackStates(image, model.tracks.rows);
+    model.midiOutputs = readMidiOutputs(image);
 }
 
 // --dump-cc: the controller streams of each chunk, by stream.
@@ -140,6 +141,47 @@ void listStage(RunState& state) {
     }
 }
 
+void optionNoticesStage(const RunState& state) {
+    const ConvertOptions& o = state.options;
+    struct Notice {
+        bool given;
+        const char* option;
+        const char* work;
+    };
+    const Notice notices[] = {
+        {!o.vstIniPath.empty(), "--vstini", "reading REAPER's plug-in list"},
+        {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
+        {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
+        {o.dumpCache, "--dump-cache", "the dump of REAPER's plug-in cache"},
+        {o.bypassedFxMode == 2, "--skip-bypassed-fx", "writing plug-in chains"},
+        {o.bypassedFxMode == 1, "--offline-bypassed-fx", "writing plug-in chains"},
+        {o.ptTheme != 0, "--pt-theme", "carrying clip colors"},
+        {!o.placeholders, "--no-placeholders", "writing plug-in chains"},
+        {!o.aaxSlots, "--no-aax-slots", "writing plug-in chains"},
+        {o.skipMissingFx, "--skip-missing-fx", "writing plug-in chains"},
+        {!o.preferVst3, "--prefer-vst2", "matching plug-ins to REAPER's builds"},
+        {o.preferClap, "--prefer-clap", "matching plug-ins to REAPER's builds"},
+        {!o.usageJsonPath.empty(), "--usage-json", "the usage summary"},
+        {o.usageShared, "--usage-shared", "the usage summary"},
+        {o.keepFrozen, "--keep-frozen", "delivering frozen tracks frozen"},
+        {o.noTrackColors, "--no-track-colors", "carrying track colors"},
+        {o.noClipColors, "--no-clip-colors", "carrying clip colors"},
+        {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
+        {o.noAra, "--no-ara", "carrying Melodyne (ARA) edits"},
+        {!o.kontaktState, "--no-kontakt-state", "writing Kontakt's settings"},
+        {!o.corpusDir.empty(), "--dump-corpus", "the plug-in chunk corpus"},
+        {o.keepPluginMidi, "--keep-plugin-midi", "writing plug-in chains"},
+        {o.writeReport, "--report", "the conversion report"},
+        {o.commentsMode == 0, "--comments item", "writing comment items"},
+    };
+    bool first = true;
+    for (const Notice& notice : notices) {
+        if (!notice.given) continue;
+        say("%s  %s: %s is not built into this version yet.\n", first ? "\n" : "", notice.option, notice.work);
+        first = false;
+    }
+}
+
 void readMixStage(RunState& state) {
     SessionModel& model = state.model;
     model.strips = readStripRows(state.image, model.trackList.names, model.busNames);
@@ -164,7 +206,12 @@ void clipStage(RunState& state) {
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);
 }
 
-void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }
+void trackStage(RunState& state) {
+    runAnalysisPasses(state.model, state.options, state.analysis);
+    for (const auto& chain : state.model.pluginsOfStrip) {
+        state.counters.pluginsFound += static_cast<int>(chain.second.size());
+    }
+}
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
 
@@ -173,13 +220,14 @@ void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNot
 void mediaStage(RunState& state) {
     checkMedia(state);
     sayMediaNotes(state);
-    sayMediaFolderNote(state);
 }
+
+void closingNotesStage(RunState& state) { sayClosingNotes(state); }
 
 void reportStage(RunState& state) {
     const RunCounters& c = state.counters;
     setSummaryLine(formatText("summary tracks=%d clips=%d notes=%d fx=%d written=%d needs_look=%d%s", c.outputTracks,
-                              c.audioItems + c.midiItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
+                              c.audioItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,
                               problemKind().empty() ? "" : " problem=1"));
 }
 

@@ -9,6 +9,8 @@
 
 // Rate, header, damage, tempo, tracks of the session.
 void readStage(RunState& state);
+// For each option given whose work is not built yet, a line that says so.
+void optionNoticesStage(const RunState& state);
 // --list: tempo, tracks and buses.
 void listStage(RunState& state);
 // Strip rows, automation lanes, plug-in records, the learned and parameter
@@ -16,7 +18,8 @@ void listStage(RunState& state);
 void readMixStage(RunState& state);
 // Clips, playlists, fades, clip groups, loops and stretch.
 void clipStage(RunState& state);
-// The analysis passes that bind everything into output tracks.
+// The analysis passes that bind everything into output tracks; the plug-in
+// instances found.
 void trackStage(RunState& state);
 // The project text, in one pass, to an open file.
 void writeStage(RunState& state, std::FILE* file);
@@ -26,5 +29,7 @@ void notesStage(RunState& state, const std::string& writtenPath);
 void mediaStage(RunState& state);
 // The conversion report and the summary line.
 void reportStage(RunState& state);
+// The closing console notes, after the report.
+void closingNotesStage(RunState& state);
 // The names of plug-ins with unplaced parameter lanes, for --want-params.
 void wantedParamsStage(RunState& state);

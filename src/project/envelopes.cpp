@@ -41,20 +41,23 @@ int writeEnvelope(ProjectText& text, const EnvelopeForm& form, const AutomationL
 }
 
 int writeStripEnvelopes(ProjectText& text, const StripRow& strip, const StripEnvelopeForm& form,
-                        const SessionModel& model, double sampleRate) {
+                        const SessionModel& model, double sampleRate, int& dualPanPoints) {
     const bool armed = form.automationMode == 1;
-    const bool active = !(form.automationMode == 0 && form.firstVisit);
     auto envelope = [&](std::string_view name, LaneKind kind, bool arm, bool force, const AutomationLane& lane) {
-        EnvelopeForm envelopeForm{name, -1, kind, arm && armed, active, force};
+        EnvelopeForm envelopeForm{name, -1, kind, arm && armed, form.active, force};
         return writeEnvelope(text, envelopeForm, lane, model, sampleRate);
     };
     int points = envelope("VOLENV2", LaneKind::volume, true, false, strip.volumeLane);
     points += envelope("MUTEENV", LaneKind::mute, true, false, strip.muteLane);
-    if (!form.surroundPanner) points += envelope("PANENV2", LaneKind::pan, true, false, strip.panLane);
+    if (!form.surroundPanner && !form.unknownWidth) {
+        points += envelope("PANENV2", LaneKind::pan, true, false, strip.panLane);
+    }
+    dualPanPoints = 0;
+    if (!form.trimAndDualPan) return points;
     points += envelope("VOLENV3", LaneKind::volume, false, false, strip.trimLane);
     if (form.dualPanLanes && !form.surroundPanner) {
-        points += envelope("DUALPANENVL", LaneKind::dualPan, true, true, strip.dualPanLeftLane);
-        points += envelope("DUALPANENV", LaneKind::dualPan, true, true, strip.rightPanLane);
+        dualPanPoints += envelope("DUALPANENVL", LaneKind::dualPan, true, true, strip.dualPanLeftLane);
+        dualPanPoints += envelope("DUALPANENV", LaneKind::dualPan, true, true, strip.rightPanLane);
     }
-    return points;
+    return points + dualPanPoints;
 }

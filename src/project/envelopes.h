@@ -33,13 +33,16 @@ int writeEnvelope(ProjectText& text, const EnvelopeForm& form, const AutomationL
 
 // What a strip's envelopes depend on beside its lanes.
 struct StripEnvelopeForm {
-    int automationMode = 1;  // the track's AUTOMODE: 1 arms its envelopes
-    bool firstVisit = true;  // the first track of its key: an Off track's envelopes are inactive there
+    int automationMode = 1;     // the track's AUTOMODE: 1 arms its envelopes
+    bool active = true;         // false: the track's automation mode is Off, its envelopes are kept but not played
     bool surroundPanner = false;
+    bool unknownWidth = false;  // neither mono nor stereo: the third lane is no single pan
     bool dualPanLanes = false;  // a stereo strip whose two pan lanes carry its pan
+    bool trimAndDualPan = true; // a return track writes only volume, mute and pan
 };
 
 // The envelopes of a strip in their order: volume, mute, pan, trim, then the
-// two dual pan lanes. Gives the number of points written.
+// two dual pan lanes. Gives the number of points written; dualPanPoints gets
+// those of the two dual pan lanes.
 int writeStripEnvelopes(ProjectText& text, const StripRow& strip, const StripEnvelopeForm& form,
-                        const SessionModel& model, double sampleRate);
+                        const SessionModel& model, double sampleRate, int& dualPanPoints);

@@ -95,10 +95,7 @@ void writeEvents(ProjectText& text, const MidiItem& item, const RealTime& realTi
         } else {
             text.statement(event.muted ? "Em" : "E").num(delta).midiByte(event.status).midiByte(event.data1)
                 .midiByte(event.data2);
-            if (event.status == 0x90 && event.data2 > 0) {
-                ++counters.midiNotes;
-                if (!event.muted) ++counters.notesWritten;
-            }
+            if (event.status == 0x90 && event.data2 > 0 && !event.muted) ++counters.notesWritten;
         }
         last = p;
     }
@@ -123,6 +120,7 @@ void writeMidiItemsOf(ProjectWriter& writer, const OutputTrack& track) {
     const RealTime realTime = realTimeOf(properties);
     if (properties != nullptr) countRealTime(state.counters, track.name, *properties);
     bool controlsWritten = false;
+    bool itemWritten = false;
     for (const MidiItem& item : track.midiItems) {
         if (item.length <= 0) continue;
         text.open("ITEM");
@@ -145,6 +143,8 @@ void writeMidiItemsOf(ProjectWriter& writer, const OutputTrack& track) {
         text.close();
         text.close();
         ++state.counters.midiItems;
+        itemWritten = true;
     }
     if (controlsWritten) ++state.counters.midiTracksWithControls;
+    if (itemWritten && controls != nullptr && controls->program >= 0) state.counters.patchTracks.push_back(track.name);
 }

@@ -6,6 +6,7 @@
 #include "project/envelopes.h"
 #include "project/project_writer.h"
 #include "project/text.h"
+#include "project/track_tables.h"
 
 namespace {
 
@@ -61,9 +62,11 @@ void writeSendsInto(ProjectWriter& writer, const std::string& receiver, int self
             tail(line);
         }
         ++state.counters.sendsWritten;
-        EnvelopeForm level{"AUXVOLENV", send.source, LaneKind::volume, false, true, false};
+        // A send's automation is its sending track's: kept but not played when that track is Off.
+        const bool active = !automationOff(state, static_cast<size_t>(send.source));
+        EnvelopeForm level{"AUXVOLENV", send.source, LaneKind::volume, false, active, false};
         state.counters.sendAutomationPoints += writeEnvelope(writer.text, level, send.levelLane, state.model, rate);
-        EnvelopeForm mute{"AUXMUTEENV", send.source, LaneKind::mute, false, true, false};
+        EnvelopeForm mute{"AUXMUTEENV", send.source, LaneKind::mute, false, active, false};
         state.counters.sendAutomationPoints += writeEnvelope(writer.text, mute, send.muteLane, state.model, rate);
     }
 }

@@ -146,8 +146,8 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
     return plan;
 }
 
-// The parts below are written by the routing, chain, envelope, MIDI, freeze
-// and comment writers; until those land a track has none of them.
+// The chain, freeze and comment writers are not built yet: a track has none of
+// these parts.
 void writeTrackChain(ProjectWriter&, size_t, int) {}
 void writeFreeze(ProjectWriter&, size_t) {}
 void writeCommentItem(ProjectWriter&, const std::string&, uint32_t) {}
@@ -172,41 +172,55 @@ void countAutomation(RunCounters& counters, int points) {
     if (points > 0) ++counters.automatedTracks;
 }
 
+void countDualPan(RunCounters& counters, int points) {
+    counters.dualPanPoints += points;
+    if (points > 0) ++counters.dualPanTracks;
+}
+
 // The strip's lanes as envelopes; on a MIDI track without a strip, its MIDI mute lane.
 void writeTrackEnvelopes(ProjectWriter& writer, size_t i, int autoMode) {
     RunState& state = writer.state;
     const OutputTrack& track = state.analysis.outputTracks[i];
     const std::string& key = trackKey(track);
     const double rate = static_cast<double>(state.sampleRate);
+    const bool active = !automationOff(state, i);
     const StripRow* strip = stripOf(state, track);
     if (strip) {
         const StripShape shape = stripShapeOf(state, key, *strip);
         StripEnvelopeForm form;
         form.automationMode = autoMode;
-        form.firstVisit = firstOfKey(state.analysis.outputTracks, i);
+        form.active = active;
         form.surroundPanner = surroundPannerOf(state, key).has_value();
+        form.unknownWidth = hasUnknownWidth(state, *strip);
         form.dualPanLanes = shape.dualPan;
-        countAutomation(state.counters, writeStripEnvelopes(writer.text, *strip, form, state.model, rate));
+        int dualPanPoints = 0;
+        const int points = writeStripEnvelopes(writer.text, *strip, form, state.model, rate, dualPanPoints);
+        countAutomation(state.counters, points);
+        countDualPan(state.counters, dualPanPoints);
         return;
     }
     if (!track.isMidi) return;
     auto midi = state.model.midiTrackStates.find(key);
     if (midi == state.model.midiTrackStates.end() || !midi->second.hasMuteLane) return;
-    EnvelopeForm form{"MUTEENV", -1, LaneKind::mute, autoMode == 1, true, false};
+    EnvelopeForm form{"MUTEENV", -1, LaneKind::mute, autoMode == 1, active, false};
     const int points = writeEnvelope(writer.text, form, midi->second.muteLane, state.model, rate);
     countAutomation(state.counters, points);
     if (points > 0) ++state.counters.midiMuteLanes;
 }
 
-// A return track's envelopes, from its bus's strip.
-void writeStripEnvelopes(ProjectWriter& writer, const std::string& busName) {
+// A return track's envelopes, from its bus's strip: volume, mute and pan.
+void writeReturnEnvelopes(ProjectWriter& writer, const std::string& busName, int autoMode, bool active) {
     RunState& state = writer.state;
     const StripRow* strip = stripNamed(state, busName);
     if (!strip) return;
     StripEnvelopeForm form;
-    form.dualPanLanes = stripShapeOf(state, busName, *strip).dualPan;
-    countAutomation(state.counters,
-                    writeStripEnvelopes(writer.text, *strip, form, state.model, static_cast<double>(state.sampleRate)));
+    form.automationMode = autoMode;
+    form.active = active;
+    form.unknownWidth = hasUnknownWidth(state, *strip);
+    form.trimAndDualPan = false;
+    int dualPanPoints = 0;
+    countAutomation(state.counters, writeStripEnvelopes(writer.text, *strip, form, state.model,
+                                                        static_cast<double>(state.sampleRate), dualPanPoints));
 }
 
 void countTimebase(RunCounters& counters, int beat) {
@@ -379,7 +393,7 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     text.statement("MAINSEND").num(writer.state.analysis.routing.keyOnlyBuses.count(busName) ? 0 : 1).num(0);
     writeReturnChain(writer, busName);
     writeSendsInto(writer, busName, -1);
-    writeStripEnvelopes(writer, busName);
+    writeReturnEnvelopes(writer, busName, autoMode, !(view && view->automationMode == 0));
     if (state.options.commentsMode == 0) writeCommentItem(writer, busName, headSeed);
     text.close();
 }

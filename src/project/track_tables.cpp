@@ -28,8 +28,8 @@ const StripRow* stripNamed(const RunState& state, const std::string& name) {
     return nullptr;
 }
 
-// Until the lanes are read, a strip has none, and its width comes from the
-// track: a merged pair, or a track list row that stores a second channel.
+// A strip is stereo by its five lanes, by a merged pair, or by a track list row
+// that stores a second channel.
 StripShape stripShapeOf(const RunState& state, const std::string& key, const StripRow& strip) {
     StripShape shape;
     shape.stereo = channelsOfTrackOf(state, key) == 2 || strip.stereoLanes != 0;
@@ -71,6 +71,24 @@ std::optional<TrackView> trackViewOf(const RunState& state, const std::string& n
         }
     }
     return std::nullopt;
+}
+
+bool automationOff(const RunState& state, std::size_t trackIndex) {
+    const std::vector<OutputTrack>& tracks = state.analysis.outputTracks;
+    if (trackIndex >= tracks.size()) return false;
+    const OutputTrack& track = tracks[trackIndex];
+    for (size_t j = 0; j < trackIndex; ++j) {
+        if (trackKey(tracks[j]) == trackKey(track)) return false;
+    }
+    const std::optional<TrackView> view = trackViewOf(state, track.name, track.matchKey);
+    return view && view->automationMode == 0;
+}
+
+bool hasUnknownWidth(const RunState& state, const StripRow& strip) {
+    for (const UnknownWidthStrip& unknown : state.analysis.unknownWidthStrips) {
+        if (unknown.name == strip.name) return true;
+    }
+    return false;
 }
 
 std::optional<SurroundPanner> surroundPannerOf(const RunState&, const std::string&) { return std::nullopt; }
@@ -129,7 +147,10 @@ int channelsOfTrackOf(const RunState& state, const std::string& key) {
     return found == state.analysis.channelsOfTrack.end() ? 0 : found->second;
 }
 
-int auxWidthOf(const RunState&, const std::string&) { return 0; }
+int auxWidthOf(const RunState& state, const std::string& key) {
+    auto found = state.analysis.routing.auxWidth.find(key);
+    return found == state.analysis.routing.auxWidth.end() ? 0 : found->second;
+}
 
 int needChannelsOf(const RunState& state, const std::string& key) {
     auto found = state.analysis.routing.needChannels.find(key);

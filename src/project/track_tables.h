@@ -43,6 +43,12 @@ struct TrackView {
 };
 std::optional<TrackView> trackViewOf(const RunState& state, const std::string& name, const std::string& matchKey);
 
+// Pro Tools plays no automation of a track in mode Off: the envelopes of output
+// track i are then written inactive, on the first track of its key.
+bool automationOff(const RunState& state, std::size_t trackIndex);
+// The strip is among those of unknown width: its third lane is no single pan.
+bool hasUnknownWidth(const RunState& state, const StripRow& strip);
+
 // A surround panner on the track's output, for ReaSurroundPan.
 struct SurroundPanner {
     int outputWidth = 0;

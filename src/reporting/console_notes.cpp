@@ -7,8 +7,23 @@
 #include "cli/console.h"
 #include "driver/run_state.h"
 #include "project/media.h"
+#include "reporting/support.h"
 
 namespace {
+
+constexpr uint32_t kMasterFaderKind = 0x261D;
+constexpr uint32_t kMidiTrackKind = 0x2620;
+
+// Calls visit for every audio clip of the project: on the tracks and on their lanes.
+template <typename Visit>
+void forEachClip(const std::vector<OutputTrack>& tracks, Visit visit) {
+    for (const OutputTrack& track : tracks) {
+        for (const AudioClip& clip : track.clips) visit(clip);
+        for (const Lane& lane : track.lanes) {
+            for (const AudioClip& clip : lane.clips) visit(clip);
+        }
+    }
+}
 
 void sayHead(const RunState& state, const std::string& writtenPath) {
     const SessionModel& model = state.model;
@@ -33,8 +48,8 @@ void sayHead(const RunState& state, const std::string& writtenPath) {
     say("\n");
 
     const RunCounters& counters = state.counters;
-    say("  %d tracks, %d clips, %d MIDI notes\n", counters.outputTracks, counters.audioItems + counters.midiItems,
-        counters.midiNotes);
+    // The same counts as the summary line: audio items, and MIDI note-ons written unmuted.
+    say("  %d tracks, %d clips, %d MIDI notes\n", counters.outputTracks, counters.audioItems, counters.notesWritten);
     const MidiCounts& midi = state.analysis.midiCounts;
     if (midi.controllerEvents > 0) {
         say("  %d MIDI controller events (pitch bend, CC, aftertouch)\n", midi.controllerEvents);
@@ -93,7 +108,30 @@ void sayMediaNotes(const RunState& state) {
     }
 }
 
-void sayMediaFolderNote(const RunState& state) {
+void sayClosingNotes(const RunState& state) {
+    const SessionInfo& info = state.model.info;
+    int longClips = 0;
+    double longest = 0;
+    forEachClip(state.analysis.outputTracks, [&](const AudioClip& clip) {
+        if (clip.length <= 600.0) return;
+        ++longClips;
+        longest = std::max(longest, clip.length);
+    });
+    if (longClips > 0) {
+        const double rate = info.sampleRate > 0 ? static_cast<double>(info.sampleRate) : 48000.0;
+        int64_t longestFile = 0;
+        for (const AudioFileRef& file : state.model.audioFiles) longestFile = std::max(longestFile, file.length);
+        say("  note: %d clip(s) over 10 minutes (longest %.1f min, from a %.1f min\n"
+            "        source). REAPER builds peaks for the whole file on first open --\n"
+            "        it can sit on \"loading file\" for a while. That is not a hang.\n",
+            longClips, longest / 60.0, static_cast<double>(longestFile) / rate / 60.0);
+    }
+    if (info.bitDepth > 0 && !state.headSummary.recordFormatWritten && info.fileTypeCode != 4) {
+        say("  The session records at %d-bit%s. Existing audio is unaffected\n"
+            "      (each file states its own depth), but REAPER's own recording\n"
+            "      format is left at its default -- set it if you will overdub.\n",
+            info.bitDepth, info.bitDepth == 32 && info.floatSamples ? " float" : "");
+    }
     const MediaSummary media = summarizeMedia(state.media);
     say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
         state.options.audioDir.c_str());
@@ -101,11 +139,17 @@ void sayMediaFolderNote(const RunState& state) {
         say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
             "      --audio-dir \"<the folder your .wav files are really in>\"\n");
     }
+    // No usage summary is written yet, so nothing of this run is shared.
+    say("\n  PRIVACY: this program contains no network code. No information\n"
+        "      about this session was transmitted from this computer: no\n"
+        "      upload, no telemetry, no usage reporting. A report reaches\n"
+        "      varnoak only when it is attached to an email and sent.\n");
 }
 
 namespace {
 
 void sayOneSidedNote(const RoutingTables& routing);
+void sayUnknownWidthNotes(const RunState& state);
 void sayLeftOutNotes(const RunState& state);
 void sayInactiveNotes(const RunCounters& counters);
 
@@ -176,6 +220,7 @@ void sayTimingNotes(const RunState& state) {
     if (c.alternatesMatched > 0) say("  %d alternate playlists matched to their parent track\n", c.alternatesMatched);
     if (c.mergedPairs > 0) say("  %d Pro Tools stereo track(s) merged from split mono\n", c.mergedPairs);
     sayOneSidedNote(state.analysis.routing);
+    sayUnknownWidthNotes(state);
     if (c.lanesWritten > 0) say("  %d written as REAPER fixed lanes\n", c.lanesWritten);
     if (c.alternatesIntoEmptyParent > 0) {
         say("  %d alternate playlist(s) folded into a parent that has no clips of its own\n",
@@ -197,6 +242,13 @@ void sayTimingNotes(const RunState& state) {
             c.freezeRecords);
     }
     sayInactiveNotes(state.counters);
+    if (!state.model.tracks.currentNamesFitted && !state.model.tracks.rows.empty()) {
+        say("  WARNING: this session holds a track type this build does not\n"
+            "      recognize, so CURRENT track names could not be bound and the\n"
+            "      ORIGINAL names were kept instead. Track names and playlist\n"
+            "      matching in this conversion may be wrong. Please send the\n"
+            "      session in -- this is a gap in the tool, not in your session.\n");
+    }
 }
 
 // Overlaps resolved, fades bound, and placements left out.
@@ -218,6 +270,10 @@ void sayOverlapAndFadeNotes(const RunState& state) {
     if (clips.fadesWithoutEdge > 0) say("  %d fades sat on no kept clip edge\n", clips.fadesWithoutEdge);
     if (clips.fadesNotUnderstood > 0) say("  %d fade records not understood\n", clips.fadesNotUnderstood);
     if (clips.sCurves > 0) say("  %d S-curve fade(s) written as REAPER's S shape (5.1)\n", clips.sCurves);
+    int recovered = 0;  // clips written on the muted "[alt takes]" tracks
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        if (track.name.find("[alt takes]") != std::string::npos) recovered += static_cast<int>(track.clips.size());
+    }
     if (c.deletedPlacements > 0 && !state.options.recoverDeleted) {
         say("  %d deleted clip placement(s) are still in this session: edits or takes\n"
             "      removed from a track that Pro Tools keeps in the file for its undo\n"
@@ -225,10 +281,14 @@ void sayOverlapAndFadeNotes(const RunState& state) {
             "      them; --recover-deleted brings them back as muted tracks beside their\n"
             "      parent, at their original positions.\n",
             c.deletedPlacements);
-    } else if (c.deletedPlacements > 0) {
+    } else if (state.options.recoverDeleted && recovered > 0) {
         say("  %d deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n"
             "      tracks beside their parent, at their original positions, because\n"
             "      --recover-deleted was given. Unmute one to audition it.\n",
+            recovered);
+    } else if (c.deletedPlacements > 0) {
+        say("  %d deleted clip placement(s) are still in this session, and none of them\n"
+            "      could be recovered beside a track of the project, so they are left out.\n",
             c.deletedPlacements);
     }
     if (c.alternatesSetAside > 0) {
@@ -295,11 +355,14 @@ void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
 }
 
 // Stretch, fades and loops.
-void sayClipNotes(const ClipCounts& clips) {
+void sayClipNotes(const ClipCounts& clips, const std::vector<OutputTrack>& tracks) {
     say("  %d clips stretched, %d of them read from the session\n", clips.clipsStretched,
         clips.clipsStretchedFromSession);
     for (const StretchedTrack& track : clips.stretchedTracks) say("      stretch %.4f on %s\n", track.rate, track.name.c_str());
     say("  %d fade-ins, %d fade-outs, %d crossfades\n", clips.fadeIns, clips.fadeOuts, clips.crossfades);
+    int clipGain = 0;
+    forEachClip(tracks, [&clipGain](const AudioClip& clip) { clipGain += clip.hasClipGain ? 1 : 0; });
+    say("  %d clips given clip gain\n", clipGain);
     if (clips.loopsWritten > 0) {
         say("  %d looped clip(s) (Clip > Loop) written as their %d passes, end to end,\n"
             "      as Pro Tools plays them.\n",
@@ -429,6 +492,10 @@ void sayAutomationAndMidiEdgeNotes(const RunState& state) {
             "      them ends. Their covered start is kept, muted.\n",
             midi.clipsHeadTrimmed);
     }
+    if (counters.dualPanPoints > 0) {
+        say("  %d dual-pan point(s) on %d stereo track(s) (REAPER dual pan)\n", counters.dualPanPoints,
+            counters.dualPanTracks);
+    }
 }
 
 // " \"a\", \"b\"": at most 12 names, then ", ...".
@@ -455,6 +522,28 @@ void sayMidiTrackViewNotes(const RunCounters& counters) {
             "      Which of them are applied here is said below.\n",
             static_cast<int>(counters.realTimeTracks.size()), quotedNames(counters.realTimeTracks).c_str());
     }
+}
+
+// MIDI tracks whose MIDI output is a plug-in instrument, which sits on another track.
+void sayMidiToInstrumentNote(const SessionModel& model) {
+    std::vector<std::string> names;
+    for (const SessionTrack& row : model.tracks.rows) {
+        if (row.kind != kMidiTrackKind) continue;
+        auto controls = model.midiControls.find(effectiveName(row));
+        if (controls == model.midiControls.end()) continue;
+        const int32_t index = controls->second.outputIndex;
+        if (index >= 1 && static_cast<size_t>(index) <= model.midiOutputs.size() &&
+            model.midiOutputs[static_cast<size_t>(index) - 1].pluginNode) {
+            names.push_back(effectiveName(row));
+        }
+    }
+    if (names.empty()) return;
+    say("  WARNING: %d MIDI track(s) play an instrument on another track:%s\n"
+        "      Not carried yet. In REAPER those notes stay on the MIDI track,\n"
+        "      which has no instrument, so they are silent. To hear them, add a\n"
+        "      send from the MIDI track to the instrument's track in REAPER,\n"
+        "      MIDI only (Audio: None).\n",
+        static_cast<int>(names.size()), quotedNames(names).c_str());
 }
 
 void sayRealTimeNotes(const RunCounters& counters) {
@@ -550,6 +639,12 @@ void sayRoutingNotes(const RunState& state) {
             "      their sends (or not at all); REAPER's master send is off on them:%s\n",
             static_cast<int>(routing.noOutputTracks.size()), quotedNames(routing.noOutputTracks).c_str());
     }
+    if (!routing.clickPlayer.empty()) {
+        say("  Pro Tools' click is on and \"%s\" plays it. REAPER's metronome is left OFF;\n"
+            "      Click II stays on the track as a named slot. To hear a click, turn on\n"
+            "      REAPER's metronome (its sound and level are REAPER's own).\n",
+            routing.clickPlayer.c_str());
+    }
     if (routing.sendsPanned > 0) say("      %d send(s) panned off center, carried\n", routing.sendsPanned);
     if (counters.sendsMuted > 0) say("      %d send(s) switched off in Pro Tools, written muted\n", counters.sendsMuted);
     if (!routing.stereoSendsOffDefault.empty()) {
@@ -574,12 +669,6 @@ void sayRoutingNotes(const RunState& state) {
             "    DIFFERENT aux tracks. Pro Tools feeds both, one leg each; this\n"
             "    converts to the first. Please send the session in.\n",
             routing.sendsToTwoAuxes);
-    }
-    if (!routing.clickPlayer.empty()) {
-        say("  Pro Tools' click is on and \"%s\" plays it. REAPER's metronome is left OFF;\n"
-            "      Click II stays on the track as a named slot. To hear a click, turn on\n"
-            "      REAPER's metronome (its sound and level are REAPER's own).\n",
-            routing.clickPlayer.c_str());
     }
     for (const std::string& note : routing.multiMonoNotes) sayText(note);
     if (routing.keysWired > 0) say("  %d sidechain key inputs wired to channels 3/4\n", routing.keysWired);
@@ -662,6 +751,11 @@ void sayModeNotes(const RunCounters& counters) {
             "      (Touch/Latch has no REAPER equivalent and lands on Latch.)\n",
             static_cast<int>(counters.modeOtherThanRead.size()), list.c_str());
     }
+    if (!counters.patchTracks.empty()) {
+        say("  %d track(s) have a PATCH selected and send it as a program change\n"
+            "      at the start of each clip:%s\n",
+            static_cast<int>(counters.patchTracks.size()), quotedNames(counters.patchTracks).c_str());
+    }
 }
 
 void saySoloNotes(const RunCounters& counters) {
@@ -742,6 +836,140 @@ void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
         "      If it mattered to the sound, print those tracks before converting.\n");
 }
 
+// Strips neither mono nor stereo: their pan is not carried, nor their pan lane.
+void sayUnknownWidthNotes(const RunState& state) {
+    const std::vector<UnknownWidthStrip>& strips = state.analysis.unknownWidthStrips;
+    int panLanes = 0;
+    for (const UnknownWidthStrip& unknown : strips) {
+        for (const StripRow& strip : state.model.strips) {
+            if (strip.present && strip.name == unknown.name) {
+                panLanes += strip.panLane.points.empty() ? 0 : 1;
+                break;
+            }
+        }
+    }
+    if (panLanes > 0) {
+        say("  %d surround/multichannel strip(s) carry PAN automation that is NOT\n"
+            "      written: a surround strip has no single pan, and its panner lanes\n"
+            "      are not named in the session. Volume, trim and mute automation ARE\n"
+            "      carried. Please send the session: %s\n",
+            panLanes, kSupportAddress);
+    }
+    if (strips.empty()) return;
+    say("  WARNING: %d mixer strip(s) are neither mono nor stereo and were\n"
+        "      read as mono. Level and mute are right; PAN IS NOT. This is\n"
+        "      what a surround or multichannel strip looks like, which this\n"
+        "      tool does not convert. Please send the session:\n",
+        static_cast<int>(strips.size()));
+    const size_t shown = std::min<size_t>(strips.size(), 8);
+    for (size_t n = 0; n < shown; ++n) {
+        say("      %s (%d control slots)\n", strips[n].name.c_str(), strips[n].controlSlots);
+    }
+    if (strips.size() > shown) say("      ... and %d more\n", static_cast<int>(strips.size() - shown));
+}
+
+// More than one master fader: only the first is the project's master.
+void sayMasterFadersNote(const SessionModel& model) {
+    int masters = 0;
+    for (const SessionTrack& row : model.tracks.rows) masters += row.kind == kMasterFaderKind ? 1 : 0;
+    if (masters < 2) return;
+    say("  WARNING: this session has %d MASTER FADERS. REAPER has exactly\n"
+        "      one master, so only the first was carried. The others are\n"
+        "      NOT in the .rpp -- neither their gain nor their inserts.\n"
+        "      Pro Tools also allows them at any width (mono, stereo, LCR,\n"
+        "      5.1); anything past stereo is untested here.\n"
+        "      If a second master was doing real work, print through it\n"
+        "      before converting.\n",
+        masters);
+}
+
+// Wide auxes, locked clips and the edit grid, among the format notes.
+void sayWideAuxLockAndGridNotes(const RunState& state) {
+    if (state.analysis.routing.wideAuxes > 0) {
+        say("  %d aux(es) taking a surround bus written as wide as that bus, and\n"
+            "      the tracks feeding it send every channel, not just the first two.\n",
+            state.analysis.routing.wideAuxes);
+    }
+    int locked = 0;
+    forEachClip(state.analysis.outputTracks, [&locked](const AudioClip& clip) { locked += clip.locked ? 1 : 0; });
+    for (const OutputTrack& track : state.analysis.outputTracks) {
+        for (const MidiItem& item : track.midiItems) locked += item.locked && item.length > 0 ? 1 : 0;
+    }
+    if (locked > 0) {
+        say("  %d clip(s) were locked in Pro Tools and are LOCKED in REAPER. REAPER\n"
+            "      has one item lock, so a clip that was only Time-locked (kept in\n"
+            "      place but still editable) is locked for edits as well.\n",
+            locked);
+    }
+    const ProjectHeadSummary& head = state.headSummary;
+    if (head.gridWritten) {
+        const BarsBeatsTicks nudge = state.model.info.nudgeBarsBeatsTicks.value_or(BarsBeatsTicks());
+        say("  Edit grid written as REAPER's grid (%g of a quarter note).\n"
+            "      Nudge (%ld| %ld| %03ld) is not carried: REAPER keeps its nudge\n"
+            "      amount outside the project file.\n",
+            head.gridQuarterNotes, static_cast<long>(nudge.bars), static_cast<long>(nudge.beats),
+            static_cast<long>(nudge.ticks));
+    }
+}
+
+// "01:00:00:00" for a count of frames at the integer rate; drop-frame counts
+// skip the labels a drop-frame clock skips, and the frames stand behind ";".
+std::string timecodeText(uint64_t frames, int32_t integerRate, bool dropFrame) {
+    const uint64_t rate = integerRate > 0 ? static_cast<uint64_t>(integerRate) : 30;
+    if (dropFrame) {
+        const uint64_t dropped = rate / 15;                    // 2 labels a minute at 30, 4 at 60
+        const uint64_t perMinute = rate * 60 - dropped;
+        const uint64_t perTenMinutes = rate * 600 - 9 * dropped;  // every tenth minute keeps them
+        const uint64_t tens = frames / perTenMinutes;
+        const uint64_t rest = frames % perTenMinutes;
+        frames += 9 * dropped * tens + (rest > dropped ? dropped * ((rest - dropped) / perMinute) : 0);
+    }
+    const uint64_t seconds = frames / rate;
+    return formatText("%02llu:%02llu:%02llu%s%02llu", static_cast<unsigned long long>(seconds / 3600),
+                      static_cast<unsigned long long>(seconds / 60 % 60), static_cast<unsigned long long>(seconds % 60),
+                      dropFrame ? ";" : ":", static_cast<unsigned long long>(frames % rate));
+}
+
+// The session's bit depth carried as REAPER's recording format, and its
+// timecode rate and Session Start as REAPER's frame rate and project start.
+void sayFormatNotes(const RunState& state) {
+    const SessionInfo& info = state.model.info;
+    const ProjectHeadSummary& head = state.headSummary;
+    if (head.recordFormatWritten) {
+        say("  Bit depth: %d-bit%s written as REAPER's recording format, so new\n"
+            "      recordings in this project match the session's files.\n",
+            info.bitDepth, info.bitDepth == 32 && info.floatSamples ? " float" : "");
+    } else if (info.fileTypeCode == 4 && info.bitDepth > 0) {
+        say("  Bit depth: %d-bit AIFF session; REAPER's recording format is left at\n"
+            "      its default, since only the WAV config is measured.\n",
+            info.bitDepth);
+    }
+    if (!head.timecodeWritten) return;
+    const SessionTimecode& timecode = head.timecode;
+    const bool dropLabels = std::string(timecode.shortName).find("drop") != std::string::npos;
+    const uint64_t frames = timecode.factor > 1 ? info.sessionStartFramesWide : info.sessionStartFrames;
+    say("  Timecode: %s fps, Session Start %s (%.4f s) written as REAPER's\n"
+        "      frame rate and project start, so the ruler reads the same timecode.\n",
+        timecode.shortName, timecodeText(frames, timecode.integerRate, dropLabels).c_str(), timecode.startSeconds);
+    const char* dropNumber = timecode.row ? timecode.row->dropNumber : "";
+    if (std::string(dropNumber) == "30") {
+        say("      REAPER has no 30 drop-frame setting; the ruler runs at 30 non-drop.\n");
+    } else if (dropNumber[0] != '\0') {
+        say("      REAPER has no %s drop-frame setting; the ruler runs at %s non-drop.\n", dropNumber, dropNumber);
+    }
+    const bool video = !state.analysis.videoTrackNames.empty() || info.videoFrameRate > 0;
+    if (std::string(timecode.shortName) == "24" && !video) {
+        say("      Pro Tools stores 24 and 23.976 the same way, and with no video in\n"
+            "      the session nothing says which. If it was 23.976, set REAPER's\n"
+            "      frame rate (Project Settings) -- nothing else moves.\n");
+    }
+}
+
+void sayPluginCountNote(const RunCounters& counters) {
+    say("  %d plug-in instances found, %d written with their settings\n", counters.pluginsFound,
+        counters.pluginsWritten);
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
@@ -753,18 +981,24 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayAutomationAndMidiEdgeNotes(state);
     sayAutomationModeNotes(state);
     sayTempoNotes(state);
-    sayClipNotes(state.analysis.clipCounts);
+    sayClipNotes(state.analysis.clipCounts, state.analysis.outputTracks);
     sayMeterAndMarkerNotes(state.headSummary);
+    sayPanDepthNote(state.model.info);
+    sayMasterFadersNote(state.model);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
+    sayMidiToInstrumentNote(state.model);
     sayModeNotes(state.counters);
     sayTrackViewNotes(state.analysis.counts);
     saySoloNotes(state.counters);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
+    sayFormatNotes(state);
+    sayWideAuxLockAndGridNotes(state);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayPositionFaultNotes(state.model.positionFaults);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
+    sayPluginCountNote(state.counters);
 }

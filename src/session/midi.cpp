@@ -360,6 +360,7 @@ std::map<std::string, MidiTrackControls> readMidiTrackControls(const SessionImag
                 row.pan = view.u8(b + 17);
             }
             if (size > 17 && view.u8(b + 25) < 128) row.program = view.u8(b + 25);
+            if (size >= 18 && view.holds(b + 21, 4)) row.outputIndex = static_cast<int32_t>(view.u32(b + 21));
             controls[effectiveName(track)] = row;
             break;
         }

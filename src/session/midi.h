@@ -77,6 +77,7 @@ struct MidiTrackControls {
     int32_t volume = -1;  // 0 to 127, -1 none
     int32_t pan = -1;
     int32_t program = -1;
+    int32_t outputIndex = 0;  // 1-based row of the MIDI output list; 0 none
 };
 // By effective track name, for tracks of kind 0x2620 and 0x2621.
 std::map<std::string, MidiTrackControls> readMidiTrackControls(const SessionImage& image,

@@ -61,6 +61,7 @@ struct SessionModel {
     std::map<std::string, MidiTrackControls> midiControls;
     std::map<std::string, MidiRealTime> midiRealTime;
     std::map<std::string, MidiTrackState> midiTrackStates;
+    std::vector<MidiOutputRow> midiOutputs;  // the rows a MIDI track's output index points into
 
     PositionFaults positionFaults;  // stored positions the readers could not take as they stand
 };

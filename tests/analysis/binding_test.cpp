@@ -165,8 +165,10 @@ TEST(Binding, PlacementFilterAndSamePositionLosers) {
     recover.recoverDeleted = true;
     analysis = b.run(recover);
     ASSERT_EQ(names(analysis), (std::vector<std::string>{"Vox", "Vox [alt takes]"}));
-    ASSERT_EQ(analysis.outputTracks[1].clips.size(), 1u);
-    EXPECT_EQ(analysis.outputTracks[1].clips[0].clip.name, "c");
+    // The deleted placement and the losing take, in time order.
+    ASSERT_EQ(analysis.outputTracks[1].clips.size(), 2u);
+    EXPECT_EQ(analysis.outputTracks[1].clips[0].clip.name, "gone");
+    EXPECT_EQ(analysis.outputTracks[1].clips[1].clip.name, "c");
 }
 
 TEST(Binding, FinalOrderEmptyUnmatchedAndFreezeRecords) {

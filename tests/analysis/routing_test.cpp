@@ -1,5 +1,6 @@
-// The routing rules on hand-made models: which aux takes a bus, what keeps a
-// hidden track in the project, and the click toggle.
+// The routing rules on hand-made models: which aux takes a bus and how wide it
+// is, what keeps a hidden track in the project, the click toggle, and the
+// strips of unknown width.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -144,6 +145,14 @@ TEST(RoutingRules, HiddenTracksStayWhenAWrittenTrackNeedsThem) {
               (std::vector<std::string>{"Verb Aux (Vox needs it)", "Slap Aux (Verb Aux needs it)"}));
 }
 
+// Click II is known by its signature; its record's name field holds state bytes.
+PluginInstance clickTwo() {
+    PluginInstance p;
+    p.signature = "Digiclik";
+    p.pluginName = "CkRTelckComplete Controls State";
+    return p;
+}
+
 TEST(RoutingRules, TheClickToggleTakesOnlyAClickTrackWithoutClips) {
     RoutingBench b;
     b.options.noClick = true;
@@ -151,10 +160,28 @@ TEST(RoutingRules, TheClickToggleTakesOnlyAClickTrackWithoutClips) {
     b.track("Click 2", "Out");
     b.analysis.outputTracks.back().clips.push_back(AudioClip());
     b.track("Clicky", "Out");
+    b.track("Metronome", "Out");  // any name: it holds only Click II
+    b.track("Tempo Bed", "Out");  // Click II and something else
+    b.model.pluginsOfStrip["Metronome"] = {clickTwo()};
+    PluginInstance eq;
+    eq.signature = "Digi47e3";
+    b.model.pluginsOfStrip["Tempo Bed"] = {clickTwo(), eq};
     b.run();
-    EXPECT_EQ(b.names(), (std::vector<std::string>{"Click 2", "Clicky"}));
-    EXPECT_EQ(b.analysis.routing.clickTracksLeftOut, std::vector<std::string>{"Click"});
-    EXPECT_EQ(b.analysis.routing.clickTracksKept, std::vector<std::string>{"Click 2"});
+    EXPECT_EQ(b.names(), (std::vector<std::string>{"Click 2", "Clicky", "Tempo Bed"}));
+    EXPECT_EQ(b.analysis.routing.clickTracksLeftOut, (std::vector<std::string>{"Click", "Metronome"}));
+    EXPECT_EQ(b.analysis.routing.clickTracksKept, (std::vector<std::string>{"Click 2", "Tempo Bed"}));
+    EXPECT_EQ(b.analysis.routing.clickPlayer, "");
+
+    // Without the toggle, a session whose click is on names the track that plays it.
+    RoutingBench on;
+    on.model.info.clickState = 1;
+    on.track("Muted", "Out");
+    on.model.strips.back().muted = 1;
+    on.track("Zed", "Out");
+    on.model.pluginsOfStrip["Muted"] = {clickTwo()};
+    on.model.pluginsOfStrip["Zed"] = {clickTwo()};
+    on.run();
+    EXPECT_EQ(on.analysis.routing.clickPlayer, "Zed");
 }
 
 TEST(RoutingRules, KeysWireToChannelsThreeAndUp) {
@@ -194,4 +221,42 @@ TEST(RoutingRules, KeysWireToChannelsThreeAndUp) {
     off.model.pluginsOfStrip["Bass"] = {plugin("Comp", 1, 10)};
     off.run();
     EXPECT_TRUE(off.analysis.routing.keyFrom.empty());
+}
+
+TEST(RoutingRules, AnAuxTakingASurroundBusIsAsWideAsIt) {
+    RoutingBench b;
+    b.bus("5.1", {3, 4, 5, 6, 7, 8}, 50);
+    b.bus("FX", {9, 10}, 60);
+    TrackRouting& verb = b.track("Surround Verb", "Out");
+    b.takes(verb, "5.1", 50);
+    TrackRouting& plate = b.track("Plate", "Out");
+    b.takes(plate, "FX", 60);
+    b.track("Crowd", "5.1");
+    b.analysis.surroundLegs["Crowd"] = 6;  // folded from six legs
+    b.track("Mono", "5.1");
+    b.run();
+    const RoutingTables& r = b.analysis.routing;
+    EXPECT_EQ(r.auxWidth, (std::map<std::string, int>{{"Surround Verb", 6}}));
+    EXPECT_EQ(r.wideAuxes, 1);
+    // Six legs into a six-channel aux send all three pairs: 3 << 10; a stereo source its first pair.
+    ASSERT_EQ(r.outputReceives.at(0).size(), 2u);
+    EXPECT_EQ(r.outputReceives.at(0)[0].source, 2);
+    EXPECT_EQ(r.outputReceives.at(0)[0].code, 3072);
+    EXPECT_EQ(r.outputReceives.at(0)[1].code, 0);
+}
+
+// Strips whose lanes are neither a mono nor a stereo strip's are listed: not
+// the master's single lane, nor two to five lanes, nor a strip without lanes.
+TEST(RoutingRules, StripsOfUnknownWidthAreListed) {
+    RoutingBench b;
+    b.model.masterName = "Master 1";
+    const std::pair<const char*, int> strips[] = {{"Master 1", 1}, {"VCA-ish", 1}, {"Mono", 4}, {"Old Mono", 3},
+                                                  {"Stereo", 5}, {"5.1", 7}, {"Bare", 0}, {"Quad", 6}};
+    for (const auto& [name, slots] : strips) b.track(name, "Out");
+    for (size_t k = 0; k < b.model.strips.size(); ++k) b.model.strips[k].controlSlots = strips[k].second;
+    b.model.strips.back().present = 0;  // no row was found for it
+    listUnknownWidths(b.model, b.options, b.work, b.analysis);
+    std::string listed;
+    for (const UnknownWidthStrip& strip : b.analysis.unknownWidthStrips) listed += strip.name + ";";
+    EXPECT_EQ(listed, "VCA-ish;5.1;");
 }

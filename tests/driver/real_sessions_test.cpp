@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
+#include "cli/console.h"
 #include "project/text.h"
 #include "session/blocks.h"
 #include "session/real_sessions.h"
@@ -118,5 +120,56 @@ TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
                                "chunk 2   notes 4     origin 1000000000000\n"
                                "3 chunks, 0 streams with data, 0 events\n"),
               std::string::npos);
-    EXPECT_NE(run.console.find("  5 tracks, 6 clips, 29 MIDI notes\n"), std::string::npos);
+    // Console and summary line count the same: the 3 audio placements of the
+    // facts, and the 9 + 16 + 4 notes of the three MIDI clips, all of them sounding.
+    EXPECT_NE(run.console.find("  5 tracks, 3 clips, 29 MIDI notes\n"), std::string::npos);
+    runConvert(options, true);
+    EXPECT_EQ(summaryLine(), "summary tracks=5 clips=3 notes=29 fx=0 written=0 needs_look=0");
+}
+
+// What options and notes do on the real sessions: the click toggle by Click
+// II's signature, the click that plays, the deleted placements recovered, and
+// the session's format and timecode (Pro Tools starts a session at 01:00:00:00;
+// at 23.976 fps that hour of frames lasts 3600 x 1.001 s).
+TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
+    const std::string sessions = realSessionFolder();
+    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
+    // Session, option, what the console and project text hold ("-" before a text: what neither holds).
+    const std::vector<std::tuple<const char*, bool ConvertOptions::*, std::vector<std::string>>> cases = {
+        {"2 stereo plus click", &ConvertOptions::noClick,
+         {"  1 Click track(s) left out (--no-click): \"Click 1\"\n", "-NAME \"Click 1\"", "-click is on"}},
+        {"2 stereo plus click", nullptr,
+         {"  Pro Tools' click is on and \"Click 1\" plays it. REAPER's metronome is left OFF;\n"
+          "      Click II stays on the track as a named slot. To hear a click, turn on\n"}},
+        {"RegionTest", &ConvertOptions::recoverDeleted,
+         {"  1 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n", " [alt takes]\"\n"}},
+        {"RegionTest", nullptr, {"  1 deleted clip placement(s) are still in this session: edits", "-[alt takes]"}},
+        {"Untitled32", nullptr, {"  Bit depth: 32-bit float written as REAPER's recording format, so new\n"}},
+        {"TestPTX", nullptr, {"  Bit depth: 24-bit AIFF session; REAPER's recording format"}},  // its files are AIFF
+        {"Test Export", nullptr,
+         {"  Timecode: 23.976 fps, Session Start 01:00:00:00 (3603.6000 s) written as REAPER's\n",
+          "  The session records at 24-bit. Existing audio is unaffected\n"}},
+    };
+    const std::string folder = makeTempFolder("real-options");
+    for (const auto& [session, option, parts] : cases) {
+        const std::string copy = folder + "/" + session + ".ptx";
+        if (!fileExists(copy)) std::filesystem::copy_file(sessions + "/" + session + ".ptx", copy);
+        ConvertOptions options = optionsFor(copy);
+        options.overwrite = true;
+        if (option) options.*option = true;
+        CapturedRun run = runConvert(options);
+        ASSERT_EQ(run.code, 0) << session << "\n" << run.console;
+        const std::string text = run.console + readFileText(folder + "/" + session + ".rpp");
+        for (const std::string& part : parts) {
+            const bool absent = part[0] == '-';
+            EXPECT_EQ(contains(text, absent ? part.substr(1) : part), !absent) << session << ": " << part;
+        }
+        // A recovered track is muted, and holds the one placement the session keeps on no playlist.
+        const size_t recovered = text.find(" [alt takes]\"\n");
+        if (recovered != std::string::npos) {
+            const std::string track = text.substr(recovered, text.find("\n  >\n", recovered) - recovered);
+            EXPECT_TRUE(contains(track, "\n    MUTESOLO 1 0 0\n"));
+            EXPECT_EQ(track.find("<ITEM"), track.rfind("<ITEM"));
+        }
+    }
 }

@@ -65,7 +65,8 @@ TEST(GoldenRuns, MonoStereoPairAndEmptyTrack) {
 }
 
 // Overlapping clips, a fade-in, a crossfade with material to extend into and an
-// S-curve fade-out; a bass track with volume and mute automation.
+// S-curve fade-out; a bass track with volume and mute automation; a strip of
+// unknown width.
 TEST(GoldenRuns, FadesOverlapsAndAutomation) {
     BuiltSession s;
     s.files = {{"vox.wav", 480000}, {"bass.wav", 480000}};
@@ -76,13 +77,16 @@ TEST(GoldenRuns, FadesOverlapsAndAutomation) {
     s.tracks = {{"Vox", 0, 0, 0, false, {{"", false, {{0, 0}, {1, 72000}, {2, 168000}, fadeIn, crossfade, fadeOut}}}, 1},
                 {"Bass", -30, 0, 0, false, {{"", false, {{3, 0}}}}, 1}};
     s.tracks[1].lanes = {{-60, {{48000, -120}, {96000, 0}}}, {0, {{144000, 1}}}, {0, {}}};
+    // Seven lanes: a strip neither mono nor stereo, whose third lane is no pan.
+    s.tracks.push_back({"Surround Pad", 0, 0, 0, false, {}, 1});
+    s.tracks[2].lanes = {{0, {}}, {0, {}}, {0, {{48000, 30}}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}};
     expectGolden("fades-overlaps-automation", s, {}, {"Audio Files/vox.wav", "Audio Files/bass.wav"});
 }
 
 // Tracks output into a drum bus that an aux takes; sends reach a reverb aux
 // by its input, by one leg of it, and a bus no aux takes gets a return track.
 // A muted track with a pre-fader send arrives unmuted, its fader down; a
-// track with no output loses its master send.
+// track with no output loses its master send; an aux on a 5.1 bus is six wide.
 TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     BuiltSession s;
     s.files = {{"kick.wav", 48000}};
@@ -108,7 +112,14 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     bass.output = "Out 1-2";
     bass.plugins = {{"Pro-C 2", 7}, {"EQ", -1}};
     s.keyNames = {{7, "Slap"}};
-    s.tracks = {kick, snare, drums, verb, lonely, bass};
+    // A 5.1 bus taken by an aux, which is written six channels wide.
+    s.paths.push_back({"5.1", 2, {9, 10, 11, 12, 13, 14}, 40});
+    BuiltTrack crowd{"Crowd", 0, 0, 0, false, {}, 1};
+    crowd.output = "5.1";
+    BuiltTrack room{"Surround Room", 0, 0, 0, false, {}, 1};
+    room.output = "Out 1-2";
+    room.inputId = 40;
+    s.tracks = {kick, snare, drums, verb, lonely, bass, crowd, room};
     expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
 }
 

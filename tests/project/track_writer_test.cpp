@@ -116,3 +116,96 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     EXPECT_TRUE(has(lanes, "      YPOS 0.333333 0.333333 2"));
     EXPECT_TRUE(has(lanes, "      YPOS 0.666667 0.333333 2"));
 }
+
+namespace {
+
+AutomationLane laneWithPoint(double value) {
+    AutomationLane lane;
+    lane.points = {{48000, value}};
+    return lane;
+}
+
+// A track of the session in an automation mode, with its output track and,
+// unless it is MIDI, a strip with volume, trim and pan lanes.
+void addTrack(RunState& state, const std::string& name, int32_t mode, bool midi = false) {
+    SessionTrack row;
+    row.name = name;
+    state.model.tracks.rows.push_back(row);
+    state.model.attributes.emplace_back();
+    state.model.attributes.back().automationMode = mode;
+    if (!midi) {
+        StripRow strip;
+        strip.name = name;
+        strip.present = 1;
+        strip.volumeLane = laneWithPoint(-60);
+        strip.trimLane = laneWithPoint(-30);
+        strip.panLane = laneWithPoint(50);
+        state.model.strips.push_back(strip);
+    }
+    OutputTrack track;
+    track.name = track.matchKey = name;
+    track.isMidi = midi;
+    state.analysis.outputTracks.push_back(track);
+}
+
+// The text of a track block, from its NAME line to the next track.
+std::string trackNamed(const std::string& project, const std::string& name) {
+    const size_t at = project.find("    NAME \"" + name + "\"");
+    return at == std::string::npos ? std::string() : project.substr(at, project.find("  <TRACK", at) - at);
+}
+
+// The ACT and ARM lines of the named envelope in a track's text.
+std::string actAndArm(const std::string& track, const std::string& envelope) {
+    const std::string block = blockOf(track, "    <" + envelope);
+    const size_t act = block.find("ACT "), arm = block.find("ARM ");
+    if (act == std::string::npos || arm == std::string::npos) return "none";
+    return block.substr(act, 5) + " " + block.substr(arm, 5);
+}
+
+}  // namespace
+
+// Pro Tools ignores the automation of a track in mode Off; its envelopes, its
+// sends' envelopes and a MIDI track's mute envelope are kept but inactive. A
+// return track writes its strip's volume, mute and pan only; a strip of
+// unknown width no pan; an aux on a 5.1 bus has six channels.
+TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
+    RunState state;
+    state.sampleRate = 48000;
+    addTrack(state, "Off", 0);
+    addTrack(state, "Read", 1);
+    addTrack(state, "Keys", 0, true);
+    addTrack(state, "Wide", 1);
+    addTrack(state, "FX", 1);
+    state.analysis.outputTracks.pop_back();  // FX is a return track
+    state.model.midiTrackStates["Keys"].hasMuteLane = 1;
+    state.model.midiTrackStates["Keys"].muteLane = laneWithPoint(1);
+    StripRow& fx = state.model.strips.back();
+    fx.stereoLanes = 1;
+    fx.dualPanPoints = 1;
+    fx.rightPanLane = laneWithPoint(20);
+    state.analysis.unknownWidthStrips = {{"Wide", 7}};
+    SendEntry send;
+    send.levelLane = laneWithPoint(-100);
+    state.analysis.routing.sendsInto["FX"] = {send, send};
+    state.analysis.routing.sendsInto["FX"][1].source = 1;
+    state.analysis.routing.returnTracks = {"FX"};
+    state.analysis.routing.auxWidth["Wide"] = 6;
+
+    const std::string project = writeAll(state);
+    EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
+    const std::string off = trackNamed(project, "Off"), read = trackNamed(project, "Read");
+    const std::string wide = trackNamed(project, "Wide"), ret = trackNamed(project, "FX");
+    for (const char* name : {"VOLENV2", "PANENV2", "VOLENV3"}) EXPECT_EQ(actAndArm(off, name), "ACT 0 ARM 0") << name;
+    EXPECT_EQ(actAndArm(read, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(read, "VOLENV3"), "ACT 1 ARM 0");
+    EXPECT_EQ(actAndArm(trackNamed(project, "Keys"), "MUTEENV"), "ACT 0 ARM 0");
+    EXPECT_TRUE(has(wide, "    NCHAN 6"));
+    EXPECT_EQ(actAndArm(wide, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(wide, "PANENV2"), "none");  // a seven-lane strip's third lane is no pan
+    EXPECT_EQ(actAndArm(ret, "AUXVOLENV 0"), "ACT 0 ARM 0");  // sent by the track in mode Off
+    EXPECT_EQ(actAndArm(ret, "AUXVOLENV 1"), "ACT 1 ARM 0");
+    EXPECT_EQ(actAndArm(ret, "VOLENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(ret, "PANENV2"), "ACT 1 ARM 1");
+    EXPECT_EQ(actAndArm(ret, "VOLENV3"), "none");
+    EXPECT_EQ(actAndArm(ret, "DUALPANENVL"), "none");
+}

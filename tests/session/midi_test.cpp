@@ -264,7 +264,8 @@ TEST(MidiChunks, StackingRowsAndTrackTables) {
 
     // Tracks: the first control block of each MIDI or instrument track counts.
     std::vector<SessionTrack> tracks;
-    tracks.push_back(trackBlock(b, 0x2620, "Keys", {bodyAt(19, {{9, 100}, {17, 30}, {25, 5}}), bodyAt(19, {{9, 1}})}));
+    tracks.push_back(
+        trackBlock(b, 0x2620, "Keys", {bodyAt(19, {{9, 100}, {17, 30}, {21, 2}, {25, 5}}), bodyAt(19, {{9, 1}})}));
     tracks.push_back(trackBlock(b, 0x261B, "Audio", {bodyAt(19, {{9, 100}})}));
     tracks.push_back(trackBlock(b, 0x2621, "Inst 1", {bodyAt(19, {{9, 100}, {17, 200}, {25, 9}})}));
     tracks.back().currentName = "Pad";
@@ -292,9 +293,9 @@ TEST(MidiChunks, StackingRowsAndTrackTables) {
 
     std::ostringstream controls;
     for (const auto& [name, c] : readMidiTrackControls(image, tracks))
-        controls << name << " " << c.volume << " " << c.pan << " " << c.program << "; ";
-    // A pan of 200 drops volume and pan; a block of size 16 holds no program.
-    EXPECT_EQ(controls.str(), "Keys 100 30 5; Late 64 64 -1; Pad -1 -1 9; ");
+        controls << name << " " << c.volume << " " << c.pan << " " << c.program << " " << c.outputIndex << "; ";
+    // A pan of 200 drops volume and pan; a block of size 16 holds no program and no MIDI output.
+    EXPECT_EQ(controls.str(), "Keys 100 30 5 2; Late 64 64 -1 0; Pad -1 -1 9 0; ");
 
     std::ostringstream realTime;
     for (const auto& [name, r] : readMidiRealTime(image, tracks)) {
