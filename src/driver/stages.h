@@ -26,5 +26,7 @@ void notesStage(RunState& state, const std::string& writtenPath);
 void mediaStage(RunState& state);
 // The conversion report and the summary line.
 void reportStage(RunState& state);
+// The summary line of the progress protocol, from the counters as they stand.
+void composeSummaryLine(const RunState& state);
 // The names of plug-ins with unplaced parameter lanes, for --want-params.
 void wantedParamsStage(RunState& state);

@@ -91,9 +91,11 @@ void sayMediaNotes(const RunState& state) {
 }
 
 void sayMediaFolderNote(const RunState& state) {
+    if (state.counters.audioItems == 0) return;  // no FILE line was written
     const MediaSummary media = summarizeMedia(state.media);
+    const std::string folder = pathFromProject(state.options.audioDir, state.projectFolder);
     say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
-        state.options.audioDir.c_str());
+        folder.c_str());
     if (!media.missingFiles.empty()) {
         say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
             "      --audio-dir \"<the folder your .wav files are really in>\"\n");
