@@ -1,7 +1,10 @@
 # Run by ctest after the tests (CTestCustom.cmake): one line telling how many
 # tests skipped because the real sessions they read are not there, and why.
 #   cmake -DLOG=<Testing/Temporary/LastTest.log> -DSHARED=<../shared> -P skipped_tests.cmake
-if(NOT EXISTS "${LOG}")
+# While ctest runs this, the log of the run is still being written under a .tmp name.
+if(EXISTS "${LOG}.tmp")
+  set(LOG "${LOG}.tmp")
+elseif(NOT EXISTS "${LOG}")
   return()
 endif()
 file(STRINGS "${LOG}" lines)
