@@ -18,7 +18,8 @@ struct CommandLine {
     std::string learnSignature;
     std::vector<std::string> positional;
     EntryJob job = EntryJob::convert;
-    std::string unknownArgument;  // the argument that ended the scan: unknown, or the option whose value is missing or wrong
+    // The argument that ended the scan: unknown, or the option whose value is missing or refused.
+    std::string unknownArgument;
     std::string badValue;         // the value refused
     std::string valueWanted;      // what that option takes, in words
 };
