@@ -1,5 +1,6 @@
 #include "cli/entry.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -57,7 +58,7 @@ int convertSecondPass(const ConvertOptions& options, ptxgui::Progress* progress)
     }
     ConvertOptions second = options;
     second.overwrite = true;
-    second.outputPath = secondPassPath(options.outputPath);
+    second.outputPath = secondPassPath(wantedOutputPath(options));
     return convert(second, nullptr, progress);
 }
 
@@ -78,6 +79,30 @@ void writeProgressTail(int code) {
     }
 }
 
+void sayNoSession() {
+#ifdef _WIN32
+    say("trellum: drag a .ptx file onto this program.\n");
+#else
+    say("trellum: name the session to convert:  trellum \"My Song.ptx\"\n"
+        "  Run  trellum --help  for the options.\n");
+#endif
+}
+
+// Converts one session as the command line asked; the return code of its last pass.
+int convertOne(const CommandLine& line, ConvertOptions options) {
+    if (!options.audioDirGiven) options.audioDir = folderOf(options.sessionPath) + "/Audio Files";
+    StderrProgress stderrProgress;
+    ptxgui::Progress* progress = line.progressWanted ? &stderrProgress : nullptr;
+    int code = convert(options, nullptr, progress);
+    std::fflush(stdout);
+    if (line.progressWanted) writeProgressTail(code);
+    if (code == 0 && line.convertTwice) {
+        code = convertSecondPass(options, progress);
+        std::fflush(stdout);
+    }
+    return code;
+}
+
 }  // namespace
 
 int runEntry(const std::vector<std::string>& args) {
@@ -95,9 +120,18 @@ int runEntry(const std::vector<std::string>& args) {
             std::fflush(stdout);
             return 0;
         case EntryJob::unknownOption:
-            say("\n  Unknown option: %s\n\n  Nothing was converted. Run  trellum --help  for the options\n"
-                "  this version understands.\n",
-                line.unknownArgument.c_str());
+        case EntryJob::missingValue:
+        case EntryJob::badValue:
+            if (line.job == EntryJob::unknownOption) {
+                say("\n  Unknown option: %s\n", line.unknownArgument.c_str());
+            } else if (line.job == EntryJob::missingValue) {
+                say("\n  Missing value: %s needs %s after it.\n", line.unknownArgument.c_str(),
+                    line.valueWanted.c_str());
+            } else {
+                say("\n  Unknown value: %s %s\n  %s takes %s.\n", line.unknownArgument.c_str(), line.badValue.c_str(),
+                    line.unknownArgument.c_str(), line.valueWanted.c_str());
+            }
+            say("\n  Nothing was converted. Run  trellum --help  for the options\n  this version understands.\n");
             closingPause(line.pauseAtEnd);
             std::fflush(stdout);
             return 2;
@@ -112,12 +146,14 @@ int runEntry(const std::vector<std::string>& args) {
     }
 
     ConvertOptions& options = line.options;
-    options.sessionPath = resolveSessionPath(line.positional);
+    const SessionPaths sessions = resolveSessionPaths(line.positional);
+    options.sessionPath = sessions.first;
+    options.sessionPathJoined = sessions.firstJoined;
     if (!options.audioDirGiven && !options.sessionPath.empty()) {
         options.audioDir = folderOf(options.sessionPath) + "/Audio Files";
     }
     if (options.sessionPath.empty()) {
-        say("trellum: drag a .ptx file onto this program.\n");
+        sayNoSession();
         closingPause(line.pauseAtEnd);
         std::fflush(stdout);
         return 1;
@@ -128,16 +164,26 @@ int runEntry(const std::vector<std::string>& args) {
         return code;
     }
 
-    StderrProgress stderrProgress;
-    ptxgui::Progress* progress = line.progressWanted ? &stderrProgress : nullptr;
-    int code = convert(options, nullptr, progress);
-    std::fflush(stdout);
-    if (line.progressWanted) writeProgressTail(code);
-    if (code == 0 && line.convertTwice) {
-        code = convertSecondPass(options, progress);
+    const int count = 1 + static_cast<int>(sessions.further.size());
+    if (count > 1 && !options.outputPath.empty() && wantedOutputPath(options) == options.outputPath) {
+        say("\n  -o names one file, and %d sessions were given: each would be written\n"
+            "  to it. Give -o a folder, or convert the sessions one at a time.\n\n  Nothing was converted.\n",
+            count);
+        closingPause(line.pauseAtEnd);
         std::fflush(stdout);
+        return 1;
+    }
+    int worst = 0;
+    for (int n = 0; n < count; ++n) {
+        ConvertOptions one = options;
+        if (n > 0) {
+            one.sessionPath = sessions.further[n - 1];
+            one.sessionPathJoined = false;
+        }
+        if (count > 1) say("\n  Session %d of %d: %s\n", n + 1, count, one.sessionPath.c_str());
+        worst = std::max(worst, convertOne(line, one));
     }
     closingPause(line.pauseAtEnd);
     std::fflush(stdout);
-    return code;
+    return worst;
 }

@@ -99,6 +99,41 @@ const OptionRow kOptionTable[] = {
     {{"--comments"}, Value::one, [](CommandLine& l, const Values& v) { l.options.commentsMode = commentsModeOf(v[0]); }},
 };
 
+bool isTempo(const std::string& text) {
+    char* end = nullptr;
+    const double bpm = std::strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0' && (bpm == 0 || (bpm >= 1 && bpm <= 960));
+}
+bool isTheme(const std::string& word) { return word == "auto" || word == "classic" || word == "light" || word == "dark"; }
+bool isCommentsMode(const std::string& word) { return word == "project" || word == "item" || word == "none"; }
+
+// What each option with a value takes, and the test of a value where only some are meant.
+struct ValueRule {
+    const char* option;
+    const char* takes;
+    bool (*accepts)(const std::string& value);
+};
+const ValueRule kValueRules[] = {
+    {"--tempo", "a tempo in BPM from 1 to 960 (0: the session's own)", isTempo},
+    {"--audio-dir", "a folder", nullptr},
+    {"-o", "a project file or a folder", nullptr},
+    {"--vstini", "a REAPER plug-in list file", nullptr},
+    {"--params", "a parameter names file", nullptr},
+    {"--want-params", "a file name", nullptr},
+    {"--pt-theme", "auto, classic, light or dark", isTheme},
+    {"--learn", "a chain file and a plug-in signature", nullptr},
+    {"--usage-json", "a file name", nullptr},
+    {"--dump-corpus", "a folder", nullptr},
+    {"--comments", "project, item or none", isCommentsMode},
+};
+
+const ValueRule* valueRuleOf(const std::string& option) {
+    for (const ValueRule& rule : kValueRules) {
+        if (option == rule.option) return &rule;
+    }
+    return nullptr;
+}
+
 bool rowNamed(const OptionRow& row, const std::string& argument) {
     for (const char* name : row.names) {
         if (name && argument == name) return true;
@@ -126,8 +161,13 @@ CommandLine parseArguments(const std::vector<std::string>& args) {
         const OptionRow* matched = nullptr;
         for (const OptionRow& row : kOptionTable) {
             if (!rowNamed(row, argument)) continue;
-            if (row.value == Value::one && remaining < 1) continue;
-            if (row.value == Value::two && remaining < 2) continue;
+            if ((row.value == Value::one && remaining < 1) || (row.value == Value::two && remaining < 2)) {
+                const ValueRule* rule = valueRuleOf(argument);
+                line.job = EntryJob::missingValue;
+                line.unknownArgument = argument;
+                line.valueWanted = rule ? rule->takes : "a value";
+                return line;
+            }
             matched = &row;
             break;
         }
@@ -146,6 +186,14 @@ CommandLine parseArguments(const std::vector<std::string>& args) {
                        (args[i + 1] == "ramps" || args[i + 1] == "steps")) {
                 values.push_back(args[++i]);
             }
+            const ValueRule* rule = valueRuleOf(argument);
+            if (rule && rule->accepts && !rule->accepts(values[0])) {
+                line.job = EntryJob::badValue;
+                line.unknownArgument = argument;
+                line.badValue = values[0];
+                line.valueWanted = rule->takes;
+                return line;
+            }
             matched->apply(line, values);
             if (line.job == EntryJob::learn) learnSeen = true;
             continue;
@@ -161,19 +209,33 @@ CommandLine parseArguments(const std::vector<std::string>& args) {
     return line;
 }
 
-std::string resolveSessionPath(const std::vector<std::string>& positional) {
+SessionPaths resolveSessionPaths(const std::vector<std::string>& positional) {
+    auto opens = [](const std::string& path) {
+        std::FILE* file = std::fopen(path.c_str(), "rb");
+        if (file) std::fclose(file);
+        return file != nullptr;
+    };
+    SessionPaths paths;
     const size_t count = positional.size();
     for (size_t runLength = count; runLength >= 1; --runLength) {
         for (size_t start = 0; start + runLength <= count; ++start) {
             std::string candidate = positional[start];
             for (size_t k = start + 1; k < start + runLength; ++k) candidate += " " + positional[k];
-            if (std::FILE* file = std::fopen(candidate.c_str(), "rb")) {
-                std::fclose(file);
-                return candidate;
+            if (!opens(candidate)) continue;
+            paths.first = candidate;
+            paths.firstJoined = runLength > 1;
+            for (size_t k = 0; k < count; ++k) {
+                const bool inRun = k >= start && k < start + runLength;
+                if (!inRun && opens(positional[k])) paths.further.push_back(positional[k]);
             }
+            return paths;
         }
     }
-    std::string joined;
-    for (size_t k = 0; k < count; ++k) joined += (k ? " " : "") + positional[k];
-    return joined;
+    for (size_t k = 0; k < count; ++k) paths.first += (k ? " " : "") + positional[k];
+    paths.firstJoined = count > 1;
+    return paths;
+}
+
+std::string resolveSessionPath(const std::vector<std::string>& positional) {
+    return resolveSessionPaths(positional).first;
 }

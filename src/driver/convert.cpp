@@ -1,6 +1,8 @@
 #include "driver/convert.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -51,9 +53,25 @@ int loadWithRetries(SessionFile& session, const std::string& path) {
     return code;
 }
 
-bool fileOpens(const std::string& path, long long& size) {
+// Refuses a path that is no file that opens; true when loading may begin.
+bool sessionFileOpens(const RunState& state, long long& size) {
+    const std::string& path = state.options.sessionPath;
+    const bool withProgress = state.progress != nullptr;
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        refuseFolder(path, withProgress);
+        return false;
+    }
     std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return false;
+    if (!file) {
+        const std::string reason = std::strerror(errno);
+        if (std::filesystem::exists(path, error)) {
+            refuseUnopenable(path, reason, withProgress);
+        } else {
+            refuseMissingFile(path, withProgress, state.options.sessionPathJoined);
+        }
+        return false;
+    }
     size = 0;
     if (std::fseek(file, 0, SEEK_END) == 0) size = std::ftell(file);
     std::fclose(file);
@@ -61,14 +79,9 @@ bool fileOpens(const std::string& path, long long& size) {
 }
 
 // Refuses what cannot be converted; true when the run may go on.
-bool acceptSession(RunState& state, int loadCode) {
+bool acceptSession(RunState& state, int loadCode, long long size) {
     const std::string& path = state.options.sessionPath;
     const bool withProgress = state.progress != nullptr;
-    long long size = 0;
-    if (!fileOpens(path, size)) {
-        refuseMissingFile(path, withProgress);
-        return false;
-    }
     if (isOlderSession(path)) {
         refuseOlderFormat(path, withProgress);
         return false;
@@ -85,29 +98,41 @@ bool acceptSession(RunState& state, int loadCode) {
     return false;
 }
 
+// The folder the project goes to, absolute with links resolved: FILE lines
+// are written relative to it.
+std::string projectFolderOf(const std::string& projectPath) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(projectPath, error);
+    if (error) return std::string();
+    const std::filesystem::path folder = std::filesystem::weakly_canonical(absolute.parent_path(), error);
+    return error ? std::string() : folder.string();
+}
+
 // Writes the project under a temporary name and moves it into place whole, so
-// that no half-written project is ever left under the final name.
-bool writeProjectFile(RunState& state, const OutputChoice& choice) {
+// that no half-written project is ever left under the final name. Gives the
+// system's reason when the file could not be written, else "".
+std::string writeProjectFile(RunState& state, const OutputChoice& choice) {
     if (choice.nullDevice) {
         std::FILE* file = std::fopen(choice.path.c_str(), "wb");
-        if (!file) return false;
+        if (!file) return std::strerror(errno);
         writeStage(state, file);
         std::fclose(file);
-        return true;
+        return std::string();
     }
-    const std::string temporary = choice.path + ".partial";
+    const std::string temporary = partialPath(choice.path);
     std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    if (!file) return false;
+    if (!file) return std::strerror(errno);
     writeStage(state, file);
-    bool written = std::ferror(file) == 0;
-    written = std::fclose(file) == 0 && written;
+    std::string reason;
+    if (std::ferror(file) != 0) reason = std::strerror(errno);
+    if (std::fclose(file) != 0 && reason.empty()) reason = std::strerror(errno);
     std::error_code error;
-    if (written) std::filesystem::rename(temporary, choice.path, error);
-    if (!written || error) {
-        std::filesystem::remove(temporary, error);
-        return false;
+    if (reason.empty()) {
+        std::filesystem::rename(temporary, choice.path, error);
+        if (error) reason = error.message();
     }
-    return true;
+    if (!reason.empty()) std::filesystem::remove(temporary, error);
+    return reason;
 }
 
 int runStages(RunState& state) {
@@ -118,8 +143,20 @@ int runStages(RunState& state) {
     }
 
     stepProgress(0, "reading");
+    long long size = 0;
+    if (!sessionFileOpens(state, size)) return 1;
     int loadCode = loadWithRetries(state.session, options.sessionPath);
-    if (!acceptSession(state, loadCode)) return 1;
+    if (!acceptSession(state, loadCode, size)) return 1;
+    if (!options.listOnly) {
+        // Told before any work: the session is never written to.
+        const std::string wanted = wantedOutputPath(options);
+        const OutputRefusal refusal = outputRefusal(wanted, options.sessionPath);
+        if (refusal != OutputRefusal::none) {
+            refuseOutputPath(options.sessionPath, wanted, refusal == OutputRefusal::isSession,
+                             state.progress != nullptr);
+            return 1;
+        }
+    }
 
     readStage(state);
     if (options.listOnly) {
@@ -136,16 +173,23 @@ int runStages(RunState& state) {
 
     stepProgress(3, "writing");
     OutputChoice choice = chooseOutputPath(options);
+    if (choice.refusal != OutputRefusal::none) {
+        refuseOutputPath(options.sessionPath, choice.path, choice.refusal == OutputRefusal::isSession,
+                         state.progress != nullptr);
+        return 1;
+    }
     if (choice.path.empty()) {
-        say("\nCould not write %s\n", choice.wanted.c_str());
+        say("\nCould not write %s\n  Reason: every name up to (9999) is taken.\n", choice.wanted.c_str());
         return 1;
     }
     if (choice.renamed) {
         say("\n  %s already exists - writing %s instead\n  (--overwrite to replace it)\n", choice.wanted.c_str(),
             choice.path.c_str());
     }
-    if (!writeProjectFile(state, choice)) {
-        say("\nCould not write %s\n", choice.path.c_str());
+    state.projectFolder = projectFolderOf(choice.wanted);
+    const std::string failure = writeProjectFile(state, choice);
+    if (!failure.empty()) {
+        say("\nCould not write %s\n  Reason: %s.\n", choice.path.c_str(), failure.c_str());
         return 1;
     }
     notesStage(state, choice.path);
@@ -183,6 +227,8 @@ int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progre
     state->composeReport = result != nullptr || options.writeReport || progress != nullptr;
 
     int code = runStages(*state);
+    // A refused run still ends its protocol with a summary line.
+    if (code != 0 && state->composeReport && summaryLine().empty()) composeSummaryLine(*state);
 
     if (result) {
         result->consoleText = capture.text;

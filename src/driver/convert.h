@@ -8,6 +8,8 @@
 
 struct ConvertOptions {
     std::string sessionPath;
+    // The path was joined from several arguments: the name reached the program unquoted.
+    bool sessionPathJoined = false;
     std::string outputPath;
     std::string audioDir = "Audio Files";
     bool audioDirGiven = false;

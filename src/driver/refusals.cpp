@@ -10,14 +10,43 @@
 
 void refuseNoSession() { say("trellum: drag a .ptx file onto this program.\n"); }
 
-void refuseMissingFile(const std::string& path, bool withProgress) {
+void refuseMissingFile(const std::string& path, bool withProgress, bool quoteHint) {
+    say("\n  No such file:\n    %s\n", path.c_str());
     if (withProgress) {
-        say("\n  No such file:\n    %s\n\n  Not converted: the session file was not found. The file may have been "
-            "moved, renamed or deleted, or its drive is not connected.\n",
-            path.c_str());
+        say("\n  Not converted: the session file was not found. The file may have been moved, renamed or deleted, "
+            "or its drive is not connected.\n");
+    } else if (quoteHint) {
+        say("\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n");
+    }
+}
+
+void refuseUnopenable(const std::string& path, const std::string& reason, bool withProgress) {
+    say("\n  Could not read: %s\n  Reason: the file is there, but it does not open: %s.\n", path.c_str(),
+        reason.c_str());
+    if (withProgress) say("\n  Not converted: the session file could not be opened (%s).\n", reason.c_str());
+}
+
+void refuseFolder(const std::string& path, bool withProgress) {
+    say("\n  Could not convert: %s\n  Reason: that is a folder, not a session file. A Pro Tools session\n"
+        "          folder holds the session's .ptx file: name that file.\n",
+        path.c_str());
+    if (withProgress) say("\n  Not converted: that is a folder, not a session file.\n");
+}
+
+void refuseOutputPath(const std::string& sessionPath, const std::string& outputPath, bool isSession,
+                      bool withProgress) {
+    if (isSession) {
+        say("\n  Could not convert: %s\n  Reason: the project would be written over the session file itself:\n"
+            "    %s\n  The session is never written to. Name a project ending in .rpp\n"
+            "  with -o, or leave -o out to write it beside the session.\n",
+            sessionPath.c_str(), outputPath.c_str());
+        if (withProgress) say("\n  Not converted: the project would have been written over the session file.\n");
     } else {
-        say("\n  No such file:\n    %s\n\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n",
-            path.c_str());
+        say("\n  Could not convert: %s\n  Reason: the project would be written under a Pro Tools session's name:\n"
+            "    %s\n  Names ending in .ptx, .ptf or .pts are kept for sessions. Name a\n"
+            "  project ending in .rpp with -o.\n",
+            sessionPath.c_str(), outputPath.c_str());
+        if (withProgress) say("\n  Not converted: the project name ends in .ptx, .ptf or .pts, a session's name.\n");
     }
 }
 
@@ -98,7 +127,10 @@ void sayDiagnosis(const std::string& path) {
 
 void refuseUnreadable(const std::string& path, int code, bool withProgress) {
     const char* reason = reasonOf(code);
-    say("\n  Could not read: %s\n  Reason: that session %s.  (code %d)\n", path.c_str(), reason, code);
+    // A reason that asks a question ends with its own mark.
+    const bool asks = reason[std::strlen(reason) - 1] == '?';
+    say("\n  Could not read: %s\n  Reason: that session %s%s  (code %d)\n", path.c_str(), reason, asks ? "" : ".",
+        code);
     sayDiagnosis(path);
     if (withProgress) {
         say("\n  varnoak will offer to send this as a problem report.\n");

@@ -6,7 +6,14 @@
 #include <string>
 
 void refuseNoSession();
-void refuseMissingFile(const std::string& path, bool withProgress);
+// quoteHint: the name reached the program split over several arguments.
+void refuseMissingFile(const std::string& path, bool withProgress, bool quoteHint);
+// A file that is there but does not open, with the system's reason.
+void refuseUnopenable(const std::string& path, const std::string& reason, bool withProgress);
+void refuseFolder(const std::string& path, bool withProgress);
+// The project would go over the session, or under a session's name.
+void refuseOutputPath(const std::string& sessionPath, const std::string& outputPath, bool isSession,
+                      bool withProgress);
 void refuseOlderFormat(const std::string& path, bool withProgress);
 void refuseRate(const std::string& path, int64_t rate, bool withProgress);
 void refuseEmptyFile(const std::string& path, bool withProgress);

@@ -62,6 +62,7 @@ struct RunState {
     ConvertOptions options;
     ptxgui::Progress* progress = nullptr;
     std::string sessionFolder;  // the parent of the media folder, or "."
+    std::string projectFolder;  // absolute folder of the project; FILE paths resolve from it ("" unknown)
 
     SessionFile session;
     SessionImage image;

@@ -224,7 +224,9 @@ void mediaStage(RunState& state) {
 
 void closingNotesStage(RunState& state) { sayClosingNotes(state); }
 
-void reportStage(RunState& state) {
+void reportStage(RunState& state) { composeSummaryLine(state); }
+
+void composeSummaryLine(const RunState& state) {
     const RunCounters& c = state.counters;
     setSummaryLine(formatText("summary tracks=%d clips=%d notes=%d fx=%d written=%d needs_look=%d%s", c.outputTracks,
                               c.audioItems, c.notesWritten, c.pluginsFound, c.pluginsWritten, c.needsLook,

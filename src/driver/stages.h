@@ -31,5 +31,7 @@ void mediaStage(RunState& state);
 void reportStage(RunState& state);
 // The closing console notes, after the report.
 void closingNotesStage(RunState& state);
+// The summary line of the progress protocol, from the counters as they stand.
+void composeSummaryLine(const RunState& state);
 // The names of plug-ins with unplaced parameter lanes, for --want-params.
 void wantedParamsStage(RunState& state);

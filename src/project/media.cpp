@@ -17,7 +17,8 @@ bool opensForReading(const std::string& path) {
     return !std::filesystem::is_directory(path, error);
 }
 
-MediaFile lookUp(const MediaSearch& search, const std::string& fileName) {
+// Where the file is on disk, as seen from the working folder.
+MediaFile lookUpOnDisk(const MediaSearch& search, const std::string& fileName) {
     MediaFile file;
     file.name = fileName;
     file.path = search.audioDir + "/" + fileName;
@@ -45,10 +46,27 @@ MediaFile lookUp(const MediaSearch& search, const std::string& fileName) {
     return file;
 }
 
+MediaFile lookUp(const MediaSearch& search, const std::string& fileName) {
+    MediaFile file = lookUpOnDisk(search, fileName);
+    if (!fileName.empty()) file.path = pathFromProject(file.path, search.projectFolder);
+    return file;
+}
+
 }  // namespace
 
+std::string pathFromProject(const std::string& path, const std::string& projectFolder) {
+    namespace fs = std::filesystem;
+    if (projectFolder.empty()) return path;
+    std::error_code error;
+    const fs::path absolute = fs::weakly_canonical(fs::absolute(path, error), error);
+    if (error) return path;
+    const fs::path relative = absolute.lexically_relative(projectFolder);
+    if (!relative.empty() && *relative.begin() != "..") return relative.generic_string();
+    return absolute.generic_string();
+}
+
 MediaSearch mediaSearchOf(const RunState& state) {
-    return MediaSearch{state.options.audioDir, state.sessionFolder, &state.model.fileFolders};
+    return MediaSearch{state.options.audioDir, state.sessionFolder, &state.model.fileFolders, state.projectFolder};
 }
 
 MediaFile& findMedia(MediaTable& table, const MediaSearch& search, const std::string& fileName) {

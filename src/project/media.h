@@ -19,7 +19,7 @@ enum class MediaPlace {
 
 struct MediaFile {
     std::string name;  // file name, no folder
-    std::string path;  // the path written into FILE lines
+    std::string path;  // the path written into FILE lines, as it resolves from the project's folder
     MediaPlace place = MediaPlace::missing;
     int itemCount = 0;  // items written whose source is this file
 };
@@ -36,11 +36,16 @@ struct MediaSearch {
     std::string audioDir;
     std::string sessionFolder;
     const FileFolderMap* listedFolders = nullptr;
+    std::string projectFolder;  // absolute; "" writes paths as they were looked up
 };
 MediaSearch mediaSearchOf(const RunState& state);
 
 // The table's entry for fileName, looked up on first use.
 MediaFile& findMedia(MediaTable& table, const MediaSearch& search, const std::string& fileName);
+
+// A path as the project's FILE lines hold it: relative to projectFolder when it
+// lies under it, absolute otherwise; unchanged when projectFolder is "".
+std::string pathFromProject(const std::string& path, const std::string& projectFolder);
 
 // The path that goes into the project for fileName.
 const std::string& mediaPath(RunState& state, const std::string& fileName);

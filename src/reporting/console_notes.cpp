@@ -132,12 +132,15 @@ void sayClosingNotes(const RunState& state) {
             "      format is left at its default -- set it if you will overdub.\n",
             info.bitDepth, info.bitDepth == 32 && info.floatSamples ? " float" : "");
     }
-    const MediaSummary media = summarizeMedia(state.media);
-    say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
-        state.options.audioDir.c_str());
-    if (!media.missingFiles.empty()) {
-        say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
-            "      --audio-dir \"<the folder your .wav files are really in>\"\n");
+    if (state.counters.audioItems > 0) {  // only when a FILE line was written
+        const MediaSummary media = summarizeMedia(state.media);
+        const std::string folder = pathFromProject(state.options.audioDir, state.projectFolder);
+        say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
+            folder.c_str());
+        if (!media.missingFiles.empty()) {
+            say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
+                "      --audio-dir \"<the folder your .wav files are really in>\"\n");
+        }
     }
     // No usage summary is written yet, so nothing of this run is shared.
     say("\n  PRIVACY: this program contains no network code. No information\n"

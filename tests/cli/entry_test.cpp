@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <sys/wait.h>
 
 #include "cli/options.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
+#include "support/session_builder.h"
 
 namespace {
 
@@ -46,10 +48,14 @@ std::string outcome(const std::vector<std::string>& args) {
 TEST(Entry, JobsAndExitCodes) {
     EXPECT_EQ(outcome({"--version"}), "0 trellum 1.0.1 (build 287)\n");
     EXPECT_EQ(outcome({"--help", "--bogus"}), std::string("0 ") + helpText());
-    EXPECT_EQ(outcome({"x.ptx", "--tempo"}),
-              "2 \n  Unknown option: --tempo\n\n  Nothing was converted. Run  trellum --help  for the options\n"
-              "  this version understands.\n");
-    EXPECT_EQ(outcome({"--no-pause"}), "1 trellum: drag a .ptx file onto this program.\n");
+    const std::string nothing = "\n  Nothing was converted. Run  trellum --help  for the options\n  this version understands.\n";
+    EXPECT_EQ(outcome({"x.ptx", "--bogus"}), "2 \n  Unknown option: --bogus\n" + nothing);
+    EXPECT_EQ(outcome({"x.ptx", "-o"}), "2 \n  Missing value: -o needs a project file or a folder after it.\n" + nothing);
+    EXPECT_EQ(outcome({"--tempo", "abc", "x.ptx"}),
+              "2 \n  Unknown value: --tempo abc\n  --tempo takes a tempo in BPM from 1 to 960 (0: the session's own).\n" +
+                  nothing);
+    EXPECT_EQ(outcome({}), "1 trellum: name the session to convert:  trellum \"My Song.ptx\"\n"
+                           "  Run  trellum --help  for the options.\n");
 
     // The pause asks for Enter; standard input is empty, so it returns at once.
     ProgramRun run = runProgram({"--pause", "--bogus"});
@@ -72,7 +78,8 @@ TEST(Entry, ProgressProtocolOnStandardError) {
     EXPECT_EQ(failed.err,
               "progress 0/6 reading\n"
               "problem kind=unreadable the session could not be decrypted - is this really a Pro Tools session "
-              "file? (code -1)\n");
+              "file? (code -1)\n"
+              "summary tracks=0 clips=0 notes=0 fx=0 written=0 needs_look=0 problem=1\n");
     // Standard output differs from a run without --progress only in the closing sentence.
     ProgramRun plain = runProgram({junk});
     EXPECT_TRUE(plain.err.empty());
@@ -140,4 +147,48 @@ TEST(Entry, OptionsNotBuiltYetSaySo) {
     const ProgramRun built = runProgram({"--check", "--no-click", "--recover-deleted", "--no-fades", "--no-stretch",
                                          "--comments", "none", "--tempo-ramps", session});
     EXPECT_EQ(built.out.find("not built"), std::string::npos) << built.out;
+}
+
+// Paths resolve from the project's folder, whatever folder the program runs from;
+// several sessions convert in turn, each with its summary, the worst code last.
+TEST(Entry, WorkingFoldersOutputFoldersAndSeveralSessions) {
+    namespace fs = std::filesystem;
+    const std::string folder = fs::canonical(makeTempFolder("folders")).string();
+    BuiltSession s;
+    s.files = {{"kick.wav", 48000}};
+    s.clips = {{"kick", 0, 0, 48000}};
+    s.tracks = {{"Kick", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1}};
+    fs::create_directories(folder + "/s/Audio Files");
+    fs::create_directories(folder + "/elsewhere");
+    writeFileText(folder + "/s/Audio Files/kick.wav", "RIFF");
+    buildSession(s).writeFile(folder + "/s", "song.ptx");
+    const std::string inFolder = "cd " + shellQuote(folder) + " &&";
+
+    ProgramRun run = runProgram({"s/song.ptx"}, inFolder);
+    EXPECT_EQ(run.exitCode, 0) << run.out;
+    EXPECT_NE(readFileText(folder + "/s/song.rpp").find("FILE \"Audio Files/kick.wav\"\n"), std::string::npos);
+    EXPECT_EQ(run.out.find("WARNING"), std::string::npos) << run.out;
+    // -o naming a folder, with or without the separator: the session's name inside, media by full path.
+    for (const std::string& output : {std::string("elsewhere"), std::string("elsewhere/")}) {
+        run = runProgram({"s/song.ptx", "-o", output, "--overwrite"}, inFolder);
+        EXPECT_EQ(run.exitCode, 0) << run.out;
+        EXPECT_NE(run.out.find("  Wrote: " + output + (output.back() == '/' ? "" : "/") + "song.rpp\n"), std::string::npos);
+        EXPECT_NE(readFileText(folder + "/elsewhere/song.rpp").find("FILE \"" + folder + "/s/Audio Files/kick.wav\"\n"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder + "/elsewhere"), fs::directory_iterator()), 1);
+
+    fs::copy_file(folder + "/s/song.ptx", folder + "/two.ptx");
+    writeFileText(folder + "/junk.ptx", std::string(100, 'q'));
+    run = runProgram({"--progress", "two.ptx", "junk.ptx", "s/song.ptx", "-o", "elsewhere"}, inFolder);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.out.find("\n  Session 2 of 3: junk.ptx\n"), std::string::npos);
+    EXPECT_TRUE(fileExists(folder + "/elsewhere/two.rpp"));
+    EXPECT_TRUE(fileExists(folder + "/elsewhere/song (1).rpp"));
+    size_t summaries = 0;
+    for (size_t at = run.err.find("summary "); at != std::string::npos; at = run.err.find("summary ", at + 1)) ++summaries;
+    EXPECT_EQ(summaries, 3u) << run.err;
+    // Several sessions into one -o file: nothing is converted.
+    EXPECT_EQ(runProgram({"two.ptx", "s/song.ptx", "-o", "one.rpp"}, inFolder).exitCode, 1);
+    EXPECT_FALSE(fileExists(folder + "/one.rpp"));
 }

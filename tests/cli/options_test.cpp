@@ -40,11 +40,11 @@ TEST(OptionScan, DefaultsAndValues) {
     EXPECT_EQ(std::make_pair(o.ptTheme, o.commentsMode), std::make_pair(1, 0));
     EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
 
-    for (auto [theme, code] : {std::pair{"auto", 0}, {"blue", 0}, {"dark", 2}})
+    for (auto [theme, code] : {std::pair{"auto", 0}, {"classic", 1}, {"dark", 2}})
         EXPECT_EQ(scan({"--pt-theme", theme}).options.ptTheme, code) << theme;
     EXPECT_EQ(scan({"--comments", "none"}).options.commentsMode, 2);
-    EXPECT_EQ(scan({"--comments", "anything"}).options.commentsMode, 1);
-    EXPECT_EQ(scan({"--tempo", "fast"}).options.tempoOverride, 0);
+    EXPECT_EQ(scan({"--comments", "project"}).options.commentsMode, 1);
+    EXPECT_EQ(scan({"--tempo", "0"}).options.tempoOverride, 0);
 }
 
 TEST(OptionScan, RepeatsAliasesAndLastWins) {
@@ -99,8 +99,15 @@ TEST(OptionScan, TheScanStopsAtVersionHelpOrUnknown) {
         EntryJob job;
         const char* unknown;
     } cases[] = {
-        {{"--tempo"}, EntryJob::unknownOption, "--tempo"},  // a value missing
-        {{"x.ptx", "--learn", "chain"}, EntryJob::unknownOption, "--learn"},
+        {{"--tempo"}, EntryJob::missingValue, "--tempo"},
+        {{"x.ptx", "-o"}, EntryJob::missingValue, "-o"},
+        {{"x.ptx", "--learn", "chain"}, EntryJob::missingValue, "--learn"},
+        // Values outside an option's range.
+        {{"--tempo", "abc"}, EntryJob::badValue, "--tempo"},
+        {{"--tempo", "120bpm"}, EntryJob::badValue, "--tempo"},
+        {{"--tempo", "-5"}, EntryJob::badValue, "--tempo"},
+        {{"--comments", "bogus"}, EntryJob::badValue, "--comments"},
+        {{"--pt-theme", "zzz"}, EntryJob::badValue, "--pt-theme"},
         {{"-"}, EntryJob::unknownOption, "-"},
         {{"--Check"}, EntryJob::unknownOption, "--Check"},  // case matters
         {{"--check=yes"}, EntryJob::unknownOption, "--check=yes"},
@@ -132,7 +139,7 @@ TEST(OptionScan, EmptyArgumentsAreSkippedUnlessAValue) {
     EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});
 }
 
-TEST(SessionPathResolution, LongestRunThatOpensWins) {
+TEST(SessionPathResolution, LongestRunThatOpensWinsAndFurtherSessionsFollow) {
     const std::string folder = makeTempFolder("resolve");
     touch(folder + "/My Song.ptx");
     touch(folder + "/b c");
@@ -153,6 +160,13 @@ TEST(SessionPathResolution, LongestRunThatOpensWins) {
     ASSERT_EQ(chdir(previous), 0);
     EXPECT_EQ(chosen, "b c");
     EXPECT_EQ(alone, "a");
+
+    // Arguments outside that run that open are further sessions, in their order.
+    const SessionPaths paths = resolveSessionPaths({folder + "/a", "zz", folder + "/My", "Song.ptx", folder + "/b c"});
+    EXPECT_EQ(paths.first, folder + "/My Song.ptx");
+    EXPECT_TRUE(paths.firstJoined);
+    EXPECT_EQ(paths.further, (std::vector<std::string>{folder + "/a", folder + "/b c"}));
+    EXPECT_FALSE(resolveSessionPaths({folder + "/My Song.ptx"}).firstJoined);
 }
 
 TEST(SessionPathResolution, FolderOf) {

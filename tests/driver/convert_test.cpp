@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "cli/console.h"
+#include "session/real_sessions.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
 #include "support/session_builder.h"
@@ -13,11 +17,9 @@ namespace {
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-const std::string kSessions = std::string(TRELLUM_SHARED_DIR) + "/sessions";
-
 // A copy of a real session in a fresh folder, so that projects land beside it.
 std::string copyRealSession(const std::string& name, const std::string& folder) {
-    const std::string from = kSessions + "/" + name;
+    const std::string from = realSessionFolder() + "/" + name;
     const std::string to = folder + "/" + name;
     std::filesystem::copy_file(from, to);
     return to;
@@ -50,12 +52,32 @@ TEST(ConvertRefusals, EachRefusalInItsWords) {
     const std::string missing = folder + "/No Such.ptx";
     run = runConvert(optionsFor(missing));
     EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.console, "\n  No such file:\n    " + missing +
-                               "\n\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n");
+    EXPECT_EQ(run.console, "\n  No such file:\n    " + missing + "\n");
+    ConvertOptions unquoted = optionsFor(missing);
+    unquoted.sessionPathJoined = true;
+    EXPECT_EQ(runConvert(unquoted).console, "\n  No such file:\n    " + missing +
+                                                "\n\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n");
     run = runConvert(optionsFor(missing), true);
     EXPECT_EQ(run.progress, std::vector<std::string>{"0/6 reading"});
     EXPECT_TRUE(contains(run.console, "Not converted: the session file was not found."));
     EXPECT_FALSE(contains(run.console, "put it in quotes"));
+
+    // There, but no session file: a folder, and a file that does not open (a socket; unreadable for all).
+    std::filesystem::create_directory(folder + "/x.ptx");
+    EXPECT_EQ(runConvert(optionsFor(folder + "/x.ptx")).console,
+              "\n  Could not convert: " + folder + "/x.ptx\n  Reason: that is a folder, not a session file. A Pro Tools "
+              "session\n          folder holds the session's .ptx file: name that file.\n");
+    const std::string socketPath = folder + "/socket.ptx";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+    const int socketFile = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(bind(socketFile, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    run = runConvert(optionsFor(socketPath));
+    close(socketFile);
+    EXPECT_EQ(run.code, 1);
+    EXPECT_TRUE(contains(run.console, "\n  Could not read: " + socketPath +
+                                          "\n  Reason: the file is there, but it does not open: No such device")) << run.console;
 
     // Older sessions by name, whatever they hold, and by their first bytes.
     const std::string byName = folder + "/old.PTF";
@@ -86,7 +108,7 @@ TEST(ConvertRefusals, EachRefusalInItsWords) {
     run = runConvert(optionsFor(junk), true);
     EXPECT_EQ(run.code, 1);
     EXPECT_TRUE(contains(run.console, "\n  Could not read: " + junk + "\n  Reason: that session could not be decrypted - "
-                                                                     "is this really a Pro Tools session file?.  (code -1)\n"));
+                                                                     "is this really a Pro Tools session file?  (code -1)\n"));
     EXPECT_TRUE(contains(run.console, "  Decryption: FAILED\n"));
     EXPECT_TRUE(contains(run.console, "varnoak will offer to send this as a problem report."));
     EXPECT_EQ(problemKind(), "unreadable");
@@ -130,6 +152,7 @@ TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
     const std::string project = readFileText(folder + "/song.rpp");
     EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u);
     EXPECT_EQ(project.substr(project.size() - 2), ">\n");
+    EXPECT_FALSE(contains(first.console, "Media folder")) << "no clip, no FILE line";
 
     // The same again: the first project stays, the second gets a number.
     writeFileText(folder + "/song.rpp", "keep me");
@@ -167,11 +190,37 @@ TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
     nowhere.outputPath = folder + "/no/such/folder/out.rpp";
     CapturedRun failed = runConvert(nowhere);
     EXPECT_EQ(failed.code, 1);
-    EXPECT_TRUE(contains(failed.console, "\nCould not write " + folder + "/no/such/folder/out.rpp\n"));
+    EXPECT_TRUE(contains(failed.console, "\nCould not write " + folder +
+                                             "/no/such/folder/out.rpp\n  Reason: No such file or directory.\n"));
+
+    // The session itself, by name, through "..", through a link, or under a session's extension: refused,
+    // --overwrite or not, and nothing in the folder changes.
+    const std::string sessionBytes = readFileText(session);
+    std::filesystem::create_symlink(session, folder + "/link.rpp");
+    const auto count = [&] { return std::distance(std::filesystem::directory_iterator(folder), {}); };
+    const auto before = count();
+    const std::string base = std::filesystem::path(folder).filename().string();
+    const std::string over = "over the session file itself:\n    ", named = "under a Pro Tools session's name:\n    ";
+    const std::pair<std::string, std::string> outputs[] = {{session, over}, {folder + "/../" + base + "/song.ptx", over},
+        {folder + "/link.rpp", over}, {folder + "/other.PTX", named}, {folder + "/song (1).ptf", named}};
+    for (const auto& [output, reason] : outputs) {
+        for (bool overwrite : {false, true}) {
+            ConvertOptions onto = optionsFor(session);
+            onto.outputPath = output;
+            onto.overwrite = overwrite;
+            CapturedRun refused = runConvert(onto);
+            EXPECT_EQ(refused.code, 1) << output;
+            EXPECT_TRUE(contains(refused.console, "\n  Could not convert: " + session +
+                                                      "\n  Reason: the project would be written " + reason + output))
+                << refused.console;
+        }
+    }
+    EXPECT_EQ(readFileText(session), sessionBytes);
+    EXPECT_EQ(count(), before);
 }
 
 TEST(ConvertOutput, TwoRunsInOneProcessGiveTheSameBytes) {
-    if (!std::filesystem::is_directory(kSessions)) GTEST_SKIP() << "no real sessions beside the repository";
+    if (!fileExists(realSessionFolder() + "/TestPTX.ptx")) GTEST_SKIP() << "no real sessions beside the repository";
     const std::string folder = makeTempFolder("twice");
     const std::string session = copyRealSession("TestPTX.ptx", folder);
     ConvertOptions options = optionsFor(session);

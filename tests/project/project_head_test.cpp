@@ -5,6 +5,7 @@
 #include "driver/run_state.h"
 #include "project/project_head.h"
 #include "project/text.h"
+#include "session/real_sessions.h"
 #include "session/tempo.h"
 
 namespace {
@@ -139,7 +140,7 @@ TEST(ProjectHead, TempoRampsFoldOnlyWhenTheBeatsComeOutEven) {
 }
 
 TEST(ProjectHead, RealSessionsTempoAndMarkers) {
-    const std::string folder = std::string(TRELLUM_SHARED_DIR) + "/sessions";
+    const std::string folder = realSessionFolder();
     if (!std::ifstream(folder + "/TempoTimeKeySig.ptx")) GTEST_SKIP() << "no real sessions";
     auto head = [&](const std::string& name) {
         RunState state;

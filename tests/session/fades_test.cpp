@@ -13,8 +13,8 @@ namespace {
 // A fade block: five unread bytes, the widths at +14, two unread, the values, then q on.
 void fade(ImageBuilder& b, uint8_t widths, std::vector<uint8_t> values, std::vector<uint8_t> fromQ) {
     std::vector<uint8_t> body = {0, 0, 0, 0, 0, widths, 0, 0};
-    body.insert(body.end(), values.begin(), values.end());
-    body.insert(body.end(), fromQ.begin(), fromQ.end());
+    for (uint8_t value : values) body.push_back(value);
+    for (uint8_t value : fromQ) body.push_back(value);
     b.block(0x262F, body, 2);
 }
 

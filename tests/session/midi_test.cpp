@@ -312,7 +312,7 @@ TEST(MidiChunks, OutputRowsOfTheFirstList) {
     // A name block's body: two bytes, the name, then the channel less 1.
     auto nameBody = [](const std::string& name, uint8_t channel) {
         std::vector<uint8_t> body{0, 0, uint8_t(name.size()), 0, 0, 0};
-        body.insert(body.end(), name.begin(), name.end());
+        for (char c : name) body.push_back(uint8_t(c));
         body.push_back(channel);
         return body;
     };

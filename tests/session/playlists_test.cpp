@@ -4,6 +4,7 @@
 
 #include "session/playlists.h"
 #include "session/ptx_file.h"
+#include "session/real_sessions.h"
 #include "support/image_builder.h"
 
 namespace {
@@ -197,7 +198,7 @@ TEST(PlaylistRows, ReadOnlyWhatTheImageHolds) {
 }
 
 TEST(PlaylistRows, RealSessionsHoldTheirTimebaseAndPlacementState) {
-    const std::string folder = std::string(TRELLUM_SHARED_DIR) + "/sessions";
+    const std::string folder = realSessionFolder();
     if (!std::ifstream(folder + "/TempoTimeKeySig.ptx")) GTEST_SKIP() << "no real sessions";
     SessionFile tempo;
     ASSERT_EQ(loadSession(tempo, folder + "/TempoTimeKeySig.ptx", 44100), 0);

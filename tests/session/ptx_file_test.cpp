@@ -268,7 +268,7 @@ TEST(SessionFiles, OlderPtfLoadsAsVersion8) {
     // The .ptf beside the sessions uses cipher kind 1 and the older version block.
     // The layer reads it; refusing older formats is the driver's business.
     const std::vector<std::string> paths = filesEnding(realSessionFolder(), ".ptf");
-    if (paths.empty()) GTEST_SKIP() << "no .ptf";
+    if (paths.empty()) GTEST_SKIP() << "no real .ptf sessions";
     SessionFile file;
     ASSERT_EQ(loadSession(file, paths[0], 48000), 0);
     EXPECT_EQ(file.versionByte, 8);

@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 
 std::string realSessionFolder() {
-    const std::string folder = TRELLUM_SHARED_DIR "/sessions";
+    const char* chosen = std::getenv("TRELLUM_SESSIONS");
+    const std::string folder = chosen && *chosen ? chosen : TRELLUM_SHARED_DIR "/sessions";
     struct stat info {};
     return stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) ? folder : std::string();
 }

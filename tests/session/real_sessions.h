@@ -17,7 +17,9 @@ struct SessionFacts {
     std::vector<FactsFile> files;
 };
 
-// The folder of real sessions, "" when it is absent.
+// The folder of real sessions: the one TRELLUM_SESSIONS names, else
+// ../shared/sessions; "" when it is absent. Tests that need it skip with a
+// reason that starts "no real sessions", which ctest counts in its last line.
 std::string realSessionFolder();
 // Paths of the files in folder ending in extension, sorted.
 std::vector<std::string> filesEnding(const std::string& folder, const std::string& extension);

@@ -8,6 +8,7 @@
 
 #include "cli/console.h"
 #include "session/ptx_file.h"
+#include "session/real_sessions.h"
 #include "session/session_info.h"
 #include "support/image_builder.h"
 
@@ -256,8 +257,8 @@ TEST(SessionInfo, ConsoleNotes) {
 
 TEST(SessionInfo, RealSessions) {
     namespace fs = std::filesystem;
-    const fs::path folder = fs::path(TRELLUM_SHARED_DIR) / "sessions";
-    if (!fs::is_directory(folder)) GTEST_SKIP() << "no shared sessions";
+    const fs::path folder = realSessionFolder();
+    if (folder.empty()) GTEST_SKIP() << "no real sessions";
     int seen = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         if (entry.path().extension() != ".ptx") continue;

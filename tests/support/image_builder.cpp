@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <fstream>
 
 #include "session/ptx_file.h"
@@ -184,12 +186,29 @@ void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestA
     builder.block(0x2096, std::vector<uint8_t>(namesWidth, 0));
 }
 
+namespace {
+
+// The folders made for this process, removed with everything in them when it ends.
+struct MadeFolders {
+    std::vector<std::string> paths;
+    ~MadeFolders() {
+        std::error_code error;
+        for (const std::string& path : paths) std::filesystem::remove_all(path, error);
+    }
+};
+
+}  // namespace
+
 std::string makeTempFolder(const std::string& hint) {
-    std::string pattern = "/tmp/trellum-";
+    static MadeFolders made;
+    std::error_code error;
+    std::string pattern = std::filesystem::temp_directory_path(error).string() + "/trellum-";
+    if (error) pattern = "/tmp/trellum-";
     for (char c : hint) pattern += (c == '/' || c == '\0') ? '_' : c;
     pattern += "-XXXXXX";
     std::vector<char> path(pattern.begin(), pattern.end());
     path.push_back('\0');
     if (mkdtemp(path.data()) == nullptr) return {};
-    return std::string(path.data());
+    made.paths.push_back(path.data());
+    return made.paths.back();
 }

@@ -60,5 +60,6 @@ struct TestAudioFile {
 };
 void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestAudioFile>& files = {});
 
-// A fresh temporary folder for one test, removed by nobody (the system's /tmp).
+// A fresh folder in the system's temporary folder (TMPDIR), removed with its
+// contents when the test process ends.
 std::string makeTempFolder(const std::string& hint);
