@@ -48,6 +48,11 @@ void readTrackTables(RunState& state) {
     model.inactiveNames = readInactiveNames(image);
     model.voiceOffNames = readVoiceOffNames(image, model.tracks.rows);
     model.masterName = readMasterName(image);
+    model.groupRecords = readGroupRecords(image);
+    model.vcaLevels = readVcaLevels(image, model.tracks.rows);
+    model.folderTree = readFolderTree(image);
+    model.trackColourValues = readTrackColourValues(image, model.trackListRows);
+    model.trackSchemeFacts = readTrackSchemeFacts(image, model.tracks.rows);
     model.paths = readPaths(image);
     model.busNames.clear();
     for (const BusRecord& path : model.paths) {
@@ -63,6 +68,7 @@ void readMidiTables(RunState& state) {
     model.midiControls = readMidiTrackControls(image, model.tracks.rows);
     model.midiRealTime = readMidiRealTime(image, model.tracks.rows);
     model.midiTrackStates = readMidiTrackStates(image, model.tracks.rows);
+    model.midiOutputs = readMidiOutputs(image);
 }
 
 // --dump-cc: the controller streams of each chunk, by stream.

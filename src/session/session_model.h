@@ -10,6 +10,8 @@
 #include "session/clips.h"
 #include "session/fades.h"
 #include "session/file_folders.h"
+#include "session/folders.h"
+#include "session/groups.h"
 #include "session/locations.h"
 #include "session/loops.h"
 #include "session/meters.h"
@@ -60,6 +62,13 @@ struct SessionModel {
     std::map<std::string, MidiTrackControls> midiControls;
     std::map<std::string, MidiRealTime> midiRealTime;
     std::map<std::string, MidiTrackState> midiTrackStates;
+    std::vector<MidiOutputRow> midiOutputs;
+
+    std::vector<GroupRecord> groupRecords;
+    std::map<size_t, int32_t> vcaLevels;  // VCA master row position: its level in tenths of a dB
+    FolderTree folderTree;
+    std::vector<TrackColourValue> trackColourValues;
+    std::vector<TrackSchemeFacts> trackSchemeFacts;  // one per track row
 };
 
 // The unique track names of the audio placements, in file order.
