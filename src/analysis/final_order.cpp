@@ -21,9 +21,11 @@ bool startsWith(const std::string& text, const std::string& start) {
 // to strips yet: every row stays.
 bool leftOutAsClick(const SessionTrack&, const ConvertOptions&) { return false; }
 
-// A VCA master gets a track only when it leads a VCA group; groups are not read
-// yet, so none does.
-bool leadsVca(const std::string&) { return false; }
+// A VCA master gets a track only when it leads a VCA group.
+bool leadsVca(const AnalysisModel& analysis, const std::string& name) {
+    auto bits = analysis.groups.bits.find(name);
+    return bits != analysis.groups.bits.end() && bits->second.vcaLead != 0;
+}
 
 // Tracks by key, handed out in list order, each once.
 class KeyedTracks {
@@ -106,7 +108,7 @@ void walkRows(const SessionModel& model, const ConvertOptions& options, Ordering
             continue;
         }
         if (row.kind == kVcaRow) {
-            if (leadsVca(current)) order.ordered.push_back(emptyTrack(current));
+            if (leadsVca(analysis, current)) order.ordered.push_back(emptyTrack(current));
             continue;
         }
         if (leftOutAsClick(row, options)) continue;

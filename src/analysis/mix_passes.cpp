@@ -8,6 +8,3 @@ void bindPluginsToStrips(const SessionModel&, const ConvertOptions&, BindingWork
 
 // Will list the strips that are neither mono nor stereo, for the console.
 void listUnknownWidths(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
-
-// Will apply mix and VCA groups and the track colour schemes.
-void applyGroupsAndColours(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
