@@ -246,7 +246,7 @@ void colourTracks(const SessionModel& model, ColourTables& colours) {
         if (onTrackPalette(value.value)) {
             colours.explicitTrackColour[value.name] = value.value;
         } else {
-            ++colours.offPalette;
+            colours.offPalette.insert(value.name);
         }
     }
     const int coding = model.info.trackColorCoding;

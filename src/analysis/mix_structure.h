@@ -40,7 +40,7 @@ struct ColourTables {
     std::map<std::string, int32_t> explicitTrackColour;  // palette index a track stores
     std::map<std::string, int32_t> schemeTrackColour;    // palette index the display scheme gives
     std::map<std::string, uint32_t> displayRows;         // stored display row above 0, by track name
-    int offPalette = 0;          // stored values that are not on the track palette
+    std::set<std::string> offPalette;  // tracks storing a value that is not on the track palette
     int groupsWithoutSlot = 0;
     int withoutDisplayRow = 0;
     int pastRow26 = 0;

@@ -69,6 +69,8 @@ TrackColourChoice trackColourChoice(const RunState& state, const std::string& na
     if (const int32_t* index = findByBoth(colours.explicitTrackColour, name, matchKey)) {
         choice.colour = paletteColour(*index).colour;
         choice.source = TrackColourSource::carried;
+    } else if (colours.offPalette.count(name) || colours.offPalette.count(matchKey)) {
+        choice.source = TrackColourSource::offPalette;  // told by its own note
     } else if (const int32_t* scheme = findByBoth(colours.schemeTrackColour, name, matchKey)) {
         choice.colour = paletteColour(*scheme).colour;
         choice.source = TrackColourSource::scheme;

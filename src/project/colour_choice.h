@@ -31,7 +31,7 @@ struct ColourCounts {
     int midiLightBlue = 0;
 };
 
-enum class TrackColourSource { none, carried, scheme, fallback };
+enum class TrackColourSource { none, carried, offPalette, scheme, fallback };
 
 struct TrackColourChoice {
     std::optional<uint32_t> colour;

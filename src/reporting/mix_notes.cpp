@@ -188,12 +188,12 @@ void sayTrackColourNotes(const RunState& state) {
             "      own default rather than a color this tool guessed.\n",
             counts.tracksDefault);
     }
-    if (state.analysis.colours.offPalette > 0) {
+    if (!state.analysis.colours.offPalette.empty()) {
         say("  NOTE: %d track record(s) held a value where the color belongs\n"
             "      that is not on Pro Tools' track palette. Those tracks keep\n"
             "      REAPER's default rather than being given a color the\n"
             "      session may not contain. Please send the session in.\n",
-            state.analysis.colours.offPalette);
+            static_cast<int>(state.analysis.colours.offPalette.size()));
     }
 }
 
