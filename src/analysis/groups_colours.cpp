@@ -253,8 +253,8 @@ void colourTracks(const SessionModel& model, ColourTables& colours) {
     if (coding == kTrackType) {
         const std::vector<SessionTrack>& rows = model.tracks.rows;
         for (size_t i = 0; i < rows.size(); ++i) {
-            const TrackSchemeFacts facts = i < model.trackSchemeFacts.size() ? model.trackSchemeFacts[i] : TrackSchemeFacts();
-            const int32_t index = trackTypeIndex(rows[i], facts);
+            const bool hasFacts = i < model.trackSchemeFacts.size();
+            const int32_t index = trackTypeIndex(rows[i], hasFacts ? model.trackSchemeFacts[i] : TrackSchemeFacts());
             if (index > 0) storeScheme(colours, rows[i], index, false);
         }
     } else if (coding == kGroups) {

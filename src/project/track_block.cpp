@@ -258,7 +258,8 @@ void writeTrack(ProjectWriter& writer, size_t i) {
 
     text.open("TRACK").guid(headSeed);
     text.statement("NAME").name(track.name);
-    text.statement("PEAKCOL").colour(peakColourOf(writer.state, track.name, track.matchKey, first && !track.matchKey.empty()));
+    const bool countColour = first && !track.matchKey.empty();
+    text.statement("PEAKCOL").colour(peakColourOf(writer.state, track.name, track.matchKey, countColour));
     int beat = timebaseOf(state, track.name, track.matchKey);
     if (track.isMidi) beat = isSampleBasedMidi(state, key) ? 0 : 1;
     text.statement("BEAT").num(beat);

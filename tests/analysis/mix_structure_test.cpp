@@ -218,7 +218,9 @@ BuiltSession colouredSession() {
     s.files = {{"a.wav", 48000}};
     s.clips = {{"a", 0, 0, 4800}};
     BuiltPlaylist own{"", false, {}};
-    for (int16_t colour : {27, 2, 24, 49}) own.placements.push_back({0, uint64_t(own.placements.size()) * 9600, false, true, 0, false, colour});
+    for (int16_t colour : {27, 2, 24, 49}) {
+        own.placements.push_back({0, own.placements.size() * 9600, false, true, 0, false, colour});
+    }
     s.tracks = {track("Own"), track("Off"), track("Row")};
     s.tracks[0].playlists = {own};
     s.tracks[0].colour = 27;
