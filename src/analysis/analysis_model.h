@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "analysis/mix_structure.h"
 #include "session/automation.h"
 #include "session/clips.h"
 
@@ -235,6 +236,9 @@ struct AnalysisModel {
     ClipCounts clipCounts;
     MidiCounts midiCounts;
     RoutingTables routing;
+    GroupTables groups;
+    ColourTables colours;
+    FolderTables folders;
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

@@ -17,9 +17,11 @@ bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
-// A VCA master gets a track only when it leads a VCA group; groups are not read
-// yet, so none does.
-bool leadsVca(const std::string&) { return false; }
+// A VCA master gets a track only when it leads a VCA group.
+bool leadsVca(const AnalysisModel& analysis, const std::string& name) {
+    auto bits = analysis.groups.bits.find(name);
+    return bits != analysis.groups.bits.end() && bits->second.vcaLead != 0;
+}
 
 // Tracks by key, handed out in list order, each once.
 class KeyedTracks {
@@ -102,7 +104,7 @@ void walkRows(const SessionModel& model, Ordering& order,
             continue;
         }
         if (row.kind == kVcaRow) {
-            if (leadsVca(current)) order.ordered.push_back(emptyTrack(current));
+            if (leadsVca(analysis, current)) order.ordered.push_back(emptyTrack(current));
             continue;
         }
         // The Click rule of --no-click is applied with the routing rules, to the ordered tracks.

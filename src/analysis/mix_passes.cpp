@@ -19,6 +19,3 @@ void listUnknownWidths(const SessionModel& model, const ConvertOptions&, Binding
         if (!known) analysis.unknownWidthStrips.push_back({strip.name, slots});
     }
 }
-
-// Will apply mix and VCA groups and the track colour schemes.
-void applyGroupsAndColours(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}

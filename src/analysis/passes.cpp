@@ -32,6 +32,8 @@ constexpr AnalysisPass kPasses[] = {
     orderTracks,            // 21
     skipHiddenAndInactive,  // 22
     buildRoutingGraph,      // 23
+    borrowLaneColours,      // 23
+    drawFolders,            // 23
 };
 
 }  // namespace

@@ -65,3 +65,7 @@ void orderTracks(const SessionModel&, const ConvertOptions&, BindingWork&, Analy
 void skipHiddenAndInactive(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
 // 23. The routing graph: sends, outputs into auxes, return tracks, master sends.
 void buildRoutingGraph(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
+// 23. Clips on alternate lanes take the colour of their recording.
+void borrowLaneColours(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);
+// 23. Routing and Basic folders as REAPER folder depths.
+void drawFolders(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&);

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "analysis/folders.h"
 #include "analysis/passes.h"
 #include "cli/console.h"
 
@@ -589,6 +590,8 @@ void skipHiddenAndInactive(const SessionModel& model, const ConvertOptions& opti
     const std::vector<std::string> owners = ownerNames(model);
     const BusResolver buses(model, owners);
     buildNeeds(model, owners, buses, analysis.routing);
+    addFolderNeeds(model, analysis.routing.needs);
+    const std::set<std::string> unmarkedFolders = foldersKeptWithoutTable(model);
 
     std::vector<OutputTrack>& tracks = analysis.outputTracks;
     std::vector<int> mark(tracks.size(), 0);
@@ -600,6 +603,7 @@ void skipHiddenAndInactive(const SessionModel& model, const ConvertOptions& opti
             mark[i] |= 1;
         }
         if (options.skipInactiveTracks && tracks[i].inactive) mark[i] |= 2;
+        if (unmarkedFolders.count(tracks[i].matchKey)) mark[i] = 0;
         anyMarked = anyMarked || mark[i] != 0;
     }
     if (!anyMarked) return;

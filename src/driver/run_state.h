@@ -8,6 +8,7 @@
 
 #include "analysis/analysis_model.h"
 #include "driver/convert.h"
+#include "project/colour_choice.h"
 #include "project/media.h"
 #include "project/project_head.h"
 #include "session/blocks.h"
@@ -56,6 +57,7 @@ struct RunCounters {
     int voiceOffTracks = 0;
     bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
+    ColourCounts colours;
 };
 
 struct RunState {

@@ -54,6 +54,11 @@ void readTrackTables(RunState& state) {
     model.inactiveNames = readInactiveNames(image);
     model.voiceOffNames = readVoiceOffNames(image, model.tracks.rows);
     model.masterName = readMasterName(image);
+    model.groupRecords = readGroupRecords(image);
+    model.vcaLevels = readVcaLevels(image, model.tracks.rows);
+    model.folderTree = readFolderTree(image);
+    model.trackColourValues = readTrackColourValues(image, model.trackListRows);
+    model.trackSchemeFacts = readTrackSchemeFacts(image, model.tracks.rows);
     model.paths = readPaths(image);
     model.busNames.clear();
     for (const BusRecord& path : model.paths) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "driver/run_state.h"
+#include "project/colour_choice.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "project/text.h"
@@ -93,9 +94,8 @@ void writeAudioItem(ProjectWriter& writer, const OutputTrack& track, const Audio
     text.statement("MUTE").num(clip.muted ? 1 : 0).num(0);
     if (clip.locked) text.statement("LOCK").num(1);
     text.statement("SOFFS").seconds(clip.sourceOffset);
-    if (!state.options.noClipColors) {
-        if (std::optional<uint32_t> colour = clipColourOf(state, clip)) text.statement("COLOR").colour(*colour).word("R");
-    }
+    const std::optional<uint32_t> colour = audioClipColour(state, track, clip.colour);
+    if (colour && !state.options.noClipColors) text.statement("COLOR").colour(*colour).word("R");
     if (laneCount > 1) {
         text.statement("YPOS").coarse(double(laneIndex) / laneCount).coarse(1.0 / laneCount).num(2);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "driver/run_state.h"
+#include "project/colour_choice.h"
 #include "project/project_writer.h"
 #include "project/text.h"
 #include "project/track_tables.h"
@@ -132,6 +133,8 @@ void writeMidiItemsOf(ProjectWriter& writer, const OutputTrack& track) {
         text.statement("ALLTAKES").num(0);
         text.statement("FADEIN").num(1).num(0).num(0).num(1).num(0).num(0).num(0);
         text.statement("FADEOUT").num(1).num(0).num(0).num(1).num(0).num(0).num(0);
+        const std::optional<uint32_t> colour = midiClipColour(state, item.colour);
+        if (colour && !state.options.noClipColors) text.statement("COLOR").colour(*colour).word("R");
         text.statement("MUTE").num(item.muted ? 1 : 0).num(0);
         if (item.locked) text.statement("LOCK").num(1);
         text.statement("NAME").name(item.name);

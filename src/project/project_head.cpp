@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "analysis/palette.h"
 #include "driver/run_state.h"
 #include "project/envelopes.h"
 #include "project/text.h"
@@ -203,9 +204,8 @@ void placeMeterChange(std::vector<TempoPoint>& points, double time, double bpm, 
 
 // ---- the seams later work fills ----
 
-// The project colour of a palette slot comes with the palette; until then a
-// marker's palette index gives REAPER's default.
-uint32_t markerPaletteColour(const RunState&, int32_t) { return 0; }
+// The project colour of a marker's palette slot.
+uint32_t markerPaletteColour(const RunState&, int32_t index) { return paletteColour(index).colour; }
 
 // The master strip's automation lanes and their envelopes come with the lane
 // reader; until then the master has none.
@@ -231,6 +231,8 @@ void writeMasterChain(const RunState&, ProjectText& text) {
 
 // ---- the parts of the head ----
 
+}  // namespace
+
 // A comment's lines for the notes: LF ends a line, other control bytes but
 // tab go, tab becomes a blank, a lone ">" is shifted off the block's end
 // mark; empty lines at the end go too.
@@ -251,6 +253,8 @@ std::vector<std::string> commentLines(const std::string& comment) {
     }
     return lines;
 }
+
+namespace {
 
 void writeNotes(const RunState& state, ProjectText& text) {
     if (state.options.commentsMode != 1) return;

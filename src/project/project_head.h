@@ -50,6 +50,10 @@ MeterChanges meterChanges(const std::vector<MeterEvent>& meters);
 std::vector<TempoPoint> tempoEnvelope(const SessionModel& model, bool tempoRamps, double sampleRate,
                                       TempoRampFigures& figures);
 
+// A track comment's lines for a notes block: LF ends a line, other control
+// bytes but tab go, tab becomes a blank, a lone ">" becomes " >".
+std::vector<std::string> commentLines(const std::string& comment);
+
 // A marker's project colour (0x01BBGGRR, 0 for REAPER's default) from its
 // stored fields; paletteColour is what the palette gives its index (0 for
 // none). unmapped is set for a colour number this build cannot map.

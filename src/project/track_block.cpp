@@ -7,8 +7,10 @@
 #include "cli/console.h"
 #include "driver/run_state.h"
 #include "project/audio_items.h"
+#include "project/colour_choice.h"
 #include "project/envelopes.h"
 #include "project/midi_items.h"
+#include "project/project_head.h"
 #include "project/project_writer.h"
 #include "project/routing_lines.h"
 #include "project/text.h"
@@ -31,9 +33,11 @@ bool firstOfKey(const std::vector<OutputTrack>& tracks, size_t i) {
     return true;
 }
 
-uint32_t peakColourOf(const RunState& state, const std::string& name, const std::string& matchKey) {
-    if (state.options.noTrackColors) return kDefaultPeakColour;
-    return trackColourOf(state, name, matchKey).value_or(kDefaultPeakColour);
+// The track's colour; counted once per key for the notes.
+uint32_t peakColourOf(RunState& state, const std::string& name, const std::string& matchKey, bool counted) {
+    const TrackColourChoice choice = trackColourChoice(state, name, matchKey);
+    if (counted) countTrackColour(state.counters.colours, choice);
+    return choice.colour.value_or(kDefaultPeakColour);
 }
 
 // Pro Tools' stored mode to REAPER's; with no usable mode, Read for an automated strip.
@@ -146,12 +150,33 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
     return plan;
 }
 
-// The chain, freeze and comment writers are not built yet: a track has none of
-// these parts.
+// The chain and freeze writers are not built yet: a track has none of these
+// parts.
 void writeTrackChain(ProjectWriter&, size_t, int) {}
 void writeFreeze(ProjectWriter&, size_t) {}
-void writeCommentItem(ProjectWriter&, const std::string&, uint32_t) {}
 void writeReturnChain(ProjectWriter&, const std::string&) {}
+
+// The track's Pro Tools comment as the notes of an empty item at its start.
+void writeCommentItem(ProjectWriter& writer, const std::string& name, const std::string& matchKey, uint32_t headSeed) {
+    const std::vector<std::string> lines = commentLines(trackCommentOf(writer.state, name, matchKey));
+    if (lines.empty()) return;
+    ProjectText& text = writer.text;
+    text.open("ITEM");
+    text.statement("POSITION").num(0);
+    text.statement("SNAPOFFS").num(0);
+    text.statement("LENGTH").num(2);
+    text.statement("LOOP").num(0);
+    text.statement("ALLTAKES").num(0);
+    text.statement("FADEIN").num(1).num(0).num(0).num(1).num(0).num(0).num(0);
+    text.statement("FADEOUT").num(1).num(0).num(0).num(1).num(0).num(0).num(0);
+    text.statement("MUTE").num(0).num(0);
+    text.statement("IGUID").guid(headSeed + 0x7C000000u);
+    text.statement("NAME").name("Pro Tools comment");
+    text.open("NOTES");
+    for (const std::string& line : lines) text.rawLine("|" + line);
+    text.close();
+    text.close();
+}
 
 struct MixForm {
     double volume = 1;
@@ -247,7 +272,8 @@ void writeTrack(ProjectWriter& writer, size_t i) {
 
     text.open("TRACK").guid(headSeed);
     text.statement("NAME").name(track.name);
-    text.statement("PEAKCOL").colour(peakColourOf(state, track.name, track.matchKey));
+    const bool countColour = first && !track.matchKey.empty();
+    text.statement("PEAKCOL").colour(peakColourOf(writer.state, track.name, track.matchKey, countColour));
     int beat = timebaseOf(state, track.name, track.matchKey);
     if (track.isMidi) beat = isSampleBasedMidi(state, key) ? 0 : 1;
     text.statement("BEAT").num(beat);
@@ -341,7 +367,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     }
     writeMidiItemsOf(writer, track);
     writeFreeze(writer, i);
-    if (state.options.commentsMode == 0) writeCommentItem(writer, track.name, headSeed);
+    if (state.options.commentsMode == 0 && first) writeCommentItem(writer, track.name, track.matchKey, headSeed);
     text.close();
 }
 
@@ -355,7 +381,7 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
 
     text.open("TRACK").guid(headSeed);
     text.statement("NAME").name(busName);
-    text.statement("PEAKCOL").colour(peakColourOf(state, busName, std::string()));
+    text.statement("PEAKCOL").colour(peakColourOf(writer.state, busName, std::string(), true));
     text.statement("BEAT").num(-1);
     const int autoMode = automationModeOf(view, strip, shape, false);
     text.statement("AUTOMODE").num(autoMode);
@@ -394,6 +420,6 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     writeReturnChain(writer, busName);
     writeSendsInto(writer, busName, -1);
     writeReturnEnvelopes(writer, busName, autoMode, !(view && view->automationMode == 0));
-    if (state.options.commentsMode == 0) writeCommentItem(writer, busName, headSeed);
+    if (state.options.commentsMode == 0) writeCommentItem(writer, busName, std::string(), headSeed);
     text.close();
 }

@@ -1,6 +1,7 @@
 #include "project/track_tables.h"
 
 #include "driver/run_state.h"
+#include "project/colour_choice.h"
 
 namespace {
 
@@ -91,9 +92,23 @@ bool hasUnknownWidth(const RunState& state, const StripRow& strip) {
     return false;
 }
 
+std::string trackCommentOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    const std::vector<SessionTrack>& rows = state.model.tracks.rows;
+    const std::vector<TrackAttributes>& attributes = state.model.attributes;
+    for (const std::string* wanted : {&name, &matchKey}) {
+        if (wanted->empty()) continue;
+        for (size_t r = 0; r < rows.size() && r < attributes.size(); ++r) {
+            if (effectiveName(rows[r]) == *wanted) return attributes[r].comment;
+        }
+    }
+    return std::string();
+}
+
 std::optional<SurroundPanner> surroundPannerOf(const RunState&, const std::string&) { return std::nullopt; }
 
-std::optional<uint32_t> trackColourOf(const RunState&, const std::string&, const std::string&) { return std::nullopt; }
+std::optional<uint32_t> trackColourOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    return trackColourChoice(state, name, matchKey).colour;
+}
 
 int timebaseOf(const RunState& state, const std::string& name, const std::string& matchKey) {
     const int* timebase = findByBoth(state.analysis.timebaseOfTrack, name, matchKey);
@@ -110,18 +125,32 @@ std::optional<bool> midiTrackMuteOf(const RunState& state, const std::string& ke
     return found->second.muted != 0;
 }
 
-std::optional<double> vcaLevelDbOf(const RunState&, const std::string&) { return std::nullopt; }
+std::optional<double> vcaLevelDbOf(const RunState& state, const std::string& name) {
+    auto found = state.analysis.groups.vcaLevelDb.find(name);
+    if (found == state.analysis.groups.vcaLevelDb.end()) return std::nullopt;
+    return found->second;
+}
 
 int sideOfOutputOf(const RunState& state, const std::string& matchKey) {
     auto found = state.analysis.routing.sideOfOutput.find(matchKey);
     return found == state.analysis.routing.sideOfOutput.end() ? 0 : found->second;
 }
 
-FolderText folderTextOf(const RunState&, std::size_t) { return FolderText(); }
+FolderText folderTextOf(const RunState& state, std::size_t trackIndex) {
+    const std::vector<FolderWord>& words = state.analysis.folders.words;
+    if (trackIndex >= words.size()) return FolderText();
+    return {words[trackIndex].first, words[trackIndex].second};
+}
 
-bool isRoutingFolder(const RunState&, std::size_t) { return false; }
+bool isRoutingFolder(const RunState& state, std::size_t trackIndex) {
+    return state.analysis.folders.routingFolders.count(trackIndex) > 0;
+}
 
-GroupMasks groupMasksOf(const RunState&, const std::string&, const std::string&) { return GroupMasks(); }
+GroupMasks groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+    const TrackGroupBits* bits = findByBoth(state.analysis.groups.bits, name, matchKey);
+    if (bits == nullptr) return GroupMasks();
+    return {bits->volume, bits->mute, bits->solo, bits->fourth, bits->vcaLead, bits->vcaFollow};
+}
 
 bool noMainSend(const RunState& state, std::size_t trackIndex) {
     return state.analysis.routing.noMainSend.count(static_cast<int>(trackIndex)) > 0;
@@ -169,5 +198,3 @@ bool preFaderUnmuted(const RunState& state, std::size_t trackIndex) {
 }
 
 std::vector<std::string> busesReceivingSends(const RunState& state) { return state.analysis.routing.returnTracks; }
-
-std::optional<uint32_t> clipColourOf(const RunState&, const AudioClip&) { return std::nullopt; }

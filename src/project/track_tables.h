@@ -42,6 +42,8 @@ struct TrackView {
     int32_t trimOn = -1;
 };
 std::optional<TrackView> trackViewOf(const RunState& state, const std::string& name, const std::string& matchKey);
+// The comment of the track's display record, by name, then matchKey; empty for none.
+std::string trackCommentOf(const RunState& state, const std::string& name, const std::string& matchKey);
 
 // Pro Tools plays no automation of a track in mode Off: the envelopes of output
 // track i are then written inactive, on the first track of its key.
@@ -107,5 +109,3 @@ bool preFaderUnmuted(const RunState& state, std::size_t trackIndex);
 
 // Buses that receive sends, in order; those without a track get a return track.
 std::vector<std::string> busesReceivingSends(const RunState& state);
-// The clip's colour in the project, if the colour rules give one.
-std::optional<uint32_t> clipColourOf(const RunState& state, const AudioClip& clip);

@@ -8,6 +8,7 @@
 #include "driver/run_state.h"
 #include "project/media.h"
 #include "reporting/support.h"
+#include "reporting/mix_notes.h"
 
 namespace {
 
@@ -157,7 +158,8 @@ void sayLeftOutNotes(const RunState& state);
 void sayInactiveNotes(const RunCounters& counters);
 
 // Unpaired alternates and folded surround legs, among the track view notes.
-void sayTrackViewNotes(const BindingCounts& c) {
+void sayTrackViewNotes(const RunState& state) {
+    const BindingCounts& c = state.analysis.counts;
     if (c.alternatesWithoutParent > 0) {
         say("  %d alternate playlist(s) could not be matched to a parent track by\n"
             "      name and arrive as their own tracks, MUTED -- Pro Tools plays one\n"
@@ -165,6 +167,7 @@ void sayTrackViewNotes(const BindingCounts& c) {
             "      one in REAPER to audition it.\n",
             c.alternatesWithoutParent);
     }
+    sayCommentNotes(state);
     if (c.foldedSurround > 0) {
         say("  %d surround track(s) folded from their Pro Tools legs into one\n"
             "      multichannel track each, the way a stereo pair is folded: one\n"
@@ -390,7 +393,8 @@ void sayClipNotes(const ClipCounts& clips, const std::vector<OutputTrack>& track
 }
 
 // The first meter, meter changes and repeats, and the memory locations.
-void sayMeterAndMarkerNotes(const ProjectHeadSummary& head) {
+void sayMeterAndMarkerNotes(const RunState& state) {
+    const ProjectHeadSummary& head = state.headSummary;
     if (head.meterMapRead) {
         say("  meter %d/%d, read from the session\n", head.meterNumerator, head.meterDenominator);
     } else {
@@ -429,6 +433,7 @@ void sayMeterAndMarkerNotes(const ProjectHeadSummary& head) {
             "      rather than a point\n",
             head.regionsWritten);
     }
+    sayMarkerColourNotes(state);
     if (head.locationsWithoutTime > 0) {
         say("  %d memory location(s) have time property NONE and were NOT\n"
             "      written. Those store no timeline position at all -- Pro\n"
@@ -437,6 +442,7 @@ void sayMeterAndMarkerNotes(const ProjectHeadSummary& head) {
             "      Tools view state and have no REAPER equivalent.\n",
             head.locationsWithoutTime);
     }
+    sayNoMarkerColourNote(state);
 }
 
 // MIDI tracks' mute state and lanes, among the mixer notes.
@@ -985,20 +991,26 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayAutomationModeNotes(state);
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts, state.analysis.outputTracks);
-    sayMeterAndMarkerNotes(state.headSummary);
+    sayColourSwitchNotes(state);
+    sayTrackColourNotes(state);
+    sayMeterAndMarkerNotes(state);
+    sayColourSchemeNotes(state);
+    sayGroupNotes(state);
     sayPanDepthNote(state.model.info);
     sayMasterFadersNote(state.model);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
     sayMidiToInstrumentNote(state.model);
     sayModeNotes(state.counters);
-    sayTrackViewNotes(state.analysis.counts);
+    sayTrackViewNotes(state);
     saySoloNotes(state.counters);
+    sayFolderNotes(state);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     sayFormatNotes(state);
     sayWideAuxLockAndGridNotes(state);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
+    sayGroupsNotAppliedNotes(state);
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayPositionFaultNotes(state.model.positionFaults);
     sayTimingNotes(state);

@@ -10,6 +10,8 @@
 #include "session/clips.h"
 #include "session/fades.h"
 #include "session/file_folders.h"
+#include "session/folders.h"
+#include "session/groups.h"
 #include "session/locations.h"
 #include "session/loops.h"
 #include "session/meters.h"
@@ -64,6 +66,12 @@ struct SessionModel {
     std::vector<MidiOutputRow> midiOutputs;  // the rows a MIDI track's output index points into
 
     PositionFaults positionFaults;  // stored positions the readers could not take as they stand
+
+    std::vector<GroupRecord> groupRecords;
+    std::map<size_t, int32_t> vcaLevels;  // VCA master row position: its level in tenths of a dB
+    FolderTree folderTree;
+    std::vector<TrackColourValue> trackColourValues;
+    std::vector<TrackSchemeFacts> trackSchemeFacts;  // one per track row
 };
 
 // The unique track names of the audio placements, in file order.

@@ -35,7 +35,7 @@ void trackList(ImageBuilder& b, const BuiltSession& session) {
     for (size_t i = 0; i < session.tracks.size(); ++i) {
         const BuiltTrack& track = session.tracks[i];
         b.openBlock(0x251A);
-        b.u16(0);
+        b.u16(track.rowType);
         b.name(track.name);
         b.u8(static_cast<uint8_t>(track.channels - 1));
         b.zeros(5);
@@ -43,10 +43,74 @@ void trackList(ImageBuilder& b, const BuiltSession& session) {
         b.u64(0x1000 + i);
         b.u32(static_cast<uint32_t>(i + 1));
         b.zeros(22);
-        b.block(0x4420, {0, 0}, 1);
+        // A folder row is L + 72 long, its flag at 68 + L.
+        b.block(0x4420, {static_cast<uint8_t>(track.folder ? 1 : 0), 0}, 1);
+        if (track.folder) b.bytes(std::vector<uint8_t>(9, 1));
         b.closeBlock();
     }
     b.closeBlock();
+}
+
+// The folder tree: each folder row's id and the ids of its members.
+void folderTree(ImageBuilder& b, const BuiltSession& session) {
+    std::vector<size_t> folders;
+    for (size_t i = 0; i < session.tracks.size(); ++i) {
+        if (session.tracks[i].folder) folders.push_back(i);
+    }
+    if (folders.empty()) return;
+    b.openBlock(0x210C);
+    b.u32(static_cast<uint32_t>(folders.size()));
+    for (size_t f : folders) {
+        b.u32(42);
+        b.u64(0x1000 + f);
+        b.u32(static_cast<uint32_t>(session.tracks[f].members.size()));
+        for (size_t m : session.tracks[f].members) {
+            b.u32(42);
+            b.u64(0x1000 + m);
+            b.zeros(5);
+        }
+    }
+    b.closeBlock();
+}
+
+void groupRecords(ImageBuilder& b, const BuiltSession& session) {
+    for (const BuiltGroup& group : session.groups) {
+        for (int copy = 0; copy < group.copies; ++copy) {
+            b.openBlock(0x202A);
+            b.name(group.name);
+            b.bytes({group.type, group.slot, 0, 0, 0, 1, 0});
+            b.u32(static_cast<uint32_t>(group.members.size()));
+            for (uint16_t member : group.members) b.u16(member);
+            b.bytes({0xFE, 0xFF});
+            b.zeros(8);
+            b.u16(group.vcaPosition < 0 ? 0xFFFF : static_cast<uint16_t>(group.vcaPosition));
+            if (!group.attributes.empty()) b.block(0x258E, group.attributes, 3);
+            b.closeBlock();
+        }
+    }
+}
+
+// The colour coding block, its two codes at +36 and +38; one display record
+// per track: its first child, then shown, height, comment, colour, display row.
+void displayRecords(ImageBuilder& b, const BuiltSession& session) {
+    if (session.trackCoding >= 0 || session.clipCoding >= 0) {
+        std::vector<uint8_t> coding(32, 0);
+        coding[27] = static_cast<uint8_t>(session.trackCoding);
+        coding[29] = static_cast<uint8_t>(session.clipCoding);
+        b.block(0x20A2, coding);
+    }
+    if (!session.displayRecords) return;
+    for (const BuiltTrack& track : session.tracks) {
+        b.openBlock(0x2015);
+        b.block(0x2038, std::vector<uint8_t>(10, 0));
+        b.bytes({0, 1, 0, 0, 0, 0, 0, 0});
+        b.name(track.comment);
+        b.zeros(11);
+        b.u16(track.colour);
+        b.zeros(8);
+        b.u32(track.displayRow);
+        b.closeBlock();
+    }
 }
 
 void clipList(ImageBuilder& b, const BuiltSession& session) {
@@ -167,10 +231,16 @@ void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool 
 
 // A track block with its name and its fader row, in a row holder when it routes.
 void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
-    b.openBlock(track.midi ? 0x2620 : 0x261B);
+    b.openBlock(track.midi ? 0x2620 : static_cast<uint16_t>(track.kind));
     b.openBlock(0x2619);
     b.name(track.name);
     b.closeBlock();
+    if (track.kind == 0x261F) {
+        std::vector<uint8_t> level(12, 0);
+        level[0] = static_cast<uint8_t>(track.vcaLevelTenths);
+        level[1] = static_cast<uint8_t>(static_cast<uint16_t>(track.vcaLevelTenths) >> 8);
+        b.block(0x2514, level);
+    }
     b.zeros(24);
     if (track.output.empty()) {
         stripRow(b, track.faderTenths, track.muted, track.panLeft, track.panRight, true);
@@ -335,6 +405,9 @@ ImageBuilder buildSession(const BuiltSession& session) {
     ImageBuilder b;
     addSessionHead(b, session.rate, session.files);
     trackList(b, session);
+    folderTree(b, session);
+    groupRecords(b, session);
+    displayRecords(b, session);
     clipList(b, session);
     playlists(b, session);
     playlistOwners(b, session);

@@ -111,6 +111,28 @@ struct BuiltTrack {
     bool midi = false;
     bool midiInTicks = true;
     std::vector<BuiltMidiClip> midiClips = {};
+    // The track list row: a folder (rowType 11 Basic, else Routing) and its
+    // direct members by track position; the track block's kind.
+    bool folder = false;
+    uint16_t rowType = 0;
+    std::vector<size_t> members = {};
+    uint32_t kind = 0x261B;
+    int16_t vcaLevelTenths = 0;  // a VCA master's level (kind 0x261F)
+    // The display record, written when the session asks for them.
+    uint16_t colour = 0xFFFE;
+    std::string comment = {};
+    uint32_t displayRow = 0;
+};
+
+// A group record; Pro Tools lists a live group twice (Mix and Edit lists).
+struct BuiltGroup {
+    std::string name;
+    uint8_t type = 1;  // 1 Mix, 0 Edit, 2 both
+    uint8_t slot = 1;
+    std::vector<uint16_t> members;  // track positions
+    int32_t vcaPosition = -1;
+    std::vector<uint8_t> attributes = {};  // none: no attribute block
+    int copies = 2;
 };
 
 struct BuiltSession {
@@ -125,6 +147,10 @@ struct BuiltSession {
     // session's tempo. Empty: no tempo block, 120 BPM.
     std::vector<std::pair<int64_t, double>> tempos = {};
     std::vector<BuiltPlaylist> strays = {};  // playlists of a clip group list, stored before the track playlists
+    std::vector<BuiltGroup> groups = {};
+    int32_t trackCoding = -1;  // the colour coding block, when either is 0 or more
+    int32_t clipCoding = -1;
+    bool displayRecords = false;  // one display record per track
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
