@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "melodyne/ara_gate.h"
 #include "session/automation.h"
 #include "session/clips.h"
 
@@ -225,6 +226,7 @@ struct AnalysisModel {
     ClipCounts clipCounts;
     MidiCounts midiCounts;
     RoutingTables routing;
+    AraTables ara;  // Melodyne edit sets: which can be carried, their archives
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "melodyne/ara_sets.h"
 #include "session/automation.h"
 #include "session/clips.h"
 #include "session/fades.h"
@@ -37,6 +38,8 @@ struct SessionModel {
     std::vector<PlaylistRow> playlistRows;
     std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
     std::vector<LoopRecord> loopRecords;
+    std::vector<AraSet> araSets;                  // Melodyne edit sets
+    std::map<std::string, int32_t> araClipSets;   // clip name to its edit set
 
     SessionTrackRows tracks;
     std::vector<TrackAttributes> attributes;
