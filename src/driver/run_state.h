@@ -8,6 +8,7 @@
 
 #include "analysis/analysis_model.h"
 #include "driver/convert.h"
+#include "melodyne/ara_project.h"
 #include "project/media.h"
 #include "project/project_head.h"
 #include "session/blocks.h"
@@ -53,6 +54,7 @@ struct RunCounters {
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
     bool soloTrackWritten = false;
+    AraCounts ara;                   // Melodyne edits carried or not
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent   // the empty soloed track that keeps the rest silent
 };
 

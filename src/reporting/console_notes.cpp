@@ -6,6 +6,7 @@
 
 #include "cli/console.h"
 #include "driver/run_state.h"
+#include "melodyne/ara_project.h"
 #include "project/media.h"
 
 namespace {
@@ -734,6 +735,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayModeNotes(state.counters);
     sayTrackViewNotes(state.analysis.counts);
     saySoloNotes(state.counters);
+    sayMelodyneNotes(state);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
