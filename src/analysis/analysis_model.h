@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "analysis/mix_structure.h"
+#include "melodyne/ara_gate.h"
 #include "session/automation.h"
 #include "session/clips.h"
 
@@ -239,6 +240,7 @@ struct AnalysisModel {
     GroupTables groups;
     ColourTables colours;
     FolderTables folders;
+    AraTables ara;  // Melodyne edit sets: which can be carried, their archives
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

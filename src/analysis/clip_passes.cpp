@@ -7,6 +7,3 @@ void flattenClipGroups(const SessionModel&, const ConvertOptions&, BindingWork&,
 
 // Will give clips their clip gain, clip-group gain and Clip Effects.
 void applyClipGain(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
-
-// Will read the Melodyne (ARA) sets and give clips their set.
-void mergeAraSets(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}

@@ -9,6 +9,7 @@
 #include "analysis/analysis_model.h"
 #include "driver/convert.h"
 #include "project/colour_choice.h"
+#include "melodyne/ara_project.h"
 #include "project/media.h"
 #include "project/project_head.h"
 #include "session/blocks.h"
@@ -58,6 +59,7 @@ struct RunCounters {
     bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;
+    AraCounts ara;                   // Melodyne edits carried or not
 };
 
 struct RunState {

@@ -8,6 +8,7 @@
 #include "cli/console.h"
 #include "project/media.h"
 #include "project/project_writer.h"
+#include "melodyne/ara_sets.h"
 #include "reporting/console_notes.h"
 #include "session/tempo.h"
 
@@ -209,6 +210,8 @@ void clipStage(RunState& state) {
     if (!state.options.noFades) model.fades = readFades(state.image);
     model.loopRecords = readLoopRecords(state.image);
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);
+    model.araSets = readAraSets(state.image);
+    model.araClipSets = readAraClipSets(state.image, model.araSets);
 }
 
 void trackStage(RunState& state) {

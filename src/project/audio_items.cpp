@@ -6,6 +6,7 @@
 
 #include "driver/run_state.h"
 #include "project/colour_choice.h"
+#include "melodyne/ara_project.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "project/text.h"
@@ -42,11 +43,17 @@ void writeClipGainEnvelope(ProjectText& text, const std::vector<std::pair<double
     text.close();
 }
 
-// GUID and ARAMOD of a clip whose Melodyne edits were merged; the ARA merge fills this.
-void writeAraTakeMarks(ProjectWriter&, const AudioClip&) {}
-
-// The take's <TAKEFX block: Clip Effects and the Melodyne slot, when they land.
-void writeTakeEffects(ProjectWriter&, const AudioClip&) {}
+// The take's <TAKEFX block: the Melodyne slot of an edited clip comes first.
+void writeTakeEffects(ProjectWriter& writer, const AudioClip& clip) {
+    if (!araCarried(writer.state, clip)) return;
+    ProjectText& text = writer.text;
+    text.open("TAKEFX");
+    text.statement("SHOW").num(0);
+    text.statement("LASTSEL").num(0);
+    text.statement("DOCKED").num(0);
+    writeMelodyneSlot(text, writer.takeIndex);
+    text.close();
+}
 
 }  // namespace
 

@@ -4,13 +4,14 @@
 
 #include "cli/console.h"
 #include "driver/run_state.h"
+#include "melodyne/ara_project.h"
 #include "project/project_head.h"
 #include "project/text.h"
 #include "project/track_block.h"
 #include "project/track_tables.h"
 
 void writeProjectText(RunState& state, ProjectText& text) {
-    ProjectWriter writer{state, text, 0, {}, false};
+    ProjectWriter writer{state, text, 0, {}, false, {}};
     writer.dumpClipColours = std::getenv("PTX_DUMP_CLIPCOL") != nullptr;
 
     text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
@@ -42,6 +43,7 @@ void writeProjectText(RunState& state, ProjectText& text) {
         text.close();
         state.counters.soloTrackWritten = true;
     }
+    writeAraDocument(writer);
 
     text.close();
 }

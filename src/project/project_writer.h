@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <set>
 #include <string>
+#include <vector>
+
+#include "melodyne/ara_merge.h"
 
 class ProjectText;
 struct RunState;
@@ -16,6 +19,7 @@ struct ProjectWriter {
     std::uint32_t takeIndex = 0;              // audio items written so far in the run; seeds take GUIDs
     std::set<std::string> namesWithTrack;     // buses of these names get no return track
     bool dumpClipColours = false;             // PTX_DUMP_CLIPCOL is set
+    std::vector<EditEntry> araEdits;          // items written with Melodyne edits, in order
 };
 
 // Writes the whole project in one pass, and sets the track and item counters.

@@ -6,6 +6,7 @@
 
 #include "cli/console.h"
 #include "driver/run_state.h"
+#include "melodyne/ara_project.h"
 #include "project/media.h"
 #include "reporting/support.h"
 #include "reporting/mix_notes.h"
@@ -1005,6 +1006,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTrackViewNotes(state);
     saySoloNotes(state.counters);
     sayFolderNotes(state);
+    sayMelodyneNotes(state);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     sayFormatNotes(state);

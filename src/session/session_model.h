@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "melodyne/ara_sets.h"
 #include "session/automation.h"
 #include "session/clips.h"
 #include "session/fades.h"
@@ -40,6 +41,8 @@ struct SessionModel {
     std::map<uint16_t, std::string> playlistOwners;  // track number to the name of the track that plays it
     std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
     std::vector<LoopRecord> loopRecords;
+    std::vector<AraSet> araSets;                  // Melodyne edit sets
+    std::map<std::string, int32_t> araClipSets;   // clip name to its edit set
 
     SessionTrackRows tracks;
     std::vector<TrackAttributes> attributes;

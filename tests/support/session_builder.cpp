@@ -125,6 +125,7 @@ void clipList(ImageBuilder& b, const BuiltSession& session) {
         b.u16(clip.file);
         b.u16(0);
         b.u32(clip.channel);
+        b.bytes(clip.araUid);
         b.closeBlock();
     }
     b.closeBlock();

@@ -15,6 +15,7 @@ struct BuiltClip {
     uint64_t length = 0;        // samples
     uint64_t syncPoint = 0;     // samples from the clip's start, 0: none
     uint32_t channel = 0;       // the channel of the file it plays, from 0
+    std::vector<uint8_t> araUid = {};  // the id of its Melodyne edit, behind the clip's record
 };
 
 struct BuiltPlacement {
