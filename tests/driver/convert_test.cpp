@@ -254,7 +254,7 @@ TEST(ConvertChannels, ClipsPlayTheirChannelOfAnInterleavedFile) {
               (std::vector<std::string>{"Keys: keys, 0", "Keys R: keys.R, 4", "Odd: keys.X, 0", "Mix: mix, 0",
                                         "Mix 3-4: mix, 69", "Mix 5: mix.4, 7"}));
     // Each stereo track here plays the .L (channel 0) and .R clip of a 2-channel file.
-    if (!std::filesystem::is_directory(kSessions)) GTEST_SKIP() << "no real sessions beside the repository";
+    if (realSessionFolder().empty()) GTEST_SKIP() << "no real sessions beside the repository";
     ASSERT_EQ(runConvert(optionsFor(copyRealSession("3 stereo 3 different clips.ptx", folder))).code, 0);
     EXPECT_EQ(itemsOf(readFileText(folder + "/3 stereo 3 different clips.rpp")),
               (std::vector<std::string>{"Audio 1: 0102, 0", "Audio 2: 0277, 0", "Audio 3: 0496, 0"}));
