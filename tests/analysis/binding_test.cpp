@@ -219,7 +219,7 @@ TEST(Binding, PlaylistsPairByTheirPlaceInTheTrackPlaylistList) {
     s.tracks = {{"Aux", 0, 0, 0, false, {}, 1},
                 {"Gtr", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1},
                 {"Bass", 0, 0, 0, false, {{"", false, {{1, 48000}}}}, 1},
-                {"Keys", 0, 0, 0, false, {{"", true, {{2, kPositionBias + 960000}}, true}}, 1}};
+                {"Keys", 0, 0, 0, false, {{"", true, {{2, 960000}}, true}}, 1}};
     s.strays = {{"?", false, {{1, 96000}}}, {"?", false, {{1, 96000}}}};
     RunState state;
     state.options = optionsFor(buildSession(s).writeFile(makeTempFolder("pairing"), "pairing.ptx"));
