@@ -6,6 +6,8 @@
 
 #include "analysis/passes.h"
 #include "cli/console.h"
+#include "plugins/listing.h"
+#include "plugins/preparation.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "reporting/console_notes.h"
@@ -89,6 +91,14 @@ void sayControllerStreams(const std::vector<MidiStreamChunk>& chunks) {
     say("%d chunks, %d streams with data, %d events\n", static_cast<int>(chunks.size()), streams, events);
 }
 
+// The inserts, the session's table of plug-in names, and each insert's strip.
+void readInsertRecords(RunState& state) {
+    SessionModel& model = state.model;
+    model.plugins = readPluginInstances(state.image);
+    model.storedPluginNames = readStoredPluginNames(state.image);
+    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
+}
+
 }  // namespace
 
 void readStage(RunState& state) {
@@ -115,11 +125,17 @@ void readStage(RunState& state) {
 }
 
 void listStage(RunState& state) {
+    state.model.strips = readStripRows(state.image, state.model.trackList.names, state.model.busNames);
+    readInsertRecords(state);
     const SessionModel& model = state.model;
     const std::vector<std::string>& table = model.trackList.names;
     say("\n  tempo %g BPM, %lld Hz\n\n  session track table (%d):\n", model.sessionTempo,
         static_cast<long long>(state.sampleRate), static_cast<int>(table.size()));
-    for (size_t i = 0; i < table.size(); ++i) say("    %2d  %s\n", static_cast<int>(i), table[i].c_str());
+    for (size_t i = 0; i < table.size(); ++i) {
+        say("    %2d  %s\n", static_cast<int>(i), table[i].c_str());
+        sayInsertsOfTrack(table[i], model, state.pluginRun.tables);
+    }
+    sayInsertsOnNoTrack(model, state.pluginRun.tables);
     say("\n  buses (%d): ", static_cast<int>(model.busNames.size()));
     for (const std::string& bus : model.busNames) say("%s | ", bus.c_str());
     std::vector<std::string> libraryNames = placementTrackNames(model.clips);
@@ -138,9 +154,9 @@ void readMixStage(RunState& state) {
     model.routing = readTrackRouting(state.image, model.paths);
     model.keyInputNames = readKeyInputNames(state.image);
     model.hardwareInserts = readHardwareInserts(state.image);
-    model.plugins = readPluginInstances(state.image);
-    model.storedPluginNames = readStoredPluginNames(state.image);
-    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
+    readInsertRecords(state);
+    // The state of a row is built with the FX chains; until then no row moves to CLAP.
+    preparePlugins(state.options, model, nullptr, state.pluginRun);
 }
 
 void clipStage(RunState& state) {

@@ -7,6 +7,7 @@
 #include "cli/console.h"
 #include "driver/run_state.h"
 #include "project/media.h"
+#include "reporting/plugin_notes.h"
 
 namespace {
 
@@ -728,6 +729,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayAutomationModeNotes(state);
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts);
+    sayPluginSwitchNotes(state.pluginRun.matches);
     sayMeterAndMarkerNotes(state.headSummary);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
@@ -736,8 +738,10 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     saySoloNotes(state.counters);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
+    sayPreferClapNotes(state.pluginRun.matches);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
+    sayPluginInstanceWarnings(state.pluginRun.matches);
 }
