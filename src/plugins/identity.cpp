@@ -69,7 +69,9 @@ std::string codeOfNumber(uint32_t number) {
 std::string compatId(uint32_t vstId, const std::string& shortName) {
     std::vector<uint8_t> bytes = {'V', 'S', 'T'};
     for (char c : codeOfNumber(vstId)) bytes.push_back(static_cast<uint8_t>(c));
-    for (size_t k = 0; k < 9; ++k) bytes.push_back(k < shortName.size() ? static_cast<uint8_t>(lowered(shortName[k])) : 0);
+    for (size_t k = 0; k < 9; ++k) {
+        bytes.push_back(k < shortName.size() ? static_cast<uint8_t>(lowered(shortName[k])) : 0);
+    }
     return hexOf(bytes);
 }
 
@@ -181,7 +183,9 @@ std::string fxGuid(uint32_t seed) {
 
 std::string aaxOnlyIdentity(const std::string& key) {
     std::string digits;
-    for (size_t k = 0; k < key.size() && digits.size() < 16; ++k) digits += formatText("%02X", static_cast<uint8_t>(key[k]));
+    for (size_t k = 0; k < key.size() && digits.size() < 16; ++k) {
+        digits += formatText("%02X", static_cast<uint8_t>(key[k]));
+    }
     uint32_t hash = 0x811C9DC5u;
     for (char c : key) hash = (hash ^ static_cast<uint8_t>(c)) * 16777619u;
     uint32_t x = hash;

@@ -24,11 +24,6 @@ int firstIn(const std::unordered_map<uint32_t, int>& map, uint32_t key) {
 
 bool startsWith(const std::string& text, const std::string& head) { return text.compare(0, head.size(), head) == 0; }
 
-bool holds(const std::vector<uint8_t>& bytes, const std::string& part) {
-    return std::search(bytes.begin(), bytes.end(), part.begin(), part.end(),
-                       [](uint8_t a, char b) { return a == static_cast<uint8_t>(b); }) != bytes.end();
-}
-
 const PluginCacheEntry& entryAt(const CacheIndex& index, int at) { return (*index.entries)[static_cast<size_t>(at)]; }
 
 // Forms 1 and 10 are the states a VST2 build takes as the VST3 build does.
@@ -127,8 +122,9 @@ void preferVst2OverRow(const CacheIndex& index, const std::string& key, const Pl
 
 // A key the table has no build for: the cache rules, then the stored name.
 void matchKey(const CacheIndex& index, const std::string& key, const PluginRow* nameOnly,
-              const std::vector<const PluginInstance*>& instances, const std::map<std::string, std::string>& storedNames,
-              const MatchOptions& options, PluginTables& tables, MatchReport& report) {
+              const std::vector<const PluginInstance*>& instances,
+              const std::map<std::string, std::string>& storedNames, const MatchOptions& options,
+              PluginTables& tables, MatchReport& report) {
     const bool fabFilterOnVst3 = !options.preferVst3 && startsWith(key, "FabF") && !allFormsCarryToVst2(instances);
     const std::string name = nameOnly ? nameOnly->name : std::string();
     MatchResult match;
@@ -230,7 +226,11 @@ CacheIndex indexCache(const std::vector<PluginCacheEntry>& entries) {
         if (e.isVst3 && !bytes.empty()) {
             index.vst3ByStem.emplace(fileStemKey(e.file), i);
             index.vst3ByClassTail.emplace(std::string(bytes.begin() + 12, bytes.end()), i);
-            index.vst3WithClass.push_back(i);
+            for (size_t at = 0; at + 4 <= bytes.size(); ++at) {
+                const std::string part(bytes.begin() + at, bytes.begin() + at + 4);
+                std::vector<int>& holders = index.vst3ByClassPart[part];
+                if (holders.empty() || holders.back() != i) holders.push_back(i);
+            }
         }
         index.byShortKey.emplace(compareKey(e.shortName), i);
         const std::string displayKey = compareKey(withoutTrailingGroups(e.display));
@@ -267,11 +267,13 @@ MatchResult matchPlugin(const CacheIndex& index, const std::string& signature, c
     if ((at = firstIn(index.vst2ById, number)) >= 0) return {at, "VST2 id"};
     if ((at = firstIn(index.compatByCode, code)) >= 0) return {at, "VST3 compat id"};
     if ((at = firstIn(index.vst3ByClassTail, code)) >= 0) return {at, "VST3 class id ends in the AAX code"};
-    const std::string maker = signature.substr(0, 4);
-    for (int i : index.vst3WithClass) {
-        const std::vector<uint8_t>& bytes = index.classBytes[static_cast<size_t>(i)];
-        if (code.size() == 4 && holds(bytes, maker) && holds(bytes, code)) {
-            return {i, "VST3 class id holds both AAX codes"};
+    const auto withMaker = index.vst3ByClassPart.find(signature.substr(0, 4));
+    const auto withCode = index.vst3ByClassPart.find(code);
+    if (code.size() == 4 && withMaker != index.vst3ByClassPart.end() && withCode != index.vst3ByClassPart.end()) {
+        for (int i : withMaker->second) {  // both lists run in list order: the first held by both wins
+            if (std::binary_search(withCode->second.begin(), withCode->second.end(), i)) {
+                return {i, "VST3 class id holds both AAX codes"};
+            }
         }
     }
     // An empty key would match every name without letters or digits.

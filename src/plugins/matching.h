@@ -26,7 +26,7 @@ struct CacheIndex {
     std::unordered_map<uint32_t, int> noClassById;            // any entry without a class id
     std::unordered_map<std::string, int> vst3ByStem;          // VST3 with a 32-digit class id
     std::unordered_map<std::string, int> vst3ByClassTail;     // class id bytes 12-15
-    std::vector<int> vst3WithClass;
+    std::unordered_map<std::string, std::vector<int>> vst3ByClassPart;  // every 4 bytes standing in the class id
     std::unordered_map<std::string, int> byShortKey;
     std::unordered_map<std::string, std::vector<int>> byDisplayKey;  // display without groups
     std::vector<std::pair<int, std::string>> partialKeys;     // display keys of 4 bytes or more

@@ -51,7 +51,9 @@ void sayPreferClapNotes(const MatchReport& report) {
     if (report.keptOffClap.empty()) return;
     std::string names;
     const size_t shown = std::min<size_t>(report.keptOffClap.size(), 12);
-    for (size_t n = 0; n < shown; ++n) names += formatText("%s\"%s\"", n == 0 ? " " : ", ", report.keptOffClap[n].c_str());
+    for (size_t n = 0; n < shown; ++n) {
+        names += formatText("%s\"%s\"", n == 0 ? " " : ", ", report.keptOffClap[n].c_str());
+    }
     if (report.keptOffClap.size() > shown) names += ", ...";
     say("  %d plug-in(s) kept on their VST build under --prefer-clap: how the CLAP\n"
         "      build stores their settings is not measured yet, and the VST build\n"

@@ -43,7 +43,7 @@ std::pair<uint64_t, uint64_t> smallestAround(const ImageView& view, const std::v
     return best;
 }
 
-// printable bytes at position, count long; nullopt when out of shape.
+// The count printable bytes at position; none when any is out of range.
 std::optional<std::string> printableText(const ImageView& view, uint64_t position, uint32_t count) {
     if (!view.holds(position, count)) return std::nullopt;
     for (uint32_t k = 0; k < count; ++k) {

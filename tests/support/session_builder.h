@@ -70,6 +70,8 @@ struct BuiltPath {
 struct BuiltPlugin {
     std::string name;
     int32_t keyInput = -1;
+    std::string signature = "EvTrCmpE";
+    uint8_t channelSets = 1;
 };
 
 struct BuiltTrack {
