@@ -164,14 +164,26 @@ void readClapLine(const std::string& line, std::string& section, ListReading& re
 
 ListReading readVstList(std::FILE* file) {
     ListReading reading;
-    forEachListLine(file, [&](std::string& line) { readVstLine(line, reading); });
+    forEachListLine(file, [&](std::string& line) {
+        if (reading.entries.size() < kMostCacheEntries) {
+            readVstLine(line, reading);
+        } else if (!line.empty()) {
+            ++reading.pastLimit;
+        }
+    });
     return reading;
 }
 
 ListReading readClapList(std::FILE* file) {
     ListReading reading;
     std::string section;
-    forEachListLine(file, [&](std::string& line) { readClapLine(line, section, reading); });
+    forEachListLine(file, [&](std::string& line) {
+        if (reading.entries.size() < kMostCacheEntries) {
+            readClapLine(line, section, reading);
+        } else if (!line.empty()) {
+            ++reading.pastLimit;
+        }
+    });
     return reading;
 }
 
@@ -211,6 +223,7 @@ PluginCache loadPluginCache(const std::string& vstIniPath, const std::string& se
         cache.entries = std::move(reading.entries);
         cache.path = path;
         cache.linesNotUnderstood = reading.notUnderstood;
+        cache.linesPastLimit = reading.pastLimit;
         break;
     }
     if (cache.entries.empty()) return cache;
@@ -227,6 +240,7 @@ PluginCache loadPluginCache(const std::string& vstIniPath, const std::string& se
         if (reading.entries.empty()) continue;
         for (PluginCacheEntry& entry : reading.entries) cache.entries.push_back(std::move(entry));
         cache.linesNotUnderstood += reading.notUnderstood;
+        cache.linesPastLimit += reading.pastLimit;
         break;
     }
     return cache;

@@ -25,13 +25,18 @@ struct PluginCache {
     std::vector<PluginCacheEntry> entries;  // VST lines in file order, then CLAP lines
     std::string path;                       // the VST list used; empty when none yielded an entry
     int linesNotUnderstood = 0;             // of the lists used: junk, lines without "=" or without a name
+    int linesPastLimit = 0;                 // lines behind the last entry a list may give
 };
+
+// No list REAPER writes comes near this many entries; the lines behind it are counted, not read.
+constexpr size_t kMostCacheEntries = 100000;
 
 // What one list gave: its entries, and the lines that were neither entries nor
 // REAPER's own records of plug-ins it could not scan.
 struct ListReading {
     std::vector<PluginCacheEntry> entries;
     int notUnderstood = 0;
+    int pastLimit = 0;  // lines behind the kMostCacheEntries-th entry
 };
 ListReading readVstList(std::FILE* file);
 ListReading readClapList(std::FILE* file);

@@ -55,6 +55,11 @@ void preparePlugins(const ConvertOptions& options, const SessionModel& model, co
                 "      and were passed over\n",
                 cache.linesNotUnderstood);
         }
+        if (cache.linesPastLimit > 0) {
+            say("      %d line(s) behind its first %d entries were not read: no list\n"
+                "      REAPER writes is that long\n",
+                cache.linesPastLimit, static_cast<int>(kMostCacheEntries));
+        }
     } else if (!options.vstIniPath.empty()) {
         say("  could not read plug-in cache: %s\n\n", options.vstIniPath.c_str());
     }

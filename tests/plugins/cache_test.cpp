@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 
 #include "plugins/cache.h"
 #include "support/image_builder.h"
@@ -129,12 +128,13 @@ TEST(PluginCache, BrokenListsAreReadAsFarAsTheyMakeSense) {
     EXPECT_EQ(reading.entries[2].file + reading.entries[3].file, "dup.dlldup.dll");
     EXPECT_EQ(reading.notUnderstood, 6);
 
-    // Megabytes of noise: read through in well under a second, nothing taken.
-    std::mt19937 noise(7);
-    std::string junk(2 << 20, '\0');
-    for (char& c : junk) c = static_cast<char>(noise());
-    writeFileText(folder + "/noise.ini", junk);
+    // A list longer than any REAPER writes: read up to the limit, the rest counted, quickly.
+    std::string longList;
+    for (size_t k = 0; k < kMostCacheEntries + 2; ++k) longList += "p" + std::to_string(k) + ".dll=0,1,P\n";
+    writeFileText(folder + "/long.ini", longList);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(readListFile(folder + "/noise.ini").entries.empty());
+    const ListReading capped = readListFile(folder + "/long.ini");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_EQ(capped.entries.size(), kMostCacheEntries);
+    EXPECT_EQ(capped.pastLimit, 2);
 }
