@@ -11,6 +11,7 @@
 #include "project/colour_choice.h"
 #include "melodyne/ara_project.h"
 #include "project/media.h"
+#include "plugins/preparation.h"
 #include "project/project_head.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
@@ -77,6 +78,7 @@ struct RunState {
     AnalysisModel analysis;
     MediaTable media;
     ProjectHeadSummary headSummary;  // what the head writer carried, for the notes
+    PluginRun pluginRun;             // REAPER's lists, the plug-in table and what matching decided
 
     bool composeReport = false;
     std::string reportText;

@@ -6,6 +6,8 @@
 
 #include "analysis/passes.h"
 #include "cli/console.h"
+#include "plugins/listing.h"
+#include "plugins/preparation.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "melodyne/ara_sets.h"
@@ -104,6 +106,14 @@ void sayControllerStreams(const std::vector<MidiStreamChunk>& chunks) {
     say("%d chunks, %d streams with data, %d events\n", static_cast<int>(chunks.size()), streams, events);
 }
 
+// The inserts, the session's table of plug-in names, and each insert's strip.
+void readInsertRecords(RunState& state) {
+    SessionModel& model = state.model;
+    model.plugins = readPluginInstances(state.image);
+    model.storedPluginNames = readStoredPluginNames(state.image);
+    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
+}
+
 }  // namespace
 
 void readStage(RunState& state) {
@@ -131,11 +141,17 @@ void readStage(RunState& state) {
 }
 
 void listStage(RunState& state) {
+    state.model.strips = readStripRows(state.image, state.model.trackList.names, state.model.busNames);
+    readInsertRecords(state);
     const SessionModel& model = state.model;
     const std::vector<std::string>& table = model.trackList.names;
     say("\n  tempo %g BPM, %lld Hz\n\n  session track table (%d):\n", model.sessionTempo,
         static_cast<long long>(state.sampleRate), static_cast<int>(table.size()));
-    for (size_t i = 0; i < table.size(); ++i) say("    %2d  %s\n", static_cast<int>(i), table[i].c_str());
+    for (size_t i = 0; i < table.size(); ++i) {
+        say("    %2d  %s\n", static_cast<int>(i), table[i].c_str());
+        sayInsertsOfTrack(table[i], model, state.pluginRun.tables);
+    }
+    sayInsertsOnNoTrack(model, state.pluginRun.tables);
     say("\n  buses (%d): ", static_cast<int>(model.busNames.size()));
     for (const std::string& bus : model.busNames) say("%s | ", bus.c_str());
     std::vector<std::string> libraryNames = placementTrackNames(model.clips);
@@ -155,30 +171,21 @@ void optionNoticesStage(const RunState& state) {
         const char* work;
     };
     const Notice notices[] = {
-        {!o.vstIniPath.empty(), "--vstini", "reading REAPER's plug-in list"},
         {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
         {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
-        {o.dumpCache, "--dump-cache", "the dump of REAPER's plug-in cache"},
         {o.bypassedFxMode == 2, "--skip-bypassed-fx", "writing plug-in chains"},
         {o.bypassedFxMode == 1, "--offline-bypassed-fx", "writing plug-in chains"},
-        {o.ptTheme != 0, "--pt-theme", "carrying clip colors"},
         {!o.placeholders, "--no-placeholders", "writing plug-in chains"},
         {!o.aaxSlots, "--no-aax-slots", "writing plug-in chains"},
         {o.skipMissingFx, "--skip-missing-fx", "writing plug-in chains"},
-        {!o.preferVst3, "--prefer-vst2", "matching plug-ins to REAPER's builds"},
-        {o.preferClap, "--prefer-clap", "matching plug-ins to REAPER's builds"},
         {!o.usageJsonPath.empty(), "--usage-json", "the usage summary"},
         {o.usageShared, "--usage-shared", "the usage summary"},
         {o.keepFrozen, "--keep-frozen", "delivering frozen tracks frozen"},
-        {o.noTrackColors, "--no-track-colors", "carrying track colors"},
-        {o.noClipColors, "--no-clip-colors", "carrying clip colors"},
         {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
-        {o.noAra, "--no-ara", "carrying Melodyne (ARA) edits"},
         {!o.kontaktState, "--no-kontakt-state", "writing Kontakt's settings"},
         {!o.corpusDir.empty(), "--dump-corpus", "the plug-in chunk corpus"},
         {o.keepPluginMidi, "--keep-plugin-midi", "writing plug-in chains"},
         {o.writeReport, "--report", "the conversion report"},
-        {o.commentsMode == 0, "--comments item", "writing comment items"},
     };
     bool first = true;
     for (const Notice& notice : notices) {
@@ -195,9 +202,9 @@ void readMixStage(RunState& state) {
     model.routing = readTrackRouting(state.image, model.paths);
     model.keyInputNames = readKeyInputNames(state.image);
     model.hardwareInserts = readHardwareInserts(state.image);
-    model.plugins = readPluginInstances(state.image);
-    model.storedPluginNames = readStoredPluginNames(state.image);
-    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
+    readInsertRecords(state);
+    // The state of a row is built with the FX chains; until then no row moves to CLAP.
+    preparePlugins(state.options, model, nullptr, state.pluginRun);
 }
 
 void clipStage(RunState& state) {

@@ -10,6 +10,7 @@
 #include "project/media.h"
 #include "reporting/support.h"
 #include "reporting/mix_notes.h"
+#include "reporting/plugin_notes.h"
 
 namespace {
 
@@ -993,6 +994,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts, state.analysis.outputTracks);
     sayColourSwitchNotes(state);
+    sayPluginSwitchNotes(state.pluginRun.matches);
     sayTrackColourNotes(state);
     sayMeterAndMarkerNotes(state);
     sayColourSchemeNotes(state);
@@ -1010,6 +1012,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     sayFormatNotes(state);
+    sayPreferClapNotes(state.pluginRun.matches);
     sayWideAuxLockAndGridNotes(state);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
     sayGroupsNotAppliedNotes(state);
@@ -1018,4 +1021,5 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
     sayPluginCountNote(state.counters);
+    sayPluginInstanceWarnings(state.pluginRun.matches);
 }

@@ -1,6 +1,8 @@
 #include "session/plugin_records.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 
 namespace {
 
@@ -10,6 +12,8 @@ constexpr uint16_t kKeyName = 0x260E;
 constexpr uint16_t kAudioTrack = 0x261B;
 constexpr uint16_t kInstrumentTrack = 0x2621;
 constexpr uint16_t kStoredName = 0x1017;
+constexpr uint16_t kLaneHolder = 0x260F;
+constexpr uint16_t kLanePoints = 0x260B;
 
 bool printable(uint8_t byte) { return byte >= 0x20 && byte <= 0x7E; }
 
@@ -39,6 +43,44 @@ std::pair<uint64_t, uint64_t> smallestAround(const ImageView& view, const std::v
     return best;
 }
 
+// The count printable bytes at position; none when any is out of range.
+std::optional<std::string> printableText(const ImageView& view, uint64_t position, uint32_t count) {
+    if (!view.holds(position, count)) return std::nullopt;
+    for (uint32_t k = 0; k < count; ++k) {
+        if (!printable(view.u8(position + k))) return std::nullopt;
+    }
+    return view.text(position, count);
+}
+
+double laneValue(int32_t raw) { return raw * (1.0 / 2147483648.0) + 0.5; }
+
+// The lane of a 0x260F block: points from its first 0x260B block, then the name,
+// number and id text behind that block. False when the lane is out of shape.
+bool readLane(const SessionImage& image, uint64_t holder, PluginLane& lane) {
+    const ImageView& view = image.view;
+    const std::vector<uint64_t> inside = image.scan(kLanePoints, holder + 1, blockEndAt(view, holder));
+    if (inside.empty()) return false;
+    const uint64_t c = inside.front();
+    const uint32_t count = view.u16(c + 25);
+    if (uint64_t(view.u32(c + 3)) + 7 < uint64_t(count) * 8 + 41) return false;
+    for (uint64_t k = 0; k < 5; ++k) lane.inTicks = lane.inTicks || view.u8(c + 27 + k) != 0;
+    lane.startValue = laneValue(view.i32(c + 35));
+    for (uint32_t k = 0; k < count; ++k) {
+        lane.points.emplace_back(view.i32(c + 39 + 8 * k), laneValue(view.i32(c + 43 + 8 * k)));
+    }
+    const uint64_t e = blockEndAt(view, c);
+    const uint32_t nameLength = view.u32(e);
+    if (nameLength < 1 || nameLength > 128) return false;
+    const std::optional<std::string> name = printableText(view, e + 4, nameLength);
+    if (!name) return false;
+    lane.name = *name;
+    const uint64_t number = e + 4 + nameLength;
+    lane.number = view.i32(number);
+    const uint32_t idLength = view.u32(number + 12);
+    if (idLength >= 1 && idLength <= 127) lane.idText = printableText(view, number + 16, idLength).value_or("");
+    return true;
+}
+
 }  // namespace
 
 std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
@@ -65,6 +107,12 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
         if (window.second == 0) window = smallestAround(view, instruments, p);
         instance.stripWindowStart = window.first;
         instance.stripWindowEnd = window.second;
+        const uint64_t behind = blockEndAt(view, p);
+        if (window.second != 0 && behind > window.second) {
+            instance.unreadable = true;
+            instances.push_back(std::move(instance));
+            continue;
+        }
         auto owner = std::lower_bound(owners.begin(), owners.end(), instance.payloadEnd);
         if (owner != owners.end()) {
             instance.ownerWord = view.u32(*owner + 9);
@@ -72,12 +120,19 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
         }
         auto key = std::lower_bound(keyNames.begin(), keyNames.end(), instance.payloadEnd);
         if (key != keyNames.end() && view.u16(*key + 9) < 0xFFFF) instance.keyInput = view.u16(*key + 9);
-        const uint64_t behind = blockEndAt(view, p);
         instance.inactive = view.holds(behind, 1) && view.u8(behind) == 0;
         instances.push_back(std::move(instance));
     }
     std::stable_sort(instances.begin(), instances.end(),
                      [](const PluginInstance& a, const PluginInstance& b) { return a.recordStart < b.recordStart; });
+    // Each lane belongs to the last instance standing in front of it.
+    for (uint64_t holder : image.scan(kLaneHolder)) {
+        auto owner = std::lower_bound(instances.begin(), instances.end(), holder,
+                                      [](const PluginInstance& a, uint64_t at) { return a.recordStart < at; });
+        if (owner == instances.begin()) continue;
+        PluginLane lane;
+        if (readLane(image, holder, lane)) std::prev(owner)->lanes.push_back(std::move(lane));
+    }
     return instances;
 }
 
@@ -107,18 +162,21 @@ std::map<std::string, std::string> readStoredPluginNames(const SessionImage& ima
     return names;
 }
 
+const StripRow* stripOfInstance(const PluginInstance& instance, const std::vector<StripRow>& strips) {
+    for (const StripRow& strip : strips) {
+        if (strip.present && strip.position > instance.stripWindowStart && strip.position < instance.stripWindowEnd) {
+            return &strip;
+        }
+    }
+    return nullptr;
+}
+
 std::map<std::string, std::vector<PluginInstance>> bindInstancesToStrips(const std::vector<PluginInstance>& instances,
                                                                          const std::vector<StripRow>& strips) {
     std::map<std::string, std::vector<PluginInstance>> chains;
     for (const PluginInstance& instance : instances) {
-        for (const StripRow& strip : strips) {
-            if (!strip.present || strip.position <= instance.stripWindowStart ||
-                strip.position >= instance.stripWindowEnd) {
-                continue;
-            }
-            chains[strip.name].push_back(instance);
-            break;
-        }
+        const StripRow* strip = instance.unreadable ? nullptr : stripOfInstance(instance, strips);
+        if (strip) chains[strip->name].push_back(instance);
     }
     return chains;
 }

@@ -11,6 +11,16 @@
 #include "session/blocks.h"
 #include "session/strips.h"
 
+// One automation lane of an insert: a control's points in the session.
+struct PluginLane {
+    std::string name;     // the control's name as Pro Tools shows it
+    int32_t number = 0;   // the lane's parameter number in the session
+    bool inTicks = false; // point times are ticks, else samples
+    double startValue = 0.5;
+    std::string idText;   // the id the plug-in gave Pro Tools; may be empty
+    std::vector<std::pair<int32_t, double>> points;  // (time, value 0 to 1)
+};
+
 struct PluginInstance {
     std::string signature;   // 8 characters, "." for a byte that is not printable
     std::string pluginName;  // up to 64 printable bytes
@@ -23,15 +33,24 @@ struct PluginInstance {
     int32_t keyInput = -1;  // the key input's number, -1 for none
     bool bypassed = false;
     bool inactive = false;
+    // The record runs past the block that holds it: named in a note, in no chain.
+    bool unreadable = false;
+    // What kind of state the record holds (0: none recognised) and, for a Waves
+    // shell, the product inside it; both filled by the state scan.
+    uint32_t stateForm = 0;
+    std::string subComponent;
+    std::vector<PluginLane> lanes;
 };
 
-// Every instance, sorted by recordStart.
+// Every instance with its lanes, sorted by recordStart.
 std::vector<PluginInstance> readPluginInstances(const SessionImage& image);
 
 // Signature to the name the session's own table gives it; the first entry stands.
 std::map<std::string, std::string> readStoredPluginNames(const SessionImage& image);
 
-// Each instance under the first present strip whose row lies inside its
-// window, in record order; the place in a strip's list, from 1, is its slot.
+// The first present strip whose row lies inside the instance's window; null for none.
+const StripRow* stripOfInstance(const PluginInstance& instance, const std::vector<StripRow>& strips);
+// Each readable instance under its strip, in record order; the place in a
+// strip's list, from 1, is its slot.
 std::map<std::string, std::vector<PluginInstance>> bindInstancesToStrips(const std::vector<PluginInstance>& instances,
                                                                          const std::vector<StripRow>& strips);

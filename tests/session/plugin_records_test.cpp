@@ -1,8 +1,12 @@
 // The frame of plug-in instance records: name, signature, payload end, key
-// input, bypass and active state, the strip each belongs to, and stored names.
+// input, bypass and active state, the strip each belongs to, stored names,
+// lanes, and records out of shape.
 #include <gtest/gtest.h>
 
+#include "driver/convert.h"
+#include "plugins/preparation.h"
 #include "session/plugin_records.h"
+#include "session/session_model.h"
 #include "support/image_builder.h"
 
 namespace {
@@ -82,4 +86,76 @@ TEST(PluginRecords, FrameKeyBypassAndStrip) {
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(names.begin()->first, "AvCSChSt");
     EXPECT_EQ(names.begin()->second, "Channel Strip");
+}
+
+// Records and lanes out of shape: each is passed over or named, nothing else is lost.
+TEST(PluginRecords, BrokenRecordsAndLanesLoseNothingElse) {
+    ImageBuilder b;
+    b.openBlock(0x261B);  // the track "Vox"
+    const uint64_t strip = b.position() + 2;
+    b.zeros(8);
+    // A record whose size, 400, runs past the track block: named, not read.
+    b.bytes({'Z', 0x01, 0x00, 0x90, 0x01, 0x00, 0x00, 0x38, 0x10});  // "Z", type 1, size 400, content 0x1038
+    b.bytes({0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});   // +9 one set, +13 stated payload 0
+    b.text("TestBADR");                                              // +25 signature
+    b.zeros(8);
+    instance(b, "Good", 1, 40, {});  // a good record, inside the bad one's stated span
+    b.u8(1);                         // active
+    // A lane: one point, its id text claims 200 bytes (out of shape): kept, without an id.
+    b.openBlock(0x260F);
+    b.bytes({'Z', 0x01, 0x00, 0x2A, 0x00, 0x00, 0x00, 0x0B, 0x26});  // 0x260B, size 42: 49 bytes for 1 point
+    b.zeros(16);
+    b.bytes({0x01, 0x00});                                           // +25 one point
+    b.zeros(8);                                                      // +27 in samples
+    b.bytes({0x00, 0x00, 0x00, 0x40});                               // +35 start: 2^30 of 2^31, plus 0.5
+    b.bytes({0xE0, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00});       // +39 at 480, value 0.5
+    b.zeros(2);
+    b.name("Gain");
+    b.u32(3);      // its number
+    b.zeros(8);
+    b.u32(200);    // the id text's length
+    b.closeBlock();
+    // A lane whose point block is too short for the one point it claims: dropped.
+    b.openBlock(0x260F);
+    b.bytes({'Z', 0x01, 0x00, 0x14, 0x00, 0x00, 0x00, 0x0B, 0x26});  // size 20
+    b.zeros(16);
+    b.bytes({0x01, 0x00});
+    b.name("Lost");
+    b.closeBlock();
+    b.closeBlock();
+    b.zeros(400);
+    // A record at the image's end without room for a signature: no record.
+    b.bytes({'Z', 0x01, 0x00, 0x04, 0x00, 0x00, 0x00, 0x38, 0x10, 0x00, 0x00});  // size 4
+    const SessionImage image = makeSessionImage(ImageView{b.image().data(), b.image().size()});
+
+    SessionModel model;
+    model.plugins = readPluginInstances(image);
+    ASSERT_EQ(model.plugins.size(), 2u);
+    EXPECT_EQ(model.plugins[0].signature, "TestBADR");
+    EXPECT_TRUE(model.plugins[0].unreadable);
+    const PluginInstance& good = model.plugins[1];
+    EXPECT_FALSE(good.unreadable);
+    EXPECT_EQ(good.pluginName, "Good");
+    ASSERT_EQ(good.lanes.size(), 1u);
+    const PluginLane& gain = good.lanes[0];
+    EXPECT_EQ(gain.name + "|" + std::to_string(gain.number) + "|" + gain.idText + "|" + std::to_string(gain.inTicks),
+              "Gain|3||0");
+    EXPECT_DOUBLE_EQ(gain.startValue, 1.0);
+    EXPECT_EQ(gain.points, (std::vector<std::pair<int32_t, double>>{{480, 0.5}}));
+
+    model.strips.resize(1);
+    model.strips[0].name = "Vox";
+    model.strips[0].present = 1;
+    model.strips[0].position = strip;
+    model.pluginsOfStrip = bindInstancesToStrips(model.plugins, model.strips);
+    ASSERT_EQ(model.pluginsOfStrip.at("Vox").size(), 1u);
+    EXPECT_EQ(model.pluginsOfStrip.at("Vox")[0].pluginName, "Good");
+
+    model.storedPluginNames = {{"TestBADR", "Bad Reverb"}};
+    ConvertOptions options;
+    options.programPath = "/nonexistent/trellum";
+    options.sessionPath = "/nonexistent/session.ptx";
+    PluginRun run;
+    preparePlugins(options, model, nullptr, run);
+    EXPECT_EQ(run.matches.unreadable, std::vector<std::string>{"Bad Reverb on Vox"});
 }

@@ -1,5 +1,6 @@
 #include "support/run_capture.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -10,7 +11,23 @@ bool RecordingProgress::stage(int step, int total, const std::string& text) {
     return true;
 }
 
+// A REAPER installed on this machine must change no output of the tests: its
+// folders under HOME and APPDATA are hidden for the run.
+struct NoReaperFolders {
+    std::pair<std::string, const char*> saved[2] = {{"", std::getenv("HOME")}, {"", std::getenv("APPDATA")}};
+    NoReaperFolders() {
+        for (auto& [value, set] : saved) value = set ? set : "";
+        unsetenv("HOME");
+        unsetenv("APPDATA");
+    }
+    ~NoReaperFolders() {
+        if (saved[0].second) setenv("HOME", saved[0].first.c_str(), 1);
+        if (saved[1].second) setenv("APPDATA", saved[1].first.c_str(), 1);
+    }
+};
+
 CapturedRun runConvert(const ConvertOptions& options, bool withProgress) {
+    NoReaperFolders noReaper;
     CapturedRun run;
     NullSink silence;
     PtxSink* previous = consoleSink();

@@ -252,9 +252,9 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
     }
     for (const BuiltPlugin& plugin : track.plugins) {
         b.openBlock(0x1038);
-        b.u8(1);
+        b.u8(plugin.channelSets);
         b.zeros(15);
-        b.text("EvTrCmpE");
+        b.text(plugin.signature);
         b.text(plugin.name);
         b.zeros(8);
         b.closeBlock();

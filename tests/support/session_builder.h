@@ -73,6 +73,8 @@ struct BuiltPath {
 struct BuiltPlugin {
     std::string name;
     int32_t keyInput = -1;
+    std::string signature = "EvTrCmpE";
+    uint8_t channelSets = 1;
 };
 
 // A note of a MIDI clip: its start from the clip's start and its length, in
