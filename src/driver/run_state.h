@@ -53,6 +53,7 @@ struct RunCounters {
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
     bool soloTrackWritten = false;
+    int charactersReplaced = 0;      // damaged bytes and control characters written as U+FFFD
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent   // the empty soloed track that keeps the rest silent
 };
 

@@ -8,6 +8,7 @@
 #include "cli/console.h"
 #include "project/media.h"
 #include "project/project_writer.h"
+#include "project/text.h"
 #include "reporting/console_notes.h"
 #include "session/tempo.h"
 
@@ -157,6 +158,11 @@ void clipStage(RunState& state) {
 void trackStage(RunState& state) { runAnalysisPasses(state.model, state.options, state.analysis); }
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
+
+void writeStage(RunState& state, std::string& text) {
+    ProjectText project(text);
+    writeProjectText(state, project);
+}
 
 void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNotes(state, writtenPath); }
 

@@ -1,5 +1,7 @@
 #include "project/project_writer.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "cli/console.h"
@@ -44,6 +46,7 @@ void writeProjectText(RunState& state, ProjectText& text) {
     }
 
     text.close();
+    state.counters.charactersReplaced = static_cast<int>(std::min<size_t>(text.replacedCharacters(), INT32_MAX));
 }
 
 void writeProject(RunState& state, std::FILE* file) {

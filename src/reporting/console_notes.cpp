@@ -716,6 +716,15 @@ void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
         "      If it mattered to the sound, print those tracks before converting.\n");
 }
 
+// Names and texts from a damaged file can hold bytes REAPER cannot read.
+void sayReplacedCharactersNote(const RunCounters& counters) {
+    if (counters.charactersReplaced == 0) return;
+    say("  NOTE: %d character(s) in track, clip, marker, file or note texts were\n"
+        "      not valid text (damaged bytes or control characters) and were written\n"
+        "      as the replacement character, so that REAPER can read the project.\n",
+        counters.charactersReplaced);
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
@@ -740,4 +749,5 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
+    sayReplacedCharactersNote(state.counters);
 }
