@@ -224,6 +224,20 @@ std::optional<size_t> firstSpanReaching(const SpanIndex& index, uint64_t startsB
     return std::nullopt;
 }
 
+EnclosingWalk makeEnclosingWalk(const ImageView& image, const std::vector<uint64_t>& starts) {
+    EnclosingWalk walk;
+    walk.starts = starts;
+    for (uint64_t z : starts) walk.ends.push_back(blockEndAt(image, z));
+    return walk;
+}
+
+std::optional<size_t> innermostAround(EnclosingWalk& walk, uint64_t position) {
+    while (walk.next < walk.starts.size() && walk.starts[walk.next] < position) walk.open.push_back(walk.next++);
+    while (!walk.open.empty() && walk.ends[walk.open.back()] <= position) walk.open.pop_back();
+    if (walk.open.empty()) return std::nullopt;
+    return walk.open.back();
+}
+
 SessionImage makeSessionImage(const ImageView& view) {
     return SessionImage{view, buildBlockIndex(view)};
 }

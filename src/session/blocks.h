@@ -71,6 +71,18 @@ struct SpanIndex {
 SpanIndex makeSpanIndex(const std::vector<std::pair<uint64_t, uint64_t>>& spans);
 std::optional<size_t> firstSpanReaching(const SpanIndex& index, uint64_t startsBefore, uint64_t reaching);
 
+// Blocks sorted by "Z", asked in rising order of position for the innermost
+// (the last begun) that holds each: blocks begun before the position stand on
+// a stack and those that ended before it are taken off, each once.
+struct EnclosingWalk {
+    std::vector<uint64_t> starts;
+    std::vector<uint64_t> ends;
+    size_t next = 0;
+    std::vector<size_t> open;
+};
+EnclosingWalk makeEnclosingWalk(const ImageView& image, const std::vector<uint64_t>& starts);
+std::optional<size_t> innermostAround(EnclosingWalk& walk, uint64_t position);
+
 enum class DamageVerdict { none, incomplete, damaged };
 
 struct ImageCheck {

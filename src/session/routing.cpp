@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
+#include <set>
 #include <tuple>
 #include <unordered_map>
 
@@ -215,14 +216,12 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, uint64_t ownEn
 
 std::vector<BusRecord> readPaths(const SessionImage& image) {
     std::vector<BusRecord> paths;
+    std::set<std::tuple<uint32_t, uint32_t, uint32_t, std::string, std::vector<int32_t>>> seen;
     for (uint64_t z : image.scan(kPathBlock)) {
         BusRecord path;
         if (!readPathAt(image.view, z, path)) continue;
-        const auto same = [&path](const BusRecord& other) {
-            return std::tie(other.idLow, other.idHigh, other.kind, other.name, other.channels) ==
-                   std::tie(path.idLow, path.idHigh, path.kind, path.name, path.channels);
-        };
-        if (std::none_of(paths.begin(), paths.end(), same)) paths.push_back(std::move(path));
+        if (seen.emplace(path.idLow, path.idHigh, path.kind, path.name, path.channels).second)
+            paths.push_back(std::move(path));
     }
     return paths;
 }
