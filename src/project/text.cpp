@@ -379,7 +379,7 @@ void ProjectText::copyLines(std::string_view text) {
     if (file_ && buffer_.size() >= kFlushSize) flush();
 }
 
-ProjectText::Line::~Line() {
+ProjectText::Line::~Line() noexcept(false) {
     owner_.endLine();
 }
 

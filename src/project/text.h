@@ -70,7 +70,9 @@ class ProjectText {
 public:
     class Line {
     public:
-        ~Line();
+        // Ends the line; may throw std::bad_alloc like any other write, so
+        // that running out of memory reaches the entry's refusal.
+        ~Line() noexcept(false);
         Line(const Line&) = delete;
         Line& operator=(const Line&) = delete;
 
