@@ -213,7 +213,8 @@ void readStripLanes(const SessionImage& image, std::vector<StripRow>& strips) {
     for (uint16_t type : {kAudioTrack, kMasterFader, kMidiTrack, kInstrumentTrack}) {
         const std::vector<uint64_t> starts = image.scan(type);
         const std::vector<uint64_t> ends = ownEnds(view, starts);
-        for (size_t k = 0; k < starts.size(); ++k) spans.push_back({{starts[k], blockEndAt(view, starts[k]), ends[k]}, type});
+        for (size_t k = 0; k < starts.size(); ++k)
+            spans.push_back({{starts[k], blockEndAt(view, starts[k]), ends[k]}, type});
     }
     std::sort(spans.begin(), spans.end(),
               [](const auto& a, const auto& b) { return a.first.start < b.first.start; });
@@ -274,8 +275,8 @@ std::map<std::string, MidiTrackState> readMidiTrackStates(const SessionImage& im
     const std::vector<uint64_t> ends = ownEnds(view, starts);
     for (const SessionTrack& track : tracks) {
         if (track.kind != kMidiTrack) continue;
-        const size_t k = static_cast<size_t>(std::lower_bound(starts.begin(), starts.end(), track.blockStart) - starts.begin());
-        const uint64_t ownEnd = ends[k];
+        const auto k = std::lower_bound(starts.begin(), starts.end(), track.blockStart) - starts.begin();
+        const uint64_t ownEnd = ends[static_cast<size_t>(k)];
         MidiTrackState state;
         bool any = false;
         bool muteFound = false;
