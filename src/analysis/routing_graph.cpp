@@ -159,8 +159,9 @@ void routeSends(const SessionModel& model, const std::vector<std::string>& owner
         }
     }
     for (const auto& [receiver, entries] : routing.sendsInto) {
-        const bool hasTrack = std::any_of(tracks.begin(), tracks.end(), [&receiver](const OutputTrack& track) {
-            return track.name == receiver || track.matchKey == receiver;
+        const std::string& bus = receiver;  // a lambda captures a variable, not a binding
+        const bool hasTrack = std::any_of(tracks.begin(), tracks.end(), [&bus](const OutputTrack& track) {
+            return track.name == bus || track.matchKey == bus;
         });
         if (!hasTrack && !entries.empty()) routing.returnTracks.push_back(receiver);
     }
@@ -259,8 +260,9 @@ void buildNeeds(const SessionModel& model, const std::vector<std::string>& owner
             if (key == buses.channelsOfBus.end()) continue;
             for (const auto& [owner, channels] : outputChannels) {
                 if (owner == strip) continue;
+                const auto& taken = channels;  // a lambda captures a variable, not a binding
                 const bool shares = std::any_of(key->second.begin(), key->second.end(),
-                                                [&channels](int32_t c) { return channels.count(c) > 0; });
+                                                [&taken](int32_t c) { return taken.count(c) > 0; });
                 if (shares) routing.needs[strip].insert(owner);
             }
         }

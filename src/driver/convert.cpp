@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "cli/console.h"
@@ -41,14 +42,16 @@ std::string parentOf(const std::string& folder) {
     return folder.substr(0, cut);
 }
 
-int loadWithRetries(SessionFile& session, const std::string& path) {
-    int code = loadSession(session, path, 48000);
+// load(rate) loads the session once at that target rate and gives the load code.
+template <typename Load>
+int loadWithRetries(SessionFile& session, Load load) {
+    int code = load(48000);
     if (code == -3) {
         session.allowUnknownVersion = true;
-        code = loadSession(session, path, 48000);
+        code = load(48000);
     }
     if (code == 0 && session.sessionRate > 0 && session.sessionRate != 48000) {
-        code = loadSession(session, path, session.sessionRate);
+        code = load(session.sessionRate);
     }
     return code;
 }
@@ -108,32 +111,54 @@ std::string projectFolderOf(const std::string& projectPath) {
     return error ? std::string() : folder.string();
 }
 
+// A file open for writing, closed when it goes out of scope; a temporary one is
+// also removed unless it was moved into place, so that a failed write or running
+// out of memory while writing leaves nothing behind.
+struct OutputFile {
+    std::FILE* file = nullptr;
+    std::string temporary;  // empty: not a temporary file
+    bool moved = false;
+    ~OutputFile() {
+        if (file) std::fclose(file);
+        std::error_code error;
+        if (!temporary.empty() && !moved) std::filesystem::remove(temporary, error);
+    }
+    // The system's reason when the text did not reach the file, else "".
+    std::string close() {
+        std::string reason;
+        if (std::ferror(file) != 0) reason = std::strerror(errno);
+        if (std::fclose(file) != 0 && reason.empty()) reason = std::strerror(errno);
+        file = nullptr;
+        return reason;
+    }
+};
+
 // Writes the project under a temporary name and moves it into place whole, so
 // that no half-written project is ever left under the final name. Gives the
 // system's reason when the file could not be written, else "".
 std::string writeProjectFile(RunState& state, const OutputChoice& choice) {
+    OutputFile out;
     if (choice.nullDevice) {
-        std::FILE* file = std::fopen(choice.path.c_str(), "wb");
-        if (!file) return std::strerror(errno);
-        writeStage(state, file);
-        std::fclose(file);
+        out.file = std::fopen(choice.path.c_str(), "wb");
+        if (!out.file) return std::strerror(errno);
+        writeStage(state, out.file);
         return std::string();
     }
-    const std::string temporary = partialPath(choice.path);
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    if (!file) return std::strerror(errno);
-    writeStage(state, file);
-    std::string reason;
-    if (std::ferror(file) != 0) reason = std::strerror(errno);
-    if (std::fclose(file) != 0 && reason.empty()) reason = std::strerror(errno);
+    out.temporary = partialPath(choice.path);
+    out.file = std::fopen(out.temporary.c_str(), "wb");
+    if (!out.file) return std::strerror(errno);
+    writeStage(state, out.file);
+    const std::string reason = out.close();
+    if (!reason.empty()) return reason;
     std::error_code error;
-    if (reason.empty()) {
-        std::filesystem::rename(temporary, choice.path, error);
-        if (error) reason = error.message();
-    }
-    if (!reason.empty()) std::filesystem::remove(temporary, error);
-    return reason;
+    std::filesystem::rename(out.temporary, choice.path, error);
+    out.moved = !error;
+    return error ? error.message() : std::string();
 }
+
+// The stages after the session is loaded. With memoryProject the project text
+// goes there, and no file is written and no media looked up.
+int runLoadedStages(RunState& state, std::string* memoryProject);
 
 int runStages(RunState& state) {
     const ConvertOptions& options = state.options;
@@ -145,7 +170,8 @@ int runStages(RunState& state) {
     stepProgress(0, "reading");
     long long size = 0;
     if (!sessionFileOpens(state, size)) return 1;
-    int loadCode = loadWithRetries(state.session, options.sessionPath);
+    const std::string& path = options.sessionPath;
+    int loadCode = loadWithRetries(state.session, [&](int64_t rate) { return loadSession(state.session, path, rate); });
     if (!acceptSession(state, loadCode, size)) return 1;
     if (!options.listOnly) {
         // Told before any work: the session is never written to.
@@ -157,7 +183,11 @@ int runStages(RunState& state) {
             return 1;
         }
     }
+    return runLoadedStages(state, nullptr);
+}
 
+int runLoadedStages(RunState& state, std::string* memoryProject) {
+    const ConvertOptions& options = state.options;
     readStage(state);
     if (options.listOnly) {
         listStage(state);
@@ -172,6 +202,13 @@ int runStages(RunState& state) {
     trackStage(state);
 
     stepProgress(3, "writing");
+    if (memoryProject != nullptr) {
+        writeStage(state, *memoryProject);
+        notesStage(state, options.sessionPath);
+        if (state.composeReport) reportStage(state);
+        closingNotesStage(state);
+        return 0;
+    }
     OutputChoice choice = chooseOutputPath(options);
     if (choice.refusal != OutputRefusal::none) {
         refuseOutputPath(options.sessionPath, choice.path, choice.refusal == OutputRefusal::isSession,
@@ -211,30 +248,65 @@ int runStages(RunState& state) {
 
 }  // namespace
 
-int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress) {
+namespace {
+
+// Sets up one run, runs it and hands back what it said. Running out of memory
+// anywhere in it ends the run here, the one place an exception is caught.
+template <typename Run>
+int runConversion(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress, Run run) {
     clearProblem();
     setSummaryLine(std::string());
     setProgress(progress);
     if (result) *result = ConvertResult();
     CaptureScope capture;
 
-    // Every table of the run lives here and goes when the run ends.
-    auto state = std::make_unique<RunState>();
-    state->options = options;
-    state->progress = progress;
-    state->options.audioDir = mediaFolderOf(options);
-    state->sessionFolder = parentOf(state->options.audioDir);
-    state->composeReport = result != nullptr || options.writeReport || progress != nullptr;
-
-    int code = runStages(*state);
-    // A refused run still ends its protocol with a summary line.
-    if (code != 0 && state->composeReport && summaryLine().empty()) composeSummaryLine(*state);
+    int code = 1;
+    std::unique_ptr<RunState> state;
+    try {
+        // Every table of the run lives here and goes when the run ends.
+        state = std::make_unique<RunState>();
+        state->options = options;
+        state->progress = progress;
+        state->options.audioDir = mediaFolderOf(options);
+        state->sessionFolder = parentOf(state->options.audioDir);
+        state->composeReport = result != nullptr || options.writeReport || progress != nullptr;
+        code = run(*state);
+        // A refused run still ends its protocol with a summary line.
+        if (code != 0 && state->composeReport && summaryLine().empty()) composeSummaryLine(*state);
+    } catch (const std::bad_alloc&) {
+        state.reset();  // gives the memory back so that the refusal can be said
+        refuseOutOfMemory(options.sessionPath, progress != nullptr);
+        code = 1;
+    }
 
     if (result) {
         result->consoleText = capture.text;
-        result->reportText = state->reportText;
-        result->reportPath = state->reportPath;
+        if (state) {
+            result->reportText = state->reportText;
+            result->reportPath = state->reportPath;
+        }
     }
     setProgress(nullptr);
     return code;
+}
+
+}  // namespace
+
+int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress) {
+    return runConversion(options, result, progress, [](RunState& state) { return runStages(state); });
+}
+
+int convertInMemory(const ConvertOptions& options, const std::vector<uint8_t>& fileBytes, std::string& projectText,
+                    ConvertResult* result) {
+    projectText.clear();
+    return runConversion(options, result, nullptr, [&](RunState& state) {
+        const int loadCode = loadWithRetries(state.session, [&](int64_t rate) {
+            return loadSessionBytes(state.session, fileBytes, rate);
+        });
+        if (loadCode != 0) {
+            refuseUnreadableBytes(options.sessionPath, loadCode, state.session.sessionRate);
+            return 1;
+        }
+        return runLoadedStages(state, &projectText);
+    });
 }

@@ -1,6 +1,7 @@
 // The conversion entry: one session in, one project out, the words on the way.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -66,3 +67,9 @@ struct ConvertResult {
 // Returns 0 when the project was written (or the check or list finished), 1 when
 // the run was refused or failed; the reason has gone through say().
 int convert(const ConvertOptions& options, ConvertResult* result, ptxgui::Progress* progress);
+
+// The same road from the bytes of a session file to the project text, all in
+// memory: no file is read or written and no media is looked up. sessionPath
+// only names the session in what is said.
+int convertInMemory(const ConvertOptions& options, const std::vector<uint8_t>& fileBytes, std::string& projectText,
+                    ConvertResult* result);

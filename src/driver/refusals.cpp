@@ -141,6 +141,26 @@ void refuseUnreadable(const std::string& path, int code, bool withProgress) {
     setProblem("unreadable", formatText("the session %s (code %d)", reason, code));
 }
 
+void refuseUnreadableBytes(const std::string& path, int code, int64_t rate) {
+    if (rate > 0 && (rate < 44100 || rate > 192000)) {
+        refuseRate(path, rate, false);
+        return;
+    }
+    const char* reason = reasonOf(code);
+    say("\n  Could not read: %s\n  Reason: that session %s.  (code %d)\n", path.c_str(), reason, code);
+    setProblem("unreadable", formatText("the session %s (code %d)", reason, code));
+}
+
+void refuseOutOfMemory(const std::string& path, bool withProgress) {
+    say("\n  Could not convert: %s\n  Reason: the computer ran out of memory during the conversion.\n"
+        "          Close other programs and try again. If it happens again, the\n"
+        "          session file may be damaged: convert a backup, or send this\n"
+        "          text and the .ptx file to %s.\n",
+        path.c_str(), kSupportAddress);
+    if (withProgress) say("\n  Not converted: the computer ran out of memory during the conversion.\n");
+    setProblem("memory", "the computer ran out of memory during the conversion");
+}
+
 bool isOlderSession(const std::string& path) {
     if (path.size() > 4) {
         std::string tail = path.substr(path.size() - 4);

@@ -61,6 +61,7 @@ struct RunCounters {
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;
     AraCounts ara;                   // Melodyne edits carried or not
+    int charactersReplaced = 0;      // damaged bytes and control characters written as U+FFFD
 };
 
 struct RunState {

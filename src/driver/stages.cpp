@@ -11,6 +11,7 @@
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "melodyne/ara_sets.h"
+#include "project/text.h"
 #include "reporting/console_notes.h"
 #include "session/tempo.h"
 
@@ -229,6 +230,11 @@ void trackStage(RunState& state) {
 }
 
 void writeStage(RunState& state, std::FILE* file) { writeProject(state, file); }
+
+void writeStage(RunState& state, std::string& text) {
+    ProjectText project(text);
+    writeProjectText(state, project);
+}
 
 void notesStage(RunState& state, const std::string& writtenPath) { sayConsoleNotes(state, writtenPath); }
 

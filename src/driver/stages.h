@@ -23,6 +23,8 @@ void clipStage(RunState& state);
 void trackStage(RunState& state);
 // The project text, in one pass, to an open file.
 void writeStage(RunState& state, std::FILE* file);
+// The same into memory.
+void writeStage(RunState& state, std::string& text);
 // The console notes after writing, with the "Wrote" line for writtenPath.
 void notesStage(RunState& state, const std::string& writtenPath);
 // The referenced media looked up; missing files named.

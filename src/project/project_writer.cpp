@@ -1,5 +1,7 @@
 #include "project/project_writer.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "cli/console.h"
@@ -46,6 +48,7 @@ void writeProjectText(RunState& state, ProjectText& text) {
     writeAraDocument(writer);
 
     text.close();
+    state.counters.charactersReplaced = static_cast<int>(std::min<size_t>(text.replacedCharacters(), INT32_MAX));
 }
 
 void writeProject(RunState& state, std::FILE* file) {

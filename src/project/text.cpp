@@ -56,9 +56,84 @@ int base64Value(unsigned char c) {
     return -1;
 }
 
-}  // namespace
+// The length of the valid UTF-8 character at text[at] that is no control
+// character (C0, DEL or C1), or 0.
+std::size_t writableCharacterAt(std::string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[at + k]); };
+    const auto inRange = [&](std::size_t k, unsigned low, unsigned high) {
+        return at + k < text.size() && byte(k) >= low && byte(k) <= high;
+    };
+    const unsigned lead = byte(0);
+    if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+    if (lead == 0xC2) return inRange(1, 0xA0, 0xBF) ? 2 : 0;  // C2 80 to C2 9F are the C1 controls
+    if (lead >= 0xC3 && lead <= 0xDF) return inRange(1, 0x80, 0xBF) ? 2 : 0;
+    if (lead >= 0xE0 && lead <= 0xEF) {
+        const unsigned low = lead == 0xE0 ? 0xA0 : 0x80;   // no overlong forms
+        const unsigned high = lead == 0xED ? 0x9F : 0xBF;  // no surrogates
+        return inRange(1, low, high) && inRange(2, 0x80, 0xBF) ? 3 : 0;
+    }
+    if (lead >= 0xF0 && lead <= 0xF4) {
+        const unsigned low = lead == 0xF0 ? 0x90 : 0x80;
+        const unsigned high = lead == 0xF4 ? 0x8F : 0xBF;  // nothing above U+10FFFF
+        return inRange(1, low, high) && inRange(2, 0x80, 0xBF) && inRange(3, 0x80, 0xBF) ? 4 : 0;
+    }
+    return 0;
+}
 
-std::string quoteName(std::string_view text) {
+// C2 80 to C2 9F: a C1 control character, replaced whole.
+bool isC1ControlAt(std::string_view text, std::size_t at) {
+    return at + 1 < text.size() && static_cast<unsigned char>(text[at]) == 0xC2 &&
+           static_cast<unsigned char>(text[at + 1]) >= 0x80 && static_cast<unsigned char>(text[at + 1]) <= 0x9F;
+}
+
+const char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
+
+// Appends text as valid UTF-8 without control characters: a tab, line feed or
+// carriage return becomes a blank (a line feed stays with keepLineFeeds), a
+// quote character `quote` becomes "_", and every other control character and
+// every byte that is not part of a valid character becomes U+FFFD. Gives the
+// number of U+FFFD written.
+std::size_t appendWritable(std::string& out, std::string_view text, bool keepLineFeeds, char quote = 0) {
+    std::size_t replaced = 0;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        // Printable ASCII other than the quote goes out in one piece.
+        std::size_t plain = at;
+        while (plain < text.size() && text[plain] >= 0x20 && text[plain] < 0x7F && text[plain] != quote) ++plain;
+        out.append(text.substr(at, plain - at));
+        if (plain == text.size()) break;
+        at = plain;
+        const char c = text[at];
+        if (quote != 0 && c == quote) {
+            out.push_back('_');
+            ++at;
+            continue;
+        }
+        if (c == '\t' || c == '\r' || (c == '\n' && !keepLineFeeds)) {
+            out.push_back(' ');
+            ++at;
+            continue;
+        }
+        if (c == '\n') {
+            out.push_back(c);
+            ++at;
+            continue;
+        }
+        const std::size_t length = writableCharacterAt(text, at);
+        if (length == 0) {
+            out.append(kReplacement);
+            ++replaced;
+            at += isC1ControlAt(text, at) ? 2 : 1;
+        } else {
+            out.append(text.substr(at, length));
+            at += length;
+        }
+    }
+    return replaced;
+}
+
+// The quoting of quoteName into out; gives the number of characters replaced.
+std::size_t appendQuoted(std::string& out, std::string_view text) {
     char quote = '"';
     if (text.find('"') != std::string_view::npos) {
         if (text.find('\'') == std::string_view::npos)
@@ -66,19 +141,27 @@ std::string quoteName(std::string_view text) {
         else if (text.find('`') == std::string_view::npos)
             quote = '`';
     }
+    out.push_back(quote);
+    // The quote character can stand in the text only when all three occur.
+    const std::size_t replaced = appendWritable(out, text, false, quote);
+    out.push_back(quote);
+    return replaced;
+}
+
+}  // namespace
+
+std::string quoteName(std::string_view text) {
     std::string quoted;
     quoted.reserve(text.size() + 2);
-    quoted.push_back(quote);
-    for (char c : text) {
-        if (c == quote)
-            quoted.push_back('_');  // only when all three quote characters occur
-        else if (c == '\t' || c == '\n' || c == '\r')
-            quoted.push_back(' ');
-        else
-            quoted.push_back(c);
-    }
-    quoted.push_back(quote);
+    appendQuoted(quoted, text);
     return quoted;
+}
+
+std::string writableText(std::string_view text) {
+    std::string clean;
+    clean.reserve(text.size());
+    appendWritable(clean, text, false);
+    return clean;
 }
 
 std::string makeGuid(std::uint32_t seed) {
@@ -253,7 +336,7 @@ void ProjectText::endLine() {
 ProjectText::Line ProjectText::statement(std::string_view keyword) {
     beginLine();
     indent();
-    out_->append(keyword);
+    replaced_ += appendWritable(*out_, keyword, false);
     return Line(*this);
 }
 
@@ -261,7 +344,7 @@ ProjectText::Line ProjectText::open(std::string_view keyword) {
     beginLine();
     indent();
     out_->push_back('<');
-    out_->append(keyword);
+    replaced_ += appendWritable(*out_, keyword, false);
     ++depth_;
     return Line(*this);
 }
@@ -281,7 +364,7 @@ void ProjectText::close() {
 void ProjectText::rawLine(std::string_view text) {
     beginLine();
     indent();
-    out_->append(text);
+    replaced_ += appendWritable(*out_, text, false);
     endLine();
 }
 
@@ -292,11 +375,11 @@ void ProjectText::writeBase64Lines(std::string_view encoded) {
 
 void ProjectText::copyLines(std::string_view text) {
     if (lineOpen_) misused_ = true;
-    out_->append(text);
+    replaced_ += appendWritable(*out_, text, true);
     if (file_ && buffer_.size() >= kFlushSize) flush();
 }
 
-ProjectText::Line::~Line() {
+ProjectText::Line::~Line() noexcept(false) {
     owner_.endLine();
 }
 
@@ -330,13 +413,13 @@ ProjectText::Line& ProjectText::Line::midiByte(unsigned value) {
 
 ProjectText::Line& ProjectText::Line::name(std::string_view text) {
     owner_.out_->push_back(' ');
-    owner_.out_->append(quoteName(text));
+    owner_.replaced_ += appendQuoted(*owner_.out_, text);
     return *this;
 }
 
 ProjectText::Line& ProjectText::Line::word(std::string_view text) {
     owner_.out_->push_back(' ');
-    owner_.out_->append(text);
+    owner_.replaced_ += appendWritable(*owner_.out_, text, false);
     return *this;
 }
 
@@ -375,6 +458,21 @@ bool quotesClosed(std::string_view line) {
     return true;
 }
 
+// A byte that starts no valid character, or a control character, with its column.
+std::optional<std::string> characterProblem(std::string_view line) {
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t length = writableCharacterAt(line, at);
+        if (length > 0) {
+            at += length;
+            continue;
+        }
+        const unsigned char lead = static_cast<unsigned char>(line[at]);
+        const bool control = lead < 0x20 || lead == 0x7F || isC1ControlAt(line, at);
+        return std::string(control ? "control character" : "invalid UTF-8") + " at column " + std::to_string(at + 1);
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::string> checkProjectText(std::string_view text, int startDepth) {
@@ -391,10 +489,10 @@ std::optional<std::string> checkProjectText(std::string_view text, int startDept
         at = end + 1;
 
         if (line.find('\r') != std::string_view::npos) return atLine(number, "carriage return");
+        if (std::optional<std::string> problem = characterProblem(line)) return atLine(number, *problem);
         const std::size_t blanks = std::min(line.find_first_not_of(' '), line.size());
         const std::string_view rest = line.substr(blanks);
         if (rest.empty()) return atLine(number, "empty line");
-        if (rest[0] == '\t') return atLine(number, "tab in the indentation");
 
         if (rest[0] == '>') {
             if (rest.size() > 1) return atLine(number, "text after \">\"");

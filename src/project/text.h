@@ -12,8 +12,13 @@
 #include <vector>
 
 // The quoted form of a name, path or label: always quoted, with the first of
-// " ' ` that the text lacks; tabs and line breaks become blanks.
+// " ' ` that the text lacks (with all three, " and each " inside becomes "_");
+// written as writableText writes it.
 std::string quoteName(std::string_view text);
+// Text as the project may hold it: valid UTF-8 with no control character. Tabs
+// and line breaks become blanks; any other control character (C0, DEL, C1)
+// and each byte that is no part of a valid character becomes U+FFFD.
+std::string writableText(std::string_view text);
 
 // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" computed from a 32-bit seed.
 std::string makeGuid(std::uint32_t seed);
@@ -65,7 +70,9 @@ class ProjectText {
 public:
     class Line {
     public:
-        ~Line();
+        // Ends the line; may throw std::bad_alloc like any other write, so
+        // that running out of memory reaches the entry's refusal.
+        ~Line() noexcept(false);
         Line(const Line&) = delete;
         Line& operator=(const Line&) = delete;
 
@@ -125,6 +132,9 @@ public:
     void copyLines(std::string_view text);
 
     int depth() const { return depth_; }
+    // The characters replaced by U+FFFD so far: every text written here passes
+    // the rule of writableText (copyLines keeps its line feeds).
+    std::size_t replacedCharacters() const { return replaced_; }
     // True when every block opened here was closed and no line was begun while
     // another one was still being written.
     bool finished() const { return depth_ == startDepth_ && !misused_; }
@@ -143,12 +153,13 @@ private:
     int startDepth_;
     bool lineOpen_ = false;
     bool misused_ = false;
+    std::size_t replaced_ = 0;
 };
 
 // Reads project text as REAPER will and gives the first problem found, or
 // nothing: every line ends in LF, no CR, no empty line, each line indented two
 // blanks per open block, "<" followed at once by a keyword, ">" alone on its
 // line, quoted arguments closed on their line, every block closed, and, from
-// depth 0, exactly one top block. startDepth checks text meant to stand inside
-// blocks opened elsewhere.
+// depth 0, exactly one top block; only valid UTF-8 and no control character.
+// startDepth checks text meant to stand inside blocks opened elsewhere.
 std::optional<std::string> checkProjectText(std::string_view text, int startDepth = 0);

@@ -981,6 +981,15 @@ void sayPluginCountNote(const RunCounters& counters) {
         counters.pluginsWritten);
 }
 
+// Names and texts from a damaged file can hold bytes REAPER cannot read.
+void sayReplacedCharactersNote(const RunCounters& counters) {
+    if (counters.charactersReplaced == 0) return;
+    say("  NOTE: %d character(s) in track, clip, marker, file or note texts were\n"
+        "      not valid text (damaged bytes or control characters) and were written\n"
+        "      as the replacement character, so that REAPER can read the project.\n",
+        counters.charactersReplaced);
+}
+
 }  // namespace
 
 void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
@@ -1022,4 +1031,5 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayOverlapAndFadeNotes(state);
     sayPluginCountNote(state.counters);
     sayPluginInstanceWarnings(state.pluginRun.matches);
+    sayReplacedCharactersNote(state.counters);
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "cli/console.h"
 #include "session/strips.h"
@@ -29,6 +30,7 @@ bool validBlock(const ImageView& view, uint64_t z, uint64_t limit) {
 struct Span {
     uint64_t start = 0;
     uint64_t end = 0;
+    uint64_t ownEnd = 0;  // where the next block of its type starts, or its end
 };
 
 bool allPointsAre(const AutomationLane& lane, double value) {
@@ -37,8 +39,9 @@ bool allPointsAre(const AutomationLane& lane, double value) {
 }
 
 // Rebuilds the lane list of a strip whose range mixes several panners' lanes.
+// cachedWidth keeps the block's width code once worked out (-2 before).
 std::vector<uint64_t> rebuiltLanes(const SessionImage& image, const LaneGroups& groups, const Span& span,
-                                   uint16_t spanType, StripRow& strip) {
+                                   uint16_t spanType, int& cachedWidth, StripRow& strip) {
     const ImageView& view = image.view;
     const std::vector<uint64_t>& ungrouped = groups.ungrouped;
     if (ungrouped.size() > 2) {
@@ -55,7 +58,8 @@ std::vector<uint64_t> rebuiltLanes(const SessionImage& image, const LaneGroups& 
     int width = -1;
     size_t taken = 0;
     if (spanType != kMasterFader) {
-        width = trackWidthCode(image, span.start, span.end);
+        if (cachedWidth == -2) cachedWidth = trackWidthCode(image, span.start, span.end, span.ownEnd);
+        width = cachedWidth;
         taken = width == 1 ? 2 : width == 0 ? 1 : 0;
     }
     std::vector<uint64_t> lanes = {ungrouped[0], ungrouped[1]};
@@ -129,11 +133,12 @@ void readLane(const ImageView& image, uint64_t position, AutomationLane& lane) {
 LaneGroups groupLanes(const SessionImage& image, uint64_t rangeStart, uint64_t rangeEnd) {
     const ImageView& view = image.view;
     LaneGroups result;
-    std::vector<Span> spans;
+    std::vector<std::pair<uint64_t, uint64_t>> spans;
     for (uint64_t g : image.scan(kPannerGroup, rangeStart, rangeEnd)) {
         if (view.u32(g + 3) == 0 || blockEndAt(view, g) > rangeEnd) continue;
-        spans.push_back({g, blockEndAt(view, g)});
+        spans.emplace_back(g, blockEndAt(view, g));
     }
+    const SpanIndex groupIndex = makeSpanIndex(spans);
     result.groups.resize(spans.size());
     // Any "Z" with the lane type at +7 is a lane here; no other test is made.
     const uint64_t limit = std::min(rangeEnd, view.length);
@@ -143,21 +148,18 @@ LaneGroups groupLanes(const SessionImage& image, uint64_t rangeStart, uint64_t r
         if (found == nullptr) break;
         p = static_cast<uint64_t>(found - view.bytes);
         if (p + 9 > rangeEnd || view.u16(p + 7) != kLaneBlock) continue;
-        bool grouped = false;
-        for (size_t g = 0; g < spans.size() && !grouped; ++g) {
-            if (p > spans[g].start && p < spans[g].end) {
-                result.groups[g].push_back(p);
-                grouped = true;
-            }
-        }
-        if (!grouped) result.ungrouped.push_back(p);
+        // The first group that holds the lane.
+        if (const std::optional<size_t> g = firstSpanReaching(groupIndex, p, p + 1))
+            result.groups[*g].push_back(p);
+        else
+            result.ungrouped.push_back(p);
     }
     result.multiLane = std::any_of(result.groups.begin(), result.groups.end(),
                                    [](const std::vector<uint64_t>& group) { return group.size() > 1; });
     return result;
 }
 
-int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t blockEnd) {
+int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t blockEnd, uint64_t ownEnd) {
     const ImageView& view = image.view;
     uint64_t first = 0;
     bool found = false;
@@ -172,9 +174,8 @@ int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t bloc
     const uint8_t b = view.u8(blockEndAt(view, first));
     if (b > 1) return 2;
     if (b == 1) return 1;
-    for (uint64_t h : image.scan(kRowHolder, blockStart, blockEnd)) {
-        if (!validBlock(view, h, blockEnd)) continue;
-        const LaneGroups groups = groupLanes(image, h, blockEndAt(view, h));
+    if (const std::optional<uint64_t> h = image.first(kRowHolder, blockStart, ownEnd, blockEnd)) {
+        const LaneGroups groups = groupLanes(image, *h, std::min(blockEndAt(view, *h), ownEnd));
         if (groups.groups.size() < 2 || groups.groups[0].empty()) return 0;
         AutomationLane lane;
         readLane(view, groups.groups[0][0], lane);
@@ -183,48 +184,82 @@ int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t bloc
     return 0;
 }
 
+namespace {
+
+// What the lanes of a strip come from: the first row holder of its track block.
+struct SpanLanes {
+    std::vector<uint64_t> lanes;
+    LaneGroups groups;
+    int width = -2;  // the block's width code, worked out when first needed
+};
+
+SpanLanes lanesOfSpan(const SessionImage& image, const Span& span) {
+    const ImageView& view = image.view;
+    Span range = span;
+    if (const std::optional<uint64_t> h = image.first(kRowHolder, span.start, span.ownEnd, span.end)) {
+        range = {*h, blockEndAt(view, *h), std::min(blockEndAt(view, *h), span.ownEnd)};
+    }
+    SpanLanes found;
+    found.lanes = image.scanHeads(kLaneBlock, range.start, range.ownEnd, range.end);
+    found.groups = groupLanes(image, range.start, range.ownEnd);
+    return found;
+}
+
+}  // namespace
+
 void readStripLanes(const SessionImage& image, std::vector<StripRow>& strips) {
     const ImageView& view = image.view;
     std::vector<std::pair<Span, uint16_t>> spans;
     for (uint16_t type : {kAudioTrack, kMasterFader, kMidiTrack, kInstrumentTrack}) {
-        for (uint64_t z : image.scan(type)) {
-            if (view.u32(z + 3) == 0 || blockEndAt(view, z) > view.length) continue;
-            spans.push_back({{z, blockEndAt(view, z)}, type});
-        }
+        const std::vector<uint64_t> starts = image.scan(type);
+        const std::vector<uint64_t> ends = ownEnds(view, starts);
+        for (size_t k = 0; k < starts.size(); ++k)
+            spans.push_back({{starts[k], blockEndAt(view, starts[k]), ends[k]}, type});
     }
-    const bool dump = std::getenv("PTX_DUMP_LANES") != nullptr;
-    for (StripRow& strip : strips) {
-        if (!strip.present || strip.position == 0) continue;
-        const std::pair<Span, uint16_t>* best = nullptr;
-        for (const auto& span : spans) {
-            if (strip.position <= span.first.start || strip.position >= span.first.end) continue;
-            const uint64_t size = span.first.end - span.first.start;
-            if (best == nullptr || size < best->first.end - best->first.start ||
-                (size == best->first.end - best->first.start && span.first.start < best->first.start)) {
-                best = &span;
-            }
-        }
-        if (best == nullptr) continue;
-        const Span& span = best->first;
-        Span range = span;
-        for (uint64_t h : image.scan(kRowHolder, span.start, span.end)) {
-            if (view.u32(h + 3) != 0 && blockEndAt(view, h) <= span.end) range = {h, blockEndAt(view, h)};
-            break;
-        }
-        std::vector<uint64_t> lanes;
-        for (uint64_t p : image.scan(kLaneBlock, range.start, range.end)) lanes.push_back(p);
-        const LaneGroups groups = groupLanes(image, range.start, range.end);
+    std::sort(spans.begin(), spans.end(),
+              [](const auto& a, const auto& b) { return a.first.start < b.first.start; });
+
+    // Each strip's row lies in the innermost track block around it: with the
+    // strips taken by position, the blocks begun before a row stand on a stack,
+    // and those that ended before it are taken off.
+    std::vector<size_t> order;
+    for (size_t i = 0; i < strips.size(); ++i) {
+        if (strips[i].present && strips[i].position != 0) order.push_back(i);
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return strips[a].position < strips[b].position; });
+    std::vector<size_t> around;
+    size_t nextSpan = 0;
+    std::map<size_t, SpanLanes> lanesOf;  // by span, read once however many strips share it
+    std::vector<bool> read(strips.size(), false);
+    for (size_t i : order) {
+        StripRow& strip = strips[i];
+        while (nextSpan < spans.size() && spans[nextSpan].first.start < strip.position) around.push_back(nextSpan++);
+        while (!around.empty() && spans[around.back()].first.end <= strip.position) around.pop_back();
+        if (around.empty()) continue;
+        const size_t best = around.back();
+        const Span& span = spans[best].first;
+        auto cached = lanesOf.find(best);
+        if (cached == lanesOf.end()) cached = lanesOf.emplace(best, lanesOfSpan(image, span)).first;
+        std::vector<uint64_t> lanes = cached->second.lanes;
+        const LaneGroups& groups = cached->second.groups;
         if (groups.multiLane) {
-            std::vector<uint64_t> rebuilt = rebuiltLanes(image, groups, span, best->second, strip);
+            std::vector<uint64_t> rebuilt =
+                rebuiltLanes(image, groups, span, spans[best].second, cached->second.width, strip);
             if (!rebuilt.empty()) lanes = std::move(rebuilt);
         }
         assignLanes(view, lanes, strip);
+        read[i] = true;
         if (strip.stereoLanes) testStereoPans(strip);
         // The volume lane's resting value is the fader when no point moves it.
         if (!lanes.empty() && strip.volumeLane.points.empty()) {
             strip.faderDb = static_cast<int16_t>(view.u16(lanes[0] + 35)) / 10.0;
         }
-        if (dump) dumpLanes(strip);
+    }
+    // The dump follows the strips' order.
+    if (std::getenv("PTX_DUMP_LANES") == nullptr) return;
+    for (size_t i = 0; i < strips.size(); ++i) {
+        if (read[i]) dumpLanes(strips[i]);
     }
 }
 
@@ -232,12 +267,20 @@ std::map<std::string, MidiTrackState> readMidiTrackStates(const SessionImage& im
                                                           const std::vector<SessionTrack>& tracks) {
     const ImageView& view = image.view;
     std::map<std::string, MidiTrackState> states;
+    std::vector<uint64_t> starts;
+    for (const SessionTrack& track : tracks) {
+        if (track.kind == kMidiTrack) starts.push_back(track.blockStart);
+    }
+    std::sort(starts.begin(), starts.end());
+    const std::vector<uint64_t> ends = ownEnds(view, starts);
     for (const SessionTrack& track : tracks) {
         if (track.kind != kMidiTrack) continue;
+        const auto k = std::lower_bound(starts.begin(), starts.end(), track.blockStart) - starts.begin();
+        const uint64_t ownEnd = ends[static_cast<size_t>(k)];
         MidiTrackState state;
         bool any = false;
         bool muteFound = false;
-        for (uint64_t holder : image.scan(kMidiLaneHolder, track.blockStart + 1, track.blockEnd)) {
+        for (uint64_t holder : image.scanHeads(kMidiLaneHolder, track.blockStart + 1, ownEnd, track.blockEnd)) {
             const uint64_t end = std::min(blockEndAt(view, holder), track.blockEnd);
             std::vector<uint64_t> lanes;
             for (uint64_t p = holder + 9; p + 9 <= end;) {

@@ -36,7 +36,8 @@ struct LaneGroups {
 LaneGroups groupLanes(const SessionImage& image, uint64_t rangeStart, uint64_t rangeEnd);
 
 // How many pans a track block has when its lanes do not say: 0, 1 or 2.
-int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t blockEnd);
+// Only what lies before ownEnd (where the next block of its type starts) counts.
+int trackWidthCode(const SessionImage& image, uint64_t blockStart, uint64_t blockEnd, uint64_t ownEnd);
 
 // Fills the lane fields of each present strip with a position, and takes a
 // strip's fader from its volume lane's resting value when that lane has no

@@ -7,6 +7,11 @@ namespace {
 
 constexpr uint8_t kBlockMark = 0x5A;  // "Z"
 
+// Pro Tools nests its blocks a few levels deep (seven in every saved session
+// seen); a head found deeper than this is kept without searching its body, so
+// that a crafted chain of nested heads stays a short tree.
+constexpr size_t kMaxTreeDepth = 32;
+
 // The head of one block at position, without its children: "Z", a block type of
 // at most 255 and a size that keeps the block within limit.
 bool parseHead(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block) {
@@ -80,7 +85,7 @@ bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, Ptx
             PtxBlock child;
             if (!parseHead(image, at, childLimit, child)) {
                 goOn = stepOn(top, 0);
-            } else if (!mayHoldChildren(child, at, childLimit)) {
+            } else if (!mayHoldChildren(child, at, childLimit) || stack.size() >= kMaxTreeDepth) {
                 const uint64_t jump = static_cast<uint64_t>(child.blockSize) + 7;
                 top.block.children.push_back(std::move(child));
                 goOn = stepOn(top, jump);
@@ -130,20 +135,36 @@ BlockIndex buildBlockIndex(const ImageView& image) {
     return index;
 }
 
+namespace {
+
+// Visits, in file order, the blocks of contentType whose "Z" lies in [from,
+// headsTo) and which end by endsBy, until visit gives false.
+template <typename Visit>
+void visitHeads(const ImageView& image, const BlockIndex& index, uint16_t contentType, uint64_t from,
+                uint64_t headsTo, uint64_t endsBy, Visit visit) {
+    const uint64_t end = std::min(endsBy, image.length);
+    const uint64_t headsEnd = std::min(headsTo, end);
+    if (from >= headsEnd) return;
+    const auto bucket = index.byContentType.find(contentType);
+    if (bucket == index.byContentType.end()) return;
+    const std::vector<uint64_t>& positions = bucket->second;
+    for (auto it = std::lower_bound(positions.begin(), positions.end(), from);
+         it != positions.end() && *it < headsEnd && *it + 9 < end; ++it) {
+        // The index knows the block fits the image; the range may be narrower.
+        const uint64_t size = image.u32(*it + 3);
+        if (size <= end - (*it + 7) && !visit(*it)) return;
+    }
+}
+
+}  // namespace
+
 std::vector<uint64_t> scanBlocks(const ImageView& image, const BlockIndex& index,
                                  uint16_t contentType, uint64_t from, uint64_t to) {
     std::vector<uint64_t> found;
-    const uint64_t end = std::min(to, image.length);
-    if (from >= end) return found;
-    const auto bucket = index.byContentType.find(contentType);
-    if (bucket == index.byContentType.end()) return found;
-    const std::vector<uint64_t>& positions = bucket->second;
-    for (auto it = std::lower_bound(positions.begin(), positions.end(), from);
-         it != positions.end() && *it + 9 < end; ++it) {
-        // The index knows the block fits the image; the range may be narrower.
-        const uint64_t size = image.u32(*it + 3);
-        if (size <= end - (*it + 7)) found.push_back(*it);
-    }
+    visitHeads(image, index, contentType, from, to, to, [&](uint64_t z) {
+        found.push_back(z);
+        return true;
+    });
     return found;
 }
 
@@ -153,6 +174,68 @@ std::vector<uint64_t> SessionImage::scan(uint16_t contentType) const {
 
 std::vector<uint64_t> SessionImage::scan(uint16_t contentType, uint64_t from, uint64_t to) const {
     return scanBlocks(view, index, contentType, from, to);
+}
+
+std::vector<uint64_t> SessionImage::scanHeads(uint16_t contentType, uint64_t from, uint64_t headsTo,
+                                              uint64_t endsBy) const {
+    std::vector<uint64_t> found;
+    visitHeads(view, index, contentType, from, headsTo, endsBy, [&](uint64_t z) {
+        found.push_back(z);
+        return true;
+    });
+    return found;
+}
+
+std::optional<uint64_t> SessionImage::first(uint16_t contentType, uint64_t from, uint64_t headsTo,
+                                            uint64_t endsBy) const {
+    std::optional<uint64_t> found;
+    visitHeads(view, index, contentType, from, headsTo, endsBy, [&](uint64_t z) {
+        found = z;
+        return false;
+    });
+    return found;
+}
+
+std::vector<uint64_t> ownEnds(const ImageView& image, const std::vector<uint64_t>& starts) {
+    std::vector<uint64_t> ends(starts.size());
+    for (size_t k = 0; k < starts.size(); ++k) {
+        ends[k] = blockEndAt(image, starts[k]);
+        if (k + 1 < starts.size() && starts[k + 1] > starts[k]) ends[k] = std::min(ends[k], starts[k + 1]);
+    }
+    return ends;
+}
+
+SpanIndex makeSpanIndex(const std::vector<std::pair<uint64_t, uint64_t>>& spans) {
+    SpanIndex index;
+    for (const auto& [start, end] : spans) {
+        index.starts.push_back(start);
+        index.reach.push_back(index.reach.empty() ? end : std::max(index.reach.back(), end));
+    }
+    return index;
+}
+
+std::optional<size_t> firstSpanReaching(const SpanIndex& index, uint64_t startsBefore, uint64_t reaching) {
+    const size_t before = static_cast<size_t>(
+        std::lower_bound(index.starts.begin(), index.starts.end(), startsBefore) - index.starts.begin());
+    // reach grows with the index: the first span whose reach does it is the first that ends there.
+    const size_t first = static_cast<size_t>(
+        std::lower_bound(index.reach.begin(), index.reach.begin() + before, reaching) - index.reach.begin());
+    if (first < before) return first;
+    return std::nullopt;
+}
+
+EnclosingWalk makeEnclosingWalk(const ImageView& image, const std::vector<uint64_t>& starts) {
+    EnclosingWalk walk;
+    walk.starts = starts;
+    for (uint64_t z : starts) walk.ends.push_back(blockEndAt(image, z));
+    return walk;
+}
+
+std::optional<size_t> innermostAround(EnclosingWalk& walk, uint64_t position) {
+    while (walk.next < walk.starts.size() && walk.starts[walk.next] < position) walk.open.push_back(walk.next++);
+    while (!walk.open.empty() && walk.ends[walk.open.back()] <= position) walk.open.pop_back();
+    if (walk.open.empty()) return std::nullopt;
+    return walk.open.back();
 }
 
 SessionImage makeSessionImage(const ImageView& view) {

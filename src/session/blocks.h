@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "session/image.h"
@@ -51,8 +53,42 @@ struct SessionImage {
 
     std::vector<uint64_t> scan(uint16_t contentType) const;  // the whole image
     std::vector<uint64_t> scan(uint16_t contentType, uint64_t from, uint64_t to) const;
+    // The blocks whose "Z" lies in [from, headsTo) and which end by endsBy.
+    std::vector<uint64_t> scanHeads(uint16_t contentType, uint64_t from, uint64_t headsTo, uint64_t endsBy) const;
+    // The first of scanHeads, found without building the list; nothing when there is none.
+    std::optional<uint64_t> first(uint16_t contentType, uint64_t from, uint64_t headsTo, uint64_t endsBy) const;
+    std::optional<uint64_t> first(uint16_t contentType, uint64_t from, uint64_t to) const {
+        return first(contentType, from, to, to);
+    }
 };
+
+// Where each of the blocks at starts (sorted "Z" positions) stops holding what
+// is its own: at its end, or where the next of them starts. Blocks of one kind
+// never nest in a saved session; where a damaged one swallows the next, what
+// lies inside the inner one is the inner one's, and every byte is read once.
+std::vector<uint64_t> ownEnds(const ImageView& image, const std::vector<uint64_t>& starts);
 SessionImage makeSessionImage(const ImageView& view);
+
+// Spans (start, end) sorted by start, for asking in O(log n) which is the first
+// of them, in that order, that starts before a position and reaches an end.
+struct SpanIndex {
+    std::vector<uint64_t> starts;
+    std::vector<uint64_t> reach;  // the largest end among the spans up to each
+};
+SpanIndex makeSpanIndex(const std::vector<std::pair<uint64_t, uint64_t>>& spans);
+std::optional<size_t> firstSpanReaching(const SpanIndex& index, uint64_t startsBefore, uint64_t reaching);
+
+// Blocks sorted by "Z", asked in rising order of position for the innermost
+// (the last begun) that holds each: blocks begun before the position stand on
+// a stack and those that ended before it are taken off, each once.
+struct EnclosingWalk {
+    std::vector<uint64_t> starts;
+    std::vector<uint64_t> ends;
+    size_t next = 0;
+    std::vector<size_t> open;
+};
+EnclosingWalk makeEnclosingWalk(const ImageView& image, const std::vector<uint64_t>& starts);
+std::optional<size_t> innermostAround(EnclosingWalk& walk, uint64_t position);
 
 enum class DamageVerdict { none, incomplete, damaged };
 

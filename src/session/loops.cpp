@@ -1,5 +1,7 @@
 #include "session/loops.h"
 
+#include <optional>
+
 namespace {
 
 constexpr uint16_t kPlacementBlock = 0x104F;
@@ -14,9 +16,9 @@ std::vector<LoopRecord> readLoopRecords(const SessionImage& image) {
     for (uint64_t p : image.scan(kPlacementBlock)) {
         const uint32_t size = view.u32(p + 3);
         if (size <= 15) continue;
-        const std::vector<uint64_t> nested = image.scan(kLoopBlock, p + 9, p + 7 + size);
-        if (nested.empty()) continue;
-        const uint64_t z = nested.front();
+        const std::optional<uint64_t> nested = image.first(kLoopBlock, p + 9, p + 7 + size);
+        if (!nested) continue;
+        const uint64_t z = *nested;
 
         LoopRecord record;
         record.clipIndex = view.u16(p + 11);

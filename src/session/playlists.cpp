@@ -63,8 +63,9 @@ bool readPlaylistBlock(const ImageView& view, uint64_t z, PlaylistBlock& block) 
     std::vector<uint64_t> children;
     children.reserve(count);
     uint64_t c = countAt + 4;
+    const uint64_t end = blockEndAt(view, z);
     for (uint32_t i = 0; i < count; ++i) {
-        if (view.u8(c) != 'Z') return false;
+        if (c >= end || view.u8(c) != 'Z') return false;  // the placements stand inside the playlist
         children.push_back(c);
         c += 7 + uint64_t(view.u32(c + 3));
     }

@@ -31,16 +31,11 @@ uint64_t payloadEndOf(const ImageView& view, uint64_t p) {
     return q;
 }
 
-// The smallest block of that type strictly around p, as (start, end); (0, 0) for none.
-std::pair<uint64_t, uint64_t> smallestAround(const ImageView& view, const std::vector<uint64_t>& blocks, uint64_t p) {
-    std::pair<uint64_t, uint64_t> best(0, 0);
-    for (uint64_t z : blocks) {
-        if (z >= p) break;
-        const uint64_t end = blockEndAt(view, z);
-        if (p >= end) continue;
-        if (best.second == 0 || end - z < best.second - best.first) best = {z, end};
-    }
-    return best;
+// The innermost block of a walk strictly around p, as (start, end); (0, 0) for none.
+std::pair<uint64_t, uint64_t> around(EnclosingWalk& walk, uint64_t p) {
+    const std::optional<size_t> k = innermostAround(walk, p);
+    if (!k) return {0, 0};
+    return {walk.starts[*k], walk.ends[*k]};
 }
 
 // The count printable bytes at position; none when any is out of range.
@@ -88,8 +83,9 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
     std::vector<PluginInstance> instances;
     const std::vector<uint64_t> owners = image.scan(kOwner);
     const std::vector<uint64_t> keyNames = image.scan(kKeyName);
-    const std::vector<uint64_t> tracks = image.scan(kAudioTrack);
-    const std::vector<uint64_t> instruments = image.scan(kInstrumentTrack);
+    // The instances come in file order, so each walk goes through the image once.
+    EnclosingWalk tracks = makeEnclosingWalk(view, image.scan(kAudioTrack));
+    EnclosingWalk instruments = makeEnclosingWalk(view, image.scan(kInstrumentTrack));
     for (uint64_t p : image.scan(kInstance)) {
         if (!view.holds(p, 33)) continue;
         PluginInstance instance;
@@ -103,8 +99,9 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
             instance.pluginName += static_cast<char>(view.u8(p + 33 + k));
         }
         instance.channelSets = view.holds(p + 9, 1) ? view.u8(p + 9) : 1;
-        std::pair<uint64_t, uint64_t> window = smallestAround(view, tracks, p);
-        if (window.second == 0) window = smallestAround(view, instruments, p);
+        std::pair<uint64_t, uint64_t> window = around(tracks, p);
+        const std::pair<uint64_t, uint64_t> instrument = around(instruments, p);
+        if (window.second == 0) window = instrument;
         instance.stripWindowStart = window.first;
         instance.stripWindowEnd = window.second;
         const uint64_t behind = blockEndAt(view, p);
@@ -174,9 +171,33 @@ const StripRow* stripOfInstance(const PluginInstance& instance, const std::vecto
 std::map<std::string, std::vector<PluginInstance>> bindInstancesToStrips(const std::vector<PluginInstance>& instances,
                                                                          const std::vector<StripRow>& strips) {
     std::map<std::string, std::vector<PluginInstance>> chains;
+    // The present strips by position; the first of them in list order inside a window wins.
+    std::map<uint64_t, size_t> firstAt;
+    for (size_t i = 0; i < strips.size(); ++i) {
+        if (strips[i].present) firstAt.emplace(strips[i].position, i);
+    }
+    std::vector<uint64_t> positions;
+    std::vector<std::vector<size_t>> least(1);  // least[j][k]: the smallest index of 2^j strips from k
+    for (const auto& [position, index] : firstAt) {
+        positions.push_back(position);
+        least[0].push_back(index);
+    }
+    for (size_t j = 1; (size_t(1) << j) <= positions.size(); ++j) {
+        least.emplace_back();
+        for (size_t k = 0; k + (size_t(1) << j) <= positions.size(); ++k)
+            least[j].push_back(std::min(least[j - 1][k], least[j - 1][k + (size_t(1) << (j - 1))]));
+    }
     for (const PluginInstance& instance : instances) {
-        const StripRow* strip = instance.unreadable ? nullptr : stripOfInstance(instance, strips);
-        if (strip) chains[strip->name].push_back(instance);
+        if (instance.unreadable) continue;  // kept out of every chain
+        const size_t from = static_cast<size_t>(
+            std::upper_bound(positions.begin(), positions.end(), instance.stripWindowStart) - positions.begin());
+        const size_t to = static_cast<size_t>(
+            std::lower_bound(positions.begin(), positions.end(), instance.stripWindowEnd) - positions.begin());
+        if (from >= to) continue;
+        size_t j = 0;
+        while ((size_t(2) << j) <= to - from) ++j;
+        const size_t first = std::min(least[j][from], least[j][to - (size_t(1) << j)]);
+        chains[strips[first].name].push_back(instance);
     }
     return chains;
 }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "session/blocks.h"
 
@@ -186,8 +187,18 @@ bool unxorSession(SessionFile& file, const std::string& path) {
 }
 
 int loadSession(SessionFile& file, const std::string& path, int64_t targetRate) {
+    std::vector<uint8_t> bytes;
+    if (!readWholeFile(path, bytes)) {
+        clearLoaded(file);
+        return -1;
+    }
+    return loadSessionBytes(file, std::move(bytes), targetRate);
+}
+
+int loadSessionBytes(SessionFile& file, std::vector<uint8_t> fileBytes, int64_t targetRate) {
     clearLoaded(file);
-    if (!readWholeFile(path, file.image) || !cipher(file.image)) {
+    file.image = std::move(fileBytes);
+    if (!cipher(file.image)) {
         file.image.clear();
         return -1;
     }

@@ -31,6 +31,8 @@ struct SessionFile {
 // -3 unknown version; -4 decrypted but the contents cannot be parsed (also a rate
 // outside 44100 to 192000, which stays readable in sessionRate).
 int loadSession(SessionFile& file, const std::string& path, int64_t targetRate);
+// The same from the bytes of a file already read (enciphered, as a .ptx holds them).
+int loadSessionBytes(SessionFile& file, std::vector<uint8_t> fileBytes, int64_t targetRate);
 // Decryption only: fills image and versionByte (0 when no version is found).
 // False when the file cannot be read or decrypted.
 bool unxorSession(SessionFile& file, const std::string& path);

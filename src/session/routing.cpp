@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <set>
 #include <tuple>
+#include <unordered_map>
 
 #include "session/automation.h"
 
@@ -79,12 +82,12 @@ bool holderRow(const ImageView& view, uint64_t q, uint8_t& postFader, int32_t& l
     return postFader <= 1 && level >= -1450 && level <= 125;
 }
 
-// The name of a row holder: in the first name block strictly inside it.
-std::string holderName(const SessionImage& image, uint64_t q, uint64_t end) {
-    for (uint64_t n : image.scan(kRowName, q + 1, end)) {
-        return firstNameIn(image.view, n + 11, std::min(blockEndAt(image.view, n), end), false);
-    }
-    return std::string();
+// The name of a row holder: in the first name block strictly inside it, before
+// ownEnd; the name is searched up to the holder's end.
+std::string holderName(const SessionImage& image, uint64_t q, uint64_t ownEnd, uint64_t end) {
+    const std::optional<uint64_t> n = image.first(kRowName, q + 1, ownEnd, end);
+    if (!n) return std::string();
+    return firstNameIn(image.view, *n + 11, std::min({blockEndAt(image.view, *n), end, ownEnd}), false);
 }
 
 int32_t knob(const AutomationLane& lane) {
@@ -113,8 +116,28 @@ void readSendLanes(const SessionImage& image, uint64_t from, uint64_t to, SendRe
     send.panRight = right ? knob(send.rightPanLane) : 0;
 }
 
+// The first path of each id, and the ids of the instrument and hardware paths.
+// An id as the image holds it: the low u32, then the high one.
+uint64_t idKey(uint32_t low, uint32_t high) { return uint64_t(high) << 32 | low; }
+
+struct PathIds {
+    std::unordered_map<uint64_t, size_t> firstOfId;
+    std::unordered_map<uint64_t, std::vector<size_t>> heldKinds;  // kind 6 only
+};
+
+PathIds pathIdsOf(const std::vector<BusRecord>& paths) {
+    PathIds ids;
+    for (size_t k = 0; k < paths.size(); ++k) {
+        const uint64_t id = idKey(paths[k].idLow, paths[k].idHigh);
+        ids.firstOfId.emplace(id, k);
+        if (paths[k].kind == kInstrumentOrHardwarePath) ids.heldKinds[id].push_back(k);
+    }
+    return ids;
+}
+
 // The input: a name, four zero bytes, the u32 42 and the id, near the block's end.
-void readInput(const ImageView& view, const std::vector<BusRecord>& paths, TrackRouting& routing) {
+void readInput(const ImageView& view, const std::vector<BusRecord>& paths, const PathIds& ids,
+               TrackRouting& routing) {
     static const uint8_t kInputMark[8] = {0, 0, 0, 0, 0x2A, 0, 0, 0};
     const uint64_t end = routing.blockEnd;
     const uint64_t from = end - routing.blockStart > kInputSearch ? end - kInputSearch : routing.blockStart;
@@ -122,8 +145,9 @@ void readInput(const ImageView& view, const std::vector<BusRecord>& paths, Track
         if (!view.matches(p, kInputMark, 8)) continue;
         const uint32_t low = view.u32(p + 8);
         const uint32_t high = view.u32(p + 12);
-        for (const BusRecord& path : paths) {
-            if (path.idLow != low || path.idHigh != high) continue;
+        const auto found = ids.firstOfId.find(idKey(low, high));
+        if (found != ids.firstOfId.end()) {
+            const BusRecord& path = paths[found->second];
             routing.inputPath = path.name;
             routing.inputIdLow = low;
             routing.inputIdHigh = high;
@@ -134,23 +158,28 @@ void readInput(const ImageView& view, const std::vector<BusRecord>& paths, Track
     }
 }
 
-TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vector<BusRecord>& paths) {
+// The routing of the track block at z, from what lies before ownEnd.
+TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, uint64_t ownEnd, const std::vector<BusRecord>& paths,
+                           const PathIds& ids) {
     const ImageView& view = image.view;
     TrackRouting routing;
     routing.blockStart = z;
     routing.blockEnd = blockEndAt(view, z);
-    for (uint64_t n : image.scan(kTrackName, z + 1, routing.blockEnd)) {
-        if (auto name = readName(view, n + 9, 1, kMaxNameLength)) routing.name = *name;
-        break;
+    if (const std::optional<uint64_t> n = image.first(kTrackName, z + 1, ownEnd, routing.blockEnd)) {
+        if (auto name = readName(view, *n + 9, 1, kMaxNameLength)) routing.name = *name;
     }
     bool first = true;
     uint32_t slot = 0;
-    for (uint64_t q : image.scan(kRowHolder, z + 1, routing.blockEnd)) {
+    const std::vector<uint64_t> holders = image.scanHeads(kRowHolder, z + 1, ownEnd, routing.blockEnd);
+    const std::vector<uint64_t> holderEnds = ownEnds(view, holders);
+    for (size_t h = 0; h < holders.size(); ++h) {
+        const uint64_t q = holders[h];
         uint8_t postFader = 0;
         int32_t level = 0;
         if (!holderRow(view, q, postFader, level)) continue;
         const uint64_t end = std::min(blockEndAt(view, q), routing.blockEnd);
-        const std::string name = holderName(image, q, end);
+        const uint64_t holderOwnEnd = std::min(holderEnds[h], ownEnd);
+        const std::string name = holderName(image, q, holderOwnEnd, end);
         if (first) {
             routing.outputPath = name;
             routing.noOutput = name.empty() ? 1 : 0;
@@ -161,30 +190,24 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
             send.levelDb = level / 10.0;
             send.postFader = postFader & 1;
             send.slot = slot;
-            readSendLanes(image, q, end, send);
+            readSendLanes(image, q, holderOwnEnd, send);
             routing.sends.push_back(std::move(send));
         }
         ++slot;
     }
-    readInput(view, paths, routing);
-    // Which instrument or hardware paths the block names by their id.
-    for (size_t k = 0; k < paths.size(); ++k) {
-        if (paths[k].kind != kInstrumentOrHardwarePath) continue;
-        uint8_t id[8];
-        for (int b = 0; b < 4; ++b) {
-            id[b] = static_cast<uint8_t>(paths[k].idLow >> (8 * b));
-            id[4 + b] = static_cast<uint8_t>(paths[k].idHigh >> (8 * b));
-        }
-        const uint64_t end = std::min(routing.blockEnd, view.length);
+    readInput(view, paths, ids, routing);
+    // Which instrument or hardware paths the block names by their id, each once,
+    // in the order of the paths.
+    const uint64_t end = std::min(ownEnd, view.length);
+    if (!ids.heldKinds.empty()) {
+        std::vector<size_t> held;
         for (uint64_t p = z; p + 8 <= end; ++p) {
-            const void* hit = std::memchr(view.bytes + p, id[0], static_cast<size_t>(end - p));
-            if (hit == nullptr) break;
-            p = static_cast<uint64_t>(static_cast<const uint8_t*>(hit) - view.bytes);
-            if (p + 8 <= end && std::memcmp(view.bytes + p, id, 8) == 0) {
-                routing.heldPaths.push_back(k);
-                break;
-            }
+            const auto found = ids.heldKinds.find(view.u64(p));
+            if (found != ids.heldKinds.end()) held.insert(held.end(), found->second.begin(), found->second.end());
         }
+        std::sort(held.begin(), held.end());
+        held.erase(std::unique(held.begin(), held.end()), held.end());
+        routing.heldPaths = std::move(held);
     }
     return routing;
 }
@@ -193,25 +216,27 @@ TrackRouting readRoutingOf(const SessionImage& image, uint64_t z, const std::vec
 
 std::vector<BusRecord> readPaths(const SessionImage& image) {
     std::vector<BusRecord> paths;
+    std::set<std::tuple<uint32_t, uint32_t, uint32_t, std::string, std::vector<int32_t>>> seen;
     for (uint64_t z : image.scan(kPathBlock)) {
         BusRecord path;
         if (!readPathAt(image.view, z, path)) continue;
-        const auto same = [&path](const BusRecord& other) {
-            return std::tie(other.idLow, other.idHigh, other.kind, other.name, other.channels) ==
-                   std::tie(path.idLow, path.idHigh, path.kind, path.name, path.channels);
-        };
-        if (std::none_of(paths.begin(), paths.end(), same)) paths.push_back(std::move(path));
+        if (seen.emplace(path.idLow, path.idHigh, path.kind, path.name, path.channels).second)
+            paths.push_back(std::move(path));
     }
     return paths;
 }
 
 std::vector<TrackRouting> readTrackRouting(const SessionImage& image, const std::vector<BusRecord>& paths) {
-    std::vector<uint64_t> blocks = image.scan(kAudioTrack);
-    const std::vector<uint64_t> instruments = image.scan(kInstrumentTrack);
-    blocks.insert(blocks.end(), instruments.begin(), instruments.end());
+    std::vector<std::pair<uint64_t, uint64_t>> blocks;  // "Z" and own end
+    for (uint16_t type : {kAudioTrack, kInstrumentTrack}) {
+        const std::vector<uint64_t> starts = image.scan(type);
+        const std::vector<uint64_t> ends = ownEnds(image.view, starts);
+        for (size_t k = 0; k < starts.size(); ++k) blocks.emplace_back(starts[k], ends[k]);
+    }
     std::sort(blocks.begin(), blocks.end());
+    const PathIds ids = pathIdsOf(paths);
     std::vector<TrackRouting> rows;
-    for (uint64_t z : blocks) rows.push_back(readRoutingOf(image, z, paths));
+    for (const auto& [z, ownEnd] : blocks) rows.push_back(readRoutingOf(image, z, ownEnd, paths, ids));
     return rows;
 }
 
@@ -232,27 +257,25 @@ std::vector<HardwareInsert> readHardwareInserts(const SessionImage& image) {
     std::vector<uint64_t> tracks = image.scan(kAudioTrack);
     const std::vector<uint64_t> instruments = image.scan(kInstrumentTrack);
     tracks.insert(tracks.end(), instruments.begin(), instruments.end());
+    std::sort(tracks.begin(), tracks.end());
     std::vector<HardwareInsert> inserts;
+    // The inserts come in file order: the track blocks begun before each stand on
+    // a stack, and those that ended before it are taken off.
+    std::vector<uint64_t> around;
+    size_t nextTrack = 0;
     for (uint64_t z : image.scan(kHardwareInsert)) {
         HardwareInsert insert{"<unknown track>", "<unnamed>"};
-        for (uint64_t n : image.scan(kRowName, z + 1, blockEndAt(view, z))) {
-            const uint32_t length = view.u32(n + 45);
-            if (length > 0 && allBytesIn(view, n + 49, length, 0x20, 0x7E)) insert.name = view.text(n + 49, length);
-            break;
+        if (const std::optional<uint64_t> n = image.first(kRowName, z + 1, blockEndAt(view, z))) {
+            const uint32_t length = view.u32(*n + 45);
+            if (length > 0 && allBytesIn(view, *n + 49, length, 0x20, 0x7E)) insert.name = view.text(*n + 49, length);
         }
-        // The innermost track block around the insert.
-        uint64_t best = 0;
-        bool found = false;
-        for (uint64_t t : tracks) {
-            if (t < z && blockEndAt(view, t) > z && (!found || t > best)) {
-                best = t;
-                found = true;
-            }
-        }
-        if (found) {
-            for (uint64_t n : image.scan(kTrackName, best + 1, blockEndAt(view, best))) {
-                if (auto name = readName(view, n + 9, 1, kMaxNameLength)) insert.trackName = *name;
-                break;
+        while (nextTrack < tracks.size() && tracks[nextTrack] < z) around.push_back(tracks[nextTrack++]);
+        while (!around.empty() && blockEndAt(view, around.back()) <= z) around.pop_back();
+        // The innermost track block around the insert: the last begun that has not ended.
+        if (!around.empty()) {
+            const uint64_t best = around.back();
+            if (const std::optional<uint64_t> n = image.first(kTrackName, best + 1, blockEndAt(view, best))) {
+                if (auto name = readName(view, *n + 9, 1, kMaxNameLength)) insert.trackName = *name;
             }
         }
         inserts.push_back(insert);

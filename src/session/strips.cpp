@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 
@@ -70,10 +71,7 @@ bool isBareRow(const ImageView& view, const SessionImage& image, uint64_t z) {
     uint64_t holderEnd = blockEndAt(view, z - 9);
     uint64_t rowEnd = blockEndAt(view, z);
     if (rowEnd > holderEnd) return false;
-    for (uint64_t n : image.scan(kNameHolder, rowEnd, holderEnd)) {
-        if (blockEndAt(view, n) <= holderEnd) return false;
-    }
-    return true;
+    return !image.first(kNameHolder, rowEnd, holderEnd).has_value();
 }
 
 // The bus name nearest to position within reach; on equal distance the longer name.
@@ -109,6 +107,9 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
     for (size_t i = 0; aligned && i < tracks.size(); ++i) aligned = tracks[i].currentName == names[i];
 
     // Otherwise it belongs to the last track name standing before it.
+    std::vector<std::pair<uint64_t, uint64_t>> spans;
+    for (const SessionTrack& track : tracks) spans.emplace_back(track.blockStart, track.blockEnd);
+    const SpanIndex trackIndex = makeSpanIndex(spans);
     std::vector<TextHit> nameMap = findLengthPrefixed(view, names);
     std::unordered_map<std::string, size_t> firstIndex;
     for (size_t i = 0; i < names.size(); ++i) firstIndex.emplace(names[i], i);
@@ -121,14 +122,7 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
         if (fader < kFaderMin || fader > kFaderMax) continue;
 
         std::optional<size_t> owner;
-        if (aligned) {
-            for (size_t i = 0; i < tracks.size(); ++i) {
-                if (tracks[i].blockStart < z && z < tracks[i].blockEnd) {
-                    owner = i;
-                    break;
-                }
-            }
-        }
+        if (aligned) owner = firstSpanReaching(trackIndex, z, z + 1);
         if (!owner) {
             auto after = std::upper_bound(nameMap.begin(), nameMap.end(), z,
                                           [](uint64_t p, const TextHit& hit) { return p < hit.position; });
@@ -149,6 +143,8 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
     }
 
     std::vector<TextHit> busHits = findLengthPrefixed(view, busNames);
+    std::set<size_t> unfilled;
+    for (size_t i = 0; i < strips.size(); ++i) unfilled.insert(i);
     size_t first = 0;
     while (first < rows.size()) {
         // A cluster: rows of one owner, each within reach of the one before.
@@ -162,18 +158,15 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
             // Without aligned track blocks, a repeated owner is taken for the next unfilled strip.
             target = strips.size();
             if (!aligned) {
-                for (size_t i = rows[first].owner + 1; i < strips.size(); ++i) {
-                    if (!strips[i].present) {
-                        target = i;
-                        break;
-                    }
-                }
+                const auto next = unfilled.upper_bound(rows[first].owner);
+                if (next != unfilled.end()) target = *next;
             }
         }
         if (target < strips.size()) {
             const FaderRow& own = rows[first];
             StripRow& strip = strips[target];
             strip.present = 1;
+            unfilled.erase(target);
             strip.position = own.position;
             strip.faderDb = own.fader / 10.0;
             strip.muted = own.muted;

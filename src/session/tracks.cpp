@@ -25,11 +25,7 @@ constexpr uint64_t kNameScanSpan = 400000;
 // The first block of the type whose "Z" lies in [from, to) and which ends by to.
 std::optional<uint64_t> firstInside(const SessionImage& image, uint16_t type, uint64_t from,
                                     uint64_t to) {
-    if (from >= to) return std::nullopt;
-    for (uint64_t z : image.scan(type, from, to)) {
-        if (blockEndAt(image.view, z) <= to) return z;
-    }
-    return std::nullopt;
+    return image.first(type, from, to);
 }
 
 // The first block of any type in [from, to) that ends by to; the walk stays in
@@ -41,15 +37,11 @@ std::optional<uint64_t> firstBlockIn(const ImageView& view, uint64_t from, uint6
     return std::nullopt;
 }
 
-bool isInsideMaster(uint64_t z, const std::vector<std::pair<uint64_t, uint64_t>>& masters) {
-    for (const auto& span : masters) {
-        if (span.first < z && z < span.second) return true;
-    }
-    return false;
-}
+bool isInsideMaster(uint64_t z, const SpanIndex& masters) { return firstSpanReaching(masters, z, z + 1).has_value(); }
 
-void addNew(std::vector<std::string>& list, const std::string& name) {
-    if (!name.empty() && std::find(list.begin(), list.end(), name) == list.end()) list.push_back(name);
+// Adds a name not seen before to the list.
+void addNew(std::vector<std::string>& list, std::unordered_set<std::string>& seen, const std::string& name) {
+    if (!name.empty() && seen.insert(name).second) list.push_back(name);
 }
 
 // Folder and file names that share the name table's form but are never tracks.
@@ -90,11 +82,12 @@ SessionTrackRows readSessionTracks(const SessionImage& image) {
     for (const auto& block : blocks) {
         if (block.second == kMasterFader) masters.emplace_back(block.first, blockEndAt(view, block.first));
     }
+    const SpanIndex masterIndex = makeSpanIndex(masters);
 
     SessionTrackRows result;
     for (const auto& block : blocks) {
         uint64_t z = block.first;
-        if (block.second == kAudioTrack && isInsideMaster(z, masters)) continue;
+        if (block.second == kAudioTrack && isInsideMaster(z, masterIndex)) continue;
         SessionTrack track;
         track.blockStart = z;
         track.blockEnd = blockEndAt(view, z);
@@ -156,14 +149,11 @@ std::vector<TrackAttributes> readTrackAttributes(const SessionImage& image,
     } else {
         std::vector<TrackListRow> list = readTrackListRows(image);
         if (list.size() == records.size()) {
+            std::unordered_map<std::string, size_t> rowOfName;
+            for (size_t j = 0; j < list.size(); ++j) rowOfName.emplace(list[j].name, j);
             for (size_t r = 0; r < tracks.size(); ++r) {
-                const std::string& name = effectiveName(tracks[r]);
-                for (size_t j = 0; j < list.size(); ++j) {
-                    if (list[j].name == name) {
-                        recordOf[r] = static_cast<long>(j);
-                        break;
-                    }
-                }
+                const auto found = rowOfName.find(effectiveName(tracks[r]));
+                if (found != rowOfName.end()) recordOf[r] = static_cast<long>(found->second);
             }
         }
     }
@@ -250,13 +240,14 @@ std::vector<std::string> readTrackNameScan(const SessionImage& image,
     std::vector<std::string> result;
     if (first == candidates.size()) return result;
 
-    result.push_back(candidates[first].text);
+    std::unordered_set<std::string> seen;
+    addNew(result, seen, candidates[first].text);
     uint64_t lastEnd = candidates[first].end;
     for (size_t i = first + 1; i < candidates.size(); ++i) {
         const Candidate& c = candidates[i];
         if (c.position < lastEnd) continue;
         if (c.position - lastEnd > 40) break;
-        if (std::find(result.begin(), result.end(), c.text) == result.end()) result.push_back(c.text);
+        addNew(result, seen, c.text);
         lastEnd = c.end;
     }
     return result;
@@ -265,6 +256,7 @@ std::vector<std::string> readTrackNameScan(const SessionImage& image,
 std::vector<std::string> readInactiveNames(const SessionImage& image) {
     const ImageView& view = image.view;
     std::vector<std::string> names;
+    std::unordered_set<std::string> seen;
     for (uint64_t z : image.scan(kTrackListRow)) {
         uint32_t size = view.u32(z + 3);
         if (size < 73 || size > 152) continue;
@@ -272,7 +264,7 @@ std::vector<std::string> readInactiveNames(const SessionImage& image) {
         if (length < 1 || length > 80 || length + 72 != size) continue;
         auto name = readName(view, z + 11, 1, 80);
         if (!name || view.u8(blockEndAt(view, z) - 6) != 0) continue;
-        addNew(names, *name);
+        addNew(names, seen, *name);
     }
     return names;
 }
@@ -281,16 +273,18 @@ std::vector<std::string> readVoiceOffNames(const SessionImage& image,
                                            const std::vector<SessionTrack>& tracks) {
     const ImageView& view = image.view;
     std::vector<std::string> names;
+    std::unordered_set<std::string> seen;
+    // The rows stand in the order of their blocks; the first that holds the mark's holder counts.
+    std::vector<std::pair<uint64_t, uint64_t>> spans;
+    for (const SessionTrack& track : tracks) spans.emplace_back(track.blockStart, track.blockEnd);
+    const SpanIndex index = makeSpanIndex(spans);
     for (uint64_t z : image.scan(kVoiceHolder)) {
         uint64_t end = blockEndAt(view, z);
         auto mark = firstInside(image, kVoiceMark, z + 9, end);
         if (!mark || view.u8(*mark - 1) != 0 || view.u8(*mark - 2) != 0) continue;
-        for (const SessionTrack& track : tracks) {
-            if (track.blockStart < z && end <= track.blockEnd) {
-                addNew(names, track.currentName);
-                addNew(names, track.name);
-                break;
-            }
+        if (const std::optional<size_t> track = firstSpanReaching(index, z, end)) {
+            addNew(names, seen, tracks[*track].currentName);
+            addNew(names, seen, tracks[*track].name);
         }
     }
     return names;
@@ -298,11 +292,12 @@ std::vector<std::string> readVoiceOffNames(const SessionImage& image,
 
 std::string readMasterName(const SessionImage& image) {
     const ImageView& view = image.view;
-    for (uint64_t z : image.scan(kMasterFader)) {
+    const std::vector<uint64_t> masters = image.scan(kMasterFader);
+    const std::vector<uint64_t> ends = ownEnds(view, masters);
+    for (size_t k = 0; k < masters.size(); ++k) {
+        const uint64_t z = masters[k];
         if (view.u32(z + 3) <= 14) continue;
-        uint64_t end = blockEndAt(view, z);
-        for (uint64_t n : image.scan(kTrackName, z + 1, end)) {
-            if (blockEndAt(view, n) > end) continue;
+        for (uint64_t n : image.scanHeads(kTrackName, z + 1, ends[k], blockEndAt(view, z))) {
             if (auto name = readName(view, n + 9, 1, 64)) return *name;
         }
     }

@@ -24,15 +24,47 @@ std::string textOf(const std::vector<std::uint8_t>& bytes) {
 
 }  // namespace
 
-TEST(QuoteName, PicksAFreeQuoteAndFlattensBreaks) {
-    EXPECT_EQ(quoteName(""), "\"\"");
-    EXPECT_EQ(quoteName("Kick"), "\"Kick\"");
-    EXPECT_EQ(quoteName("My \"Best\" Take"), "'My \"Best\" Take'");
-    EXPECT_EQ(quoteName("Ed's \"Best\""), "`Ed's \"Best\"`");
-    EXPECT_EQ(quoteName("it's"), "\"it's\"");
-    EXPECT_EQ(quoteName("a\"b'c`d\""), "\"a_b'c`d_\"");
-    EXPECT_EQ(quoteName("a\tb\nc\r\nd"), "\"a b c  d\"");
-    EXPECT_EQ(quoteName("Caf\xC3\xA9 \xFF"), "\"Caf\xC3\xA9 \xFF\"");
+TEST(QuoteName, PicksAFreeQuoteForEveryMixAndWritesOnlyValidText) {
+    const std::pair<const char*, const char*> cases[] = {
+        // every mix of the three quote characters
+        {"", "\"\""},
+        {"Kick", "\"Kick\""},
+        {"it's", "\"it's\""},
+        {"a`b", "\"a`b\""},
+        {"it's `x`", "\"it's `x`\""},
+        {"My \"Best\" Take", "'My \"Best\" Take'"},
+        {"\"x\" `y`", "'\"x\" `y`'"},
+        {"Ed's \"Best\"", "`Ed's \"Best\"`"},
+        {"a\"b'c`d\"", "\"a_b'c`d_\""},
+        {"\"'`", "\"_'`\""},
+        // breaks flatten; controls (a C1 control whole) and bytes of no valid character become U+FFFD
+        {"a\tb\nc\r\nd", "\"a b c  d\""},
+        {"Caf\xC3\xA9 \xFF", "\"Caf\xC3\xA9 \xEF\xBF\xBD\""},
+        {"K\x01" "ck\x1B\x7F", "\"K\xEF\xBF\xBD" "ck\xEF\xBF\xBD\xEF\xBF\xBD\""},
+        {"\xC2\x85|\xC2\xA0|\xE2\x82\xAC|\xF0\x9F\x8E\xB5", "\"\xEF\xBF\xBD|\xC2\xA0|\xE2\x82\xAC|\xF0\x9F\x8E\xB5\""},
+        // overlong, surrogate, above U+10FFFF, cut short: each byte replaced
+        {"\xC0\xAF", "\"\xEF\xBF\xBD\xEF\xBF\xBD\""},
+        {"\xED\xA0\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},
+        {"\xF4\x90\x80\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},
+        {"\xE2\x82'", "\"\xEF\xBF\xBD\xEF\xBF\xBD'\""},
+    };
+    for (const auto& [raw, quoted] : cases) {
+        EXPECT_EQ(quoteName(raw), quoted) << raw;
+        // Each stands as one closed argument that REAPER reads back.
+        const std::string project = std::string("<A\n  NAME ") + quoted + " 1\n>\n";
+        EXPECT_EQ(checkProjectText(project), std::nullopt) << raw;
+    }
+    EXPECT_EQ(quoteName(std::string("a\0b", 3)), "\"a\xEF\xBF\xBD" "b\"");
+
+    // The writer counts what it replaced, in names, words and data lines alike.
+    std::string out;
+    ProjectText text(out);
+    text.open("A");
+    text.statement("NAME").name("x\xFF\xFE").word("y\x01");
+    text.rawLine("|\x80 ok\n");
+    text.close();
+    EXPECT_EQ(text.replacedCharacters(), 4u);
+    EXPECT_EQ(checkProjectText(out), std::nullopt);
 }
 
 TEST(Guid, FollowsTheSeedRule) {
@@ -275,6 +307,10 @@ TEST(ProjectTextCheck, NamesTheFirstProblem) {
         {"B 1\n", "line 1: statement outside the project block"},
         {"<A\n  NAME \"a b\n>\n", "line 2: quote not closed"},
         {"<A\n>", "line 2: no line feed at the end"},
+        {"<A\n  NAME \"a\xC3\"\n>\n", "line 2: invalid UTF-8 at column 10"},
+        {"<A\n  NAME \"a\x01\"\n>\n", "line 2: control character at column 10"},
+        {"<A\n\tB 1\n>\n", "line 2: control character at column 1"},
+        {"<A\n  B \xC2\x9F\n>\n", "line 2: control character at column 5"},
         {"", "no project block"},
     };
     for (const auto& [text, problem] : cases)
