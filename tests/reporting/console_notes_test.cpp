@@ -73,6 +73,7 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     counters.dualPanTracks = 2;
     counters.patchTracks = {"Keys"};
     counters.pluginsFound = 3;
+    counters.audioItems = 2;
 
     expectInOrder(notesOf(state), {
         "  5 dual-pan point(s) on 2 stereo track(s) (REAPER dual pan)\n",
