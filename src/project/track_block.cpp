@@ -104,7 +104,7 @@ void countTrackRules(RunCounters& counters, const OutputTrack& track, const std:
     }
 }
 
-void writeGroupFlags(ProjectText& text, const GroupMasks& masks) {
+void writeGroupFlags(ProjectText& text, const TrackGroupBits& masks) {
     std::array<uint32_t, 22> fields{};
     fields[0] = fields[1] = masks.volume;
     fields[4] = fields[5] = masks.mute;

@@ -146,10 +146,9 @@ bool isRoutingFolder(const RunState& state, std::size_t trackIndex) {
     return state.analysis.folders.routingFolders.count(trackIndex) > 0;
 }
 
-GroupMasks groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey) {
+TrackGroupBits groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey) {
     const TrackGroupBits* bits = findByBoth(state.analysis.groups.bits, name, matchKey);
-    if (bits == nullptr) return GroupMasks();
-    return {bits->volume, bits->mute, bits->solo, bits->fourth, bits->vcaLead, bits->vcaFollow};
+    return bits == nullptr ? TrackGroupBits() : *bits;
 }
 
 bool noMainSend(const RunState& state, std::size_t trackIndex) {

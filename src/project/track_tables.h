@@ -76,15 +76,8 @@ struct FolderText {
 FolderText folderTextOf(const RunState& state, std::size_t trackIndex);
 bool isRoutingFolder(const RunState& state, std::size_t trackIndex);
 
-struct GroupMasks {
-    uint32_t volume = 0;
-    uint32_t mute = 0;
-    uint32_t solo = 0;
-    uint32_t fourth = 0;
-    uint32_t vcaLead = 0;
-    uint32_t vcaFollow = 0;
-};
-GroupMasks groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey);
+// The group bits of a track, all clear for a track in no group.
+TrackGroupBits groupMasksOf(const RunState& state, const std::string& name, const std::string& matchKey);
 
 // The track's master send is off: its output reaches an aux, or it has none.
 bool noMainSend(const RunState& state, std::size_t trackIndex);

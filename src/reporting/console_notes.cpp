@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr uint32_t kMasterFaderKind = 0x261D;
 constexpr uint32_t kMidiTrackKind = 0x2620;
 
 // Calls visit for every audio clip of the project: on the tracks and on their lanes.
@@ -879,21 +878,6 @@ void sayUnknownWidthNotes(const RunState& state) {
     if (strips.size() > shown) say("      ... and %d more\n", static_cast<int>(strips.size() - shown));
 }
 
-// More than one master fader: only the first is the project's master.
-void sayMasterFadersNote(const SessionModel& model) {
-    int masters = 0;
-    for (const SessionTrack& row : model.tracks.rows) masters += row.kind == kMasterFaderKind ? 1 : 0;
-    if (masters < 2) return;
-    say("  WARNING: this session has %d MASTER FADERS. REAPER has exactly\n"
-        "      one master, so only the first was carried. The others are\n"
-        "      NOT in the .rpp -- neither their gain nor their inserts.\n"
-        "      Pro Tools also allows them at any width (mono, stereo, LCR,\n"
-        "      5.1); anything past stereo is untested here.\n"
-        "      If a second master was doing real work, print through it\n"
-        "      before converting.\n",
-        masters);
-}
-
 // Wide auxes, locked clips and the edit grid, among the format notes.
 void sayWideAuxLockAndGridNotes(const RunState& state) {
     if (state.analysis.routing.wideAuxes > 0) {
@@ -1007,9 +991,8 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTrackColourNotes(state);
     sayMeterAndMarkerNotes(state);
     sayColourSchemeNotes(state);
-    sayGroupNotes(state);
     sayPanDepthNote(state.model.info);
-    sayMasterFadersNote(state.model);
+    sayGroupNotes(state);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
     sayMidiToInstrumentNote(state.model);

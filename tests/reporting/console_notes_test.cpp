@@ -52,6 +52,7 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     keys.name = "Keys";
     keys.kind = 0x2620;
     model.tracks.rows = {master, master, keys};
+    state.analysis.groups.masterFaders = 2;
     model.midiControls["Keys"].outputIndex = 2;
     model.midiOutputs.resize(2);
     model.midiOutputs[1].pluginNode = true;  // Keys plays a plug-in instrument
