@@ -135,6 +135,18 @@ PathIds pathIdsOf(const std::vector<BusRecord>& paths) {
     return ids;
 }
 
+// True when a name (u32 length 1 to 80, then its bytes) ends right at p. A send's
+// path id stands behind the same four zero bytes and 42, but with no name.
+bool namedBefore(const ImageView& view, uint64_t p) {
+    for (uint32_t length = 1; length <= kMaxNameLength && p >= 4 + uint64_t(length); ++length) {
+        if (view.u32(p - 4 - length) != length) continue;
+        bool name = true;
+        for (uint64_t k = p - length; k < p && name; ++k) name = isNameByte(view.u8(k));
+        if (name) return true;
+    }
+    return false;
+}
+
 // The input: a name, four zero bytes, the u32 42 and the id, near the block's end.
 void readInput(const ImageView& view, const std::vector<BusRecord>& paths, const PathIds& ids,
                TrackRouting& routing) {
@@ -142,7 +154,7 @@ void readInput(const ImageView& view, const std::vector<BusRecord>& paths, const
     const uint64_t end = routing.blockEnd;
     const uint64_t from = end - routing.blockStart > kInputSearch ? end - kInputSearch : routing.blockStart;
     for (uint64_t p = end >= 16 ? end - 16 : 0; p >= from && p > 4; --p) {
-        if (!view.matches(p, kInputMark, 8)) continue;
+        if (!view.matches(p, kInputMark, 8) || !namedBefore(view, p)) continue;
         const uint32_t low = view.u32(p + 8);
         const uint32_t high = view.u32(p + 12);
         const auto found = ids.firstOfId.find(idKey(low, high));

@@ -95,7 +95,8 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
                {"Reverb.R", 2, {4}, 12},    {"Drums", 2, {5, 6}, 20},   {"Slap", 2, {7, 8}, 30}};
     BuiltTrack kick{"Kick", -20, 0, 0, true, {{"", false, {{0, 0}}}}, 1};
     kick.output = "Drums";
-    kick.sends = {{"Reverb", -100, true}, {"Slap", -60, false, {{0, {}}, {1, {}}}}};  // the second switched off
+    // The second send is switched off; the first leaves its bus's id behind the rows, with no name: no input.
+    kick.sends = {{"Reverb", -100, true, {}, 10}, {"Slap", -60, false, {{0, {}}, {1, {}}}}};
     BuiltTrack snare{"Snare", 0, 0, 0, false, {{"", false, {{0, 48000}}}}, 1};
     snare.output = "Drums";
     snare.sends = {{"Reverb.L", -30, true, {{0, {}}, {0, {}}, {-50, {}}}}};

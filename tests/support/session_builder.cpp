@@ -272,6 +272,13 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
         b.u32(1);
         b.u32(track.inputId);
     }
+    for (const BuiltSend& send : track.sends) {
+        if (send.pathId == 0) continue;
+        b.zeros(4);
+        b.u32(0x2A);
+        b.u32(1);
+        b.u32(send.pathId);
+    }
     b.closeBlock();
 }
 

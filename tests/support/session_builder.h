@@ -59,6 +59,7 @@ struct BuiltSend {
     int32_t levelTenths = 0;
     bool postFader = true;
     std::vector<BuiltLane> lanes = {};
+    uint32_t pathId = 0;  // the bus path's id, kept nameless behind the rows as sessions do; 0: none
 };
 
 // An I/O path: a bus (kind 2), an output (kind 1), ...
