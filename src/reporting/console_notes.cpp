@@ -991,7 +991,6 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTrackColourNotes(state);
     sayMeterAndMarkerNotes(state);
     sayColourSchemeNotes(state);
-    sayPanDepthNote(state.model.info);
     sayGroupNotes(state);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);
