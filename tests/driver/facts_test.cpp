@@ -13,6 +13,7 @@
 #include "cli/console.h"
 #include "driver/stages.h"
 #include "project/text.h"
+#include "reporting/note_order.h"
 #include "session/real_sessions.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
@@ -233,6 +234,7 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
         ASSERT_EQ(run.code, 0) << run.console;
+        EXPECT_EQ(noteOrderFault(run.console), "") << name;
         EXPECT_LT(seconds, 20.0) << name;  // a sanitizer build; an optimised one takes well under a second
 
         const std::string project = readFileText(options.outputPath);
