@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <sys/wait.h>
 
+#include "cli/console.h"
 #include "cli/options.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
@@ -108,16 +108,11 @@ TEST(Entry, SelfCheckAndConvertTwice) {
     // The report handed back and the report on disk are the same bytes.
     ProgramRun selfCheck = runProgram({session}, "PTX_API_SELFTEST=1");
     EXPECT_EQ(selfCheck.exitCode, 0);
-    int text = 0, onDisk = 0;
-    char verdict[16] = {};
-    const size_t at = selfCheck.out.find("  API SELFTEST: rc=0 ");
-    ASSERT_NE(at, std::string::npos) << selfCheck.out;
-    EXPECT_EQ(std::sscanf(selfCheck.out.c_str() + at, "  API SELFTEST: rc=0 report_text=%d ondisk=%d %15s", &text,
-                          &onDisk, verdict), 3);
-    EXPECT_GT(text, 0);
-    EXPECT_EQ(onDisk, text);
-    EXPECT_STREQ(verdict, "IDENTICAL");
-    EXPECT_EQ(readFileText(folder + "/song-varnoak-report.txt").size(), static_cast<size_t>(text));
+    const size_t size = readFileText(folder + "/song-varnoak-report.txt").size();
+    EXPECT_GT(size, 0u);
+    EXPECT_NE(selfCheck.out.find(formatText("  API SELFTEST: rc=0 report_text=%zu ondisk=%zu IDENTICAL\n", size, size)),
+              std::string::npos)
+        << selfCheck.out;
     EXPECT_NE(selfCheck.out.find("  API SELFTEST: console_text="), std::string::npos);
 
     // A report that cannot be written costs no project, and leaves nothing half-written.

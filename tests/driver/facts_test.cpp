@@ -253,7 +253,7 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
 // unmatched; the comps of "Megan Solo", named "Meg Solo", "Meg Solo.01" ...,
 // ride on it as lanes, found through the track that owns them; SinkDown's
 // inactive track is told by its track block (its list row holds no such byte);
-// the console names the saved-by version.
+// the console names the saved-by version; its notes keep the catalogue's order.
 TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
     const std::string studio = std::string(TRELLUM_SHARED_DIR) + "/studio";
     if (filesEnding(studio, ".ptx").empty()) GTEST_SKIP() << "no studio sessions";
@@ -280,6 +280,9 @@ TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
         EXPECT_EQ(inactive, c.inactive);
         ConvertOptions options = optionsFor(studio + "/" + c.file);
         options.checkOnly = true;
-        EXPECT_NE(runConvert(options).console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
+        const std::string console = runConvert(options).console;
+        EXPECT_NE(console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
+        EXPECT_EQ(noteOrderFault(console), "") << c.file;
+        EXPECT_EQ(noteOrderFault(runConvert(withNoteSwitches(options)).console), "") << c.file;
     }
 }

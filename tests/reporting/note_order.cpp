@@ -1,38 +1,18 @@
 #include "reporting/note_order.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
 namespace {
 
-// A first line cut into literal text and %-directives: 'd' stands for any
-// number, 's' for any text.
-struct Piece {
-    char kind;  // 'l' literal, 'd', 's'
-    std::string text;
-};
-
+// A catalogue row: its number and its first line's literal pieces, split at
+// the %-directives, which stand for any text.
 struct CatalogueRow {
     int number = 0;
-    std::vector<Piece> pieces;
+    std::vector<std::string> pieces;  // pieces[0] opens the line, "" when a directive does
     size_t literalLength = 0;
 };
-
-std::vector<Piece> piecesOf(const std::string& line) {
-    std::vector<Piece> pieces;
-    for (size_t i = 0; i < line.size(); ++i) {
-        if (line[i] != '%' || (i + 1 < line.size() && line[i + 1] == '%')) {
-            if (pieces.empty() || pieces.back().kind != 'l') pieces.push_back({'l', ""});
-            pieces.back().text += line[i];
-            i += line[i] == '%' ? 1 : 0;
-            continue;
-        }
-        size_t end = line.find_first_not_of("-+ #0123456789.lhz", i + 1);
-        pieces.push_back({line[end] == 's' ? 's' : 'd', ""});
-        i = end;
-    }
-    return pieces;
-}
 
 const std::vector<CatalogueRow>& catalogue() {
     static const std::vector<CatalogueRow> rows = [] {
@@ -40,10 +20,18 @@ const std::vector<CatalogueRow>& catalogue() {
         std::ifstream in(TRELLUM_SOURCE_DIR "/tests/reporting/note_catalogue.txt");
         for (std::string line; std::getline(in, line);) {
             if (line.empty() || line[0] == '#') continue;
-            CatalogueRow row;
-            row.number = std::stoi(line);
-            row.pieces = piecesOf(line.substr(line.find('\t') + 1));
-            for (const Piece& piece : row.pieces) row.literalLength += piece.text.size();
+            CatalogueRow row{std::stoi(line), {""}, 0};
+            const std::string text = line.substr(line.find('\t') + 1);
+            for (size_t i = 0; i < text.size(); ++i) {
+                if (text[i] == '%' && text[i + 1] != '%') {
+                    i = std::min(text.find_first_not_of("-+ #0123456789.lhz", i + 1), text.size());
+                    row.pieces.push_back("");
+                    continue;
+                }
+                row.pieces.back() += text[i];
+                row.literalLength += 1;
+                i += text[i] == '%' ? 1 : 0;
+            }
             read.push_back(row);
         }
         return read;
@@ -51,32 +39,23 @@ const std::vector<CatalogueRow>& catalogue() {
     return rows;
 }
 
-// The pieces from `at` on open the text at `pos`.
-bool opens(const std::vector<Piece>& pieces, size_t at, const std::string& text, size_t pos) {
-    if (at == pieces.size()) return true;
-    const Piece& piece = pieces[at];
-    if (piece.kind == 'l') {
-        return text.compare(pos, piece.text.size(), piece.text) == 0 && opens(pieces, at + 1, text, pos + piece.text.size());
+// The first piece opens the line and the others follow it in order.
+bool opens(const CatalogueRow& row, const std::string& line) {
+    if (line.compare(0, row.pieces[0].size(), row.pieces[0]) != 0) return false;
+    size_t at = row.pieces[0].size();
+    for (size_t i = 1; i < row.pieces.size() && at != std::string::npos; ++i) {
+        at = line.find(row.pieces[i], at);
+        if (at != std::string::npos) at += row.pieces[i].size();
     }
-    if (piece.kind == 'd') {
-        const size_t end = std::min(text.find_first_not_of("-+0123456789.", pos), text.size());
-        return end > pos && opens(pieces, at + 1, text, end);
-    }
-    for (size_t end = pos; end <= text.size(); ++end) {
-        if (opens(pieces, at + 1, text, end)) return true;
-    }
-    return false;
+    return at != std::string::npos;
 }
 
-// The row whose first line opens this line with the most literal text, or 0.
+// The row that opens this line with the most literal text, or 0.
 int rowOf(const std::string& line) {
     int best = 0;
     size_t bestLength = 0;
     for (const CatalogueRow& row : catalogue()) {
-        if (row.literalLength > bestLength && opens(row.pieces, 0, line, 0)) {
-            best = row.number;
-            bestLength = row.literalLength;
-        }
+        if (row.literalLength > bestLength && opens(row, line)) best = row.number, bestLength = row.literalLength;
     }
     return best;
 }
@@ -104,4 +83,12 @@ std::string noteOrderFault(const std::string& console) {
         lastLine = line;
     }
     return std::string();
+}
+
+ConvertOptions withNoteSwitches(ConvertOptions options) {
+    options.checkOnly = options.noClick = options.recoverDeleted = options.noClipColors = options.noTrackColors =
+        options.keepInaudibleMidi = options.truncateMidiToClip = options.noSidechain = options.tempoRamps = true;
+    options.keepAltTakes = options.writeReport = false;
+    options.commentsMode = 0;
+    return options;
 }
