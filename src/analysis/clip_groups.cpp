@@ -11,7 +11,8 @@
 
 namespace {
 
-constexpr int kDeepestNesting = 8;
+constexpr size_t kDeepestNesting = 8;
+constexpr size_t kMostPieces = 1000000;  // in a run: far beyond any session, the bound of a damaged one
 constexpr double kFadeEdgeWindow = 0.005;
 
 // What a laid-out entry shares with its pieces: where the group's own timeline
@@ -31,6 +32,7 @@ struct GroupContext {
     BindingCounts& bindingCounts;
     double rate = 48000;
     std::map<int32_t, size_t> rowOfGroup;  // group number: its own playlist row
+    size_t piecesLaid = 0;
 };
 
 double secondsPerTick(const SessionModel& model) {
@@ -51,7 +53,8 @@ void placeInGroup(const GroupContext& context, const EntryPlace& entry, const Cl
         return;
     }
     stored = entry.at;
-    seconds = entry.seconds + static_cast<double>(distance) * (inner.inTicks() ? secondsPerTick(model) : 1.0 / context.rate);
+    const double unit = inner.inTicks() ? secondsPerTick(model) : 1.0 / context.rate;
+    seconds = entry.seconds + static_cast<double>(distance) * unit;
 }
 
 // A piece of a group: the clip as a placement would give it, cut to the group's extent.
@@ -106,15 +109,15 @@ void noteUnread(GroupContext& context, const BoundTrack& track) {
 }
 
 // Fades of a group's own playlist, bound to the nearest edge of its pieces.
-void bindGroupFade(GroupContext& context, const FadeRecord& fade, double anchor, double unit,
-                   std::vector<AudioClip>& pieces) {
+void bindGroupFade(GroupContext& context, const FadeRecord& fade, double anchor, double unit, AudioClip* begin,
+                   AudioClip* end) {
     AudioClip* best = nullptr;
     double bestDistance = kFadeEdgeWindow;
-    for (AudioClip& piece : pieces) {
-        const double edge = fade.kind == kFadeIn ? piece.position : piece.position + piece.length;
+    for (AudioClip* piece = begin; piece != end; ++piece) {
+        const double edge = fade.kind == kFadeIn ? piece->position : piece->position + piece->length;
         const double distance = std::fabs(edge - anchor);
         if (distance < bestDistance) {
-            best = &piece;
+            best = piece;
             bestDistance = distance;
         }
     }
@@ -136,16 +139,24 @@ void bindGroupFade(GroupContext& context, const FadeRecord& fade, double anchor,
 
 // The pieces group `number` plays from `entry`, added to pieces; what cannot
 // be read is counted.
-void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, const EntryPlace& entry, int depth,
-            std::vector<AudioClip>& pieces) {
+void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, const EntryPlace& entry,
+            std::vector<uint32_t>& within, std::vector<AudioClip>& pieces) {
     const SessionModel& model = context.model;
-    if (number >= model.clipGroups.size() || !model.clipGroups[number].readable || depth > kDeepestNesting) {
+    // A group inside itself, nesting past reason, or more pieces than a group
+    // can hold are what a damaged list gives: none of it is laid out.
+    const bool nested = std::find(within.begin(), within.end(), number) != within.end();
+    if (number >= model.clipGroups.size() || !model.clipGroups[number].readable || nested ||
+        within.size() >= kDeepestNesting || context.piecesLaid >= kMostPieces) {
         noteUnread(context, track);
         return;
     }
+    within.push_back(number);
     const ClipGroup& group = model.clipGroups[number];
     auto found = context.rowOfGroup.find(static_cast<int32_t>(number));
-    if (found == context.rowOfGroup.end()) return;
+    if (found == context.rowOfGroup.end()) {
+        within.pop_back();
+        return;
+    }
     const PlaylistRow& row = model.playlistRows[found->second];
     const double groupEnd = entry.seconds + static_cast<double>(group.length) / context.rate;
     const double perTick = secondsPerTick(model);
@@ -158,7 +169,7 @@ void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, con
         placeInGroup(context, entry, group, row.position[k], stored, seconds);
         if (row.isGroup[k]) {
             EntryPlace inner{stored, seconds, entry.muted || row.muted[k] != 0, entry.colour, entry.locked};
-            layOut(context, track, row.clipIndex[k], inner, depth + 1, pieces);
+            layOut(context, track, row.clipIndex[k], inner, within, pieces);
             continue;
         }
         if (row.clipIndex[k] >= model.clips.audioClips.size()) {
@@ -175,18 +186,19 @@ void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, con
         piece.locked = entry.locked;
         piece.groupName = group.name;
         pieces.push_back(std::move(piece));
+        ++context.piecesLaid;
     }
+    within.pop_back();
     if (pieces.size() == first) return;
-    std::vector<AudioClip> own(pieces.begin() + static_cast<std::ptrdiff_t>(first), pieces.end());
     for (size_t k = 0; k < entries; ++k) {
         if (!row.live[k] || !row.isFade[k] || row.clipIndex[k] >= model.fades.size()) continue;
         TimelinePosition stored;
         double anchor = 0;
         placeInGroup(context, entry, group, row.position[k], stored, anchor);
         bindGroupFade(context, model.fades[row.clipIndex[k]], anchor,
-                      row.position[k].inTicks() ? perTick : 1.0 / context.rate, own);
+                      row.position[k].inTicks() ? perTick : 1.0 / context.rate, pieces.data() + first,
+                      pieces.data() + pieces.size());
     }
-    std::copy(own.begin(), own.end(), pieces.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
 // The item of a group that plays nothing: the group's extent and its name.
@@ -241,13 +253,15 @@ void addGroupOnlyTracks(const SessionModel& model, BindingWork& work) {
 }  // namespace
 
 void flattenClipGroups(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
-    if (model.clipGroups.empty()) return;
-    addGroupOnlyTracks(model, work);
+    if (!model.clipGroups.empty()) addGroupOnlyTracks(model, work);
     const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
-    GroupContext context{model, work, analysis.clipCounts, analysis.counts, rate, {}};
+    GroupContext context{model, work, analysis.clipCounts, analysis.counts, rate, {}, 0};
     for (size_t r = 0; r < model.timebaseRecords.size() && r < model.playlistRows.size(); ++r) {
         if (model.timebaseRecords[r].clipGroup >= 0) context.rowOfGroup.emplace(model.timebaseRecords[r].clipGroup, r);
     }
+    // A looped group entry laid out as its clips is not looped: it is named.
+    std::set<std::pair<uint32_t, TimelinePosition>> looped;
+    for (const LoopRecord& record : model.loopRecords) looped.emplace(record.clipIndex, record.position);
     for (BoundTrack& track : work.tracks) {
         if (track.record < 0 || static_cast<size_t>(track.record) >= model.playlistRows.size()) continue;
         const PlaylistRow& row = model.playlistRows[static_cast<size_t>(track.record)];
@@ -255,15 +269,24 @@ void flattenClipGroups(const SessionModel& model, const ConvertOptions&, Binding
         const size_t entries = entryCount(row);
         for (size_t k = 0; k < entries; ++k) {
             if (!row.isGroup[k] || !row.live[k]) continue;
-            EntryPlace entry{row.position[k], secondsAt(row.position[k], context.rate, model.tempoMap, model.sessionTempo),
-                             row.muted[k] != 0, row.colour[k], row.locked[k]};
+            const double seconds = secondsAt(row.position[k], rate, model.tempoMap, model.sessionTempo);
+            EntryPlace entry{row.position[k], seconds, row.muted[k] != 0, row.colour[k], row.locked[k]};
             const size_t unread = static_cast<size_t>(analysis.clipCounts.groupPiecesUnread);
             std::vector<AudioClip> pieces;
-            layOut(context, track, row.clipIndex[k], entry, 0, pieces);
+            std::vector<uint32_t> within;
+            layOut(context, track, row.clipIndex[k], entry, within, pieces);
             if (!pieces.empty()) {
                 ++analysis.clipCounts.clipGroupsFlattened;
                 analysis.clipCounts.clipGroupPieces += static_cast<int>(pieces.size());
                 track.clips.insert(track.clips.end(), pieces.begin(), pieces.end());
+                if (looped.count({row.clipIndex[k], row.position[k]})) {
+                    LoopNotWritten line;
+                    line.trackName = currentNameOf(track);
+                    line.clipName = model.clipGroups[row.clipIndex[k]].name;
+                    line.position = seconds;
+                    line.reason = "a clip group, laid out as its clips";
+                    analysis.clipCounts.loopsNotWritten.push_back(line);
+                }
             } else if (unread == static_cast<size_t>(analysis.clipCounts.groupPiecesUnread)) {
                 ++analysis.clipCounts.emptyClipGroups;
                 track.clips.push_back(emptyItem(context, track, row.clipIndex[k], entry));

@@ -395,7 +395,9 @@ void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
 void sayElasticNotes(const ClipCounts& clips) {
     if (clips.clipsPitchShifted > 0) say("  %d clips pitch-shifted\n", clips.clipsPitchShifted);
     if (clips.clipsWithWarpMarkers > 0) say("  %d clips carry elastic warp markers\n", clips.clipsWithWarpMarkers);
-    if (clips.warpMarkerTrims > 0) say("  %d of them are trims of a take, warped from the slice\n", clips.warpMarkerTrims);
+    if (clips.warpMarkerTrims > 0) {
+        say("  %d of them are trims of a take, warped from the slice\n", clips.warpMarkerTrims);
+    }
     if (clips.warpMapsNotSliced > 0) {
         say("  %d clips carry a warp map that could not be sliced\n", clips.warpMapsNotSliced);
     }

@@ -2,6 +2,8 @@
 // resolved as Pro Tools draws them, loops written out, inferred stretch.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "analysis/passes.h"
 
 namespace {
@@ -264,4 +266,68 @@ TEST(ClipRules, SteadySpacingGivesATrackItsRate) {
     ClipBench two({clipAt(0, 2.1), clipAt(2, 2.1), clipAt(4, 2.1)});
     applyWarpAndStretch(two.model, two.options, two.work, two.analysis);
     EXPECT_EQ(two.counts().clipsStretched, 0);
+}
+
+// Warp maps at 120 BPM, where 1920000 ticks are one second: the clip plays the
+// slice of the map under it. Markers are (timeline s, source s).
+TEST(ClipRules, WarpMapsGiveTheSliceItsRateAndMarkers) {
+    const std::vector<WarpPoint> halfSpeed = {{0, 0}, {960000, 48000}, {1920000, 96000}};
+    struct Case {
+        std::vector<WarpPoint> map;
+        double sourceOffset, length, rate, lengthAfter;
+        std::vector<std::pair<double, double>> markers;
+    };
+    const Case cases[] = {
+        {halfSpeed, 0, 2, 2, 1, {{0, 0}, {0.5, 1}, {1, 2}}},                    // the whole take, twice as fast
+        {halfSpeed, 0.5, 1, 2, 0.5, {{0, 0.5}, {0.25, 1}, {0.5, 1.5}}},           // a trim of it
+        {{{0, 0}, {1920000, 96000}}, 0, 2, 2, 1, {}},                             // two points: a rate, no markers
+        {{{0, 0}, {960000, 24000}, {1920960, 48000}}, 0, 1, 1, 1, {{0, 0}, {0.5, 0.5}, {1.0005, 1}}},  // ratio 1.0005
+        {{{0, 0}, {1920000, 0}}, 0, 1, 1, 1, {}},                                 // no source: cannot be sliced
+    };
+    ClipBench bench({});
+    for (uint16_t c = 0; c < 5; ++c) {
+        bench.clips().push_back(clipAt(100.0 * c, cases[c].length, c, cases[c].sourceOffset));
+        bench.model.warpMaps.mapOfName["c" + std::to_string(c)] = cases[c].map;
+    }
+    bench.model.pitchShifts["c0"] = -2.5;
+    ClipBench plain = bench;  // for --no-stretch below
+    applyWarpAndStretch(bench.model, bench.options, bench.work, bench.analysis);
+    for (size_t c = 0; c < 5; ++c) {
+        const AudioClip& clip = bench.clips()[c];
+        EXPECT_DOUBLE_EQ(clip.rate, cases[c].rate) << c;
+        EXPECT_DOUBLE_EQ(clip.length, cases[c].lengthAfter) << c;
+        ASSERT_EQ(clip.warpMarkers.size(), cases[c].markers.size()) << c;
+        for (size_t m = 0; m < clip.warpMarkers.size(); ++m) {
+            const auto& [time, source] = cases[c].markers[m];
+            EXPECT_NEAR(std::hypot(clip.warpMarkers[m].first - time, clip.warpMarkers[m].second - source), 0, 1e-9);
+        }
+    }
+    EXPECT_EQ(bench.clips()[0].pitchSemitones, -2.5);
+    const ClipCounts& counts = bench.counts();
+    EXPECT_EQ(std::vector<int>({counts.clipsStretched, counts.clipsStretchedFromSession, counts.clipsWithWarpMarkers,
+                                counts.warpMarkerTrims, counts.warpMapsNotSliced, counts.clipsPitchShifted}),
+              std::vector<int>({3, 3, 3, 1, 1, 1}));
+
+    // --no-stretch: clips play unstretched; the pitch stays.
+    plain.options.noStretch = true;
+    applyWarpAndStretch(plain.model, plain.options, plain.work, plain.analysis);
+    for (const AudioClip& clip : plain.clips()) EXPECT_TRUE(clip.rate == 1.0 && clip.warpMarkers.empty());
+    EXPECT_EQ(plain.clips()[0].pitchSemitones, -2.5);
+}
+
+// A clip takes the gain of its name, its drawn line in order; a clip of a
+// clip group adds the group's fixed gain, and a group's drawn line is named.
+TEST(ClipRules, ClipGainOfTheClipAndOfItsGroup) {
+    ClipBench bench({clipAt(0, 2, 0), clipAt(10, 2, 1), clipAt(20, 2, 2)});
+    bench.clips()[1].groupName = "Cue";
+    bench.clips()[2].groupName = "Drawn";
+    ClipGainsOfNames& gains = bench.model.clipGains;
+    gains.gainOfName = {{"c0", -6}, {"c1", 1}, {"Cue", 3}, {"Drawn", 0}};
+    gains.curveOfName = {{"c0", {{96000, -6}, {0, 0}}}, {"Drawn", {{0, 0}, {10, 1}}}};
+    applyClipGain(bench.model, bench.options, bench.work, bench.analysis);
+    EXPECT_EQ(bench.clips()[0].clipGainCurve, (std::vector<std::pair<uint32_t, double>>{{0, 0}, {96000, -6}}));
+    EXPECT_EQ(std::pair(bench.clips()[0].clipGainDb, bench.clips()[1].clipGainDb), std::pair(-6.0, 4.0));
+    EXPECT_FALSE(bench.clips()[2].hasClipGain);
+    EXPECT_EQ(std::pair(bench.counts().clipGainLinesMended, bench.counts().clipsGivenGroupGain), std::pair(1, 1));
+    EXPECT_EQ(bench.counts().clipsUnderGroupGainLine, std::vector<std::string>{"c2"});
 }

@@ -6,6 +6,7 @@
 #include "cli/console.h"
 #include "project/text.h"
 #include "session/blocks.h"
+#include "session/playlists.h"
 #include "session/real_sessions.h"
 #include "session/ptx_file.h"
 #include "support/image_builder.h"
@@ -16,6 +17,22 @@ namespace {
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 std::string baseName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+// The live clip group entries of the track playlists.
+size_t groupEntries(const std::string& path) {
+    SessionFile file;
+    if (loadSession(file, path, 48000) != 0) return 0;
+    const SessionImage image = makeSessionImage(file.view());
+    const std::vector<TimebaseRecord> records = readTimebaseRecords(image);
+    const std::vector<PlaylistRow> rows = readPlaylistRows(image);
+    size_t entries = 0;
+    for (size_t r = 0; r < rows.size() && r < records.size(); ++r) {
+        for (size_t k = 0; k < rows[r].isGroup.size(); ++k) {
+            entries += records[r].trackNumber >= 0 && rows[r].isGroup[k] && rows[r].live[k] ? 1 : 0;
+        }
+    }
+    return entries;
+}
 
 }  // namespace
 
@@ -37,6 +54,14 @@ TEST(RealSessionRuns, EverySessionConvertsAndTheOlderOneIsRefused) {
         const std::string project = readFileText(copy.substr(0, copy.size() - 4) + ".rpp");
         EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u) << path;
         EXPECT_EQ(checkProjectText(project), std::nullopt) << path;
+
+        // Every clip group entry (none here plays audio) arrives as an item named in its notes, counted.
+        const size_t entries = groupEntries(copy);
+        size_t items = 0;
+        for (size_t at = 0; (at = project.find("\n      <NOTES\n", at)) != std::string::npos; ++at) ++items;
+        EXPECT_EQ(items, entries) << path;
+        EXPECT_EQ(entries > 0, contains(run.console, formatText("  %d clip group(s) hold no audio", int(entries))));
+        EXPECT_TRUE(baseName(path) != "Test Export.ptx" || entries == 5u) << "Test Export holds 5 entries";
     }
     for (const std::string& path : filesEnding(sessions, ".ptf")) {
         CapturedRun run = runConvert(optionsFor(path));
