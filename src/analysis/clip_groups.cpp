@@ -33,6 +33,7 @@ struct GroupContext {
     double rate = 48000;
     std::map<int32_t, size_t> rowOfGroup;  // group number: its own playlist row
     size_t piecesLaid = 0;
+    std::set<std::pair<uint32_t, TimelinePosition>> looped;  // (clip or group number, stored position)
 };
 
 double secondsPerTick(const SessionModel& model) {
@@ -55,6 +56,19 @@ void placeInGroup(const GroupContext& context, const EntryPlace& entry, const Cl
     stored = entry.at;
     const double unit = inner.inTicks() ? secondsPerTick(model) : 1.0 / context.rate;
     seconds = entry.seconds + static_cast<double>(distance) * unit;
+}
+
+// A looped entry of a group, or a looped group entry: REAPER has no clip
+// groups, so what is laid out flat plays once; it is named with its reason.
+void noteLoopIfLooped(GroupContext& context, const BoundTrack& track, uint32_t number, const TimelinePosition& at,
+                      const std::string& name, double seconds, const char* reason) {
+    if (!context.looped.count({number, at})) return;
+    LoopNotWritten line;
+    line.trackName = currentNameOf(track);
+    line.clipName = name;
+    line.position = seconds;
+    line.reason = reason;
+    context.counts.loopsNotWritten.push_back(line);
 }
 
 // A piece of a group: the clip as a placement would give it, cut to the group's extent.
@@ -169,6 +183,10 @@ void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, con
         placeInGroup(context, entry, group, row.position[k], stored, seconds);
         if (row.isGroup[k]) {
             EntryPlace inner{stored, seconds, entry.muted || row.muted[k] != 0, entry.colour, entry.locked};
+            if (row.clipIndex[k] < model.clipGroups.size()) {
+                noteLoopIfLooped(context, track, row.clipIndex[k], row.position[k],
+                                 model.clipGroups[row.clipIndex[k]].name, seconds, "a clip group, laid out as its clips");
+            }
             layOut(context, track, row.clipIndex[k], inner, within, pieces);
             continue;
         }
@@ -185,6 +203,8 @@ void layOut(GroupContext& context, const BoundTrack& track, uint32_t number, con
         piece.colour = entry.colour;
         piece.locked = entry.locked;
         piece.groupName = group.name;
+        noteLoopIfLooped(context, track, row.clipIndex[k], row.position[k], piece.clip.name, piece.position,
+                         "inside a clip group");
         pieces.push_back(std::move(piece));
         ++context.piecesLaid;
     }
@@ -255,13 +275,11 @@ void addGroupOnlyTracks(const SessionModel& model, BindingWork& work) {
 void flattenClipGroups(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
     if (!model.clipGroups.empty()) addGroupOnlyTracks(model, work);
     const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
-    GroupContext context{model, work, analysis.clipCounts, analysis.counts, rate, {}, 0};
+    GroupContext context{model, work, analysis.clipCounts, analysis.counts, rate, {}, 0, {}};
     for (size_t r = 0; r < model.timebaseRecords.size() && r < model.playlistRows.size(); ++r) {
         if (model.timebaseRecords[r].clipGroup >= 0) context.rowOfGroup.emplace(model.timebaseRecords[r].clipGroup, r);
     }
-    // A looped group entry laid out as its clips is not looped: it is named.
-    std::set<std::pair<uint32_t, TimelinePosition>> looped;
-    for (const LoopRecord& record : model.loopRecords) looped.emplace(record.clipIndex, record.position);
+    for (const LoopRecord& record : model.loopRecords) context.looped.emplace(record.clipIndex, record.position);
     for (BoundTrack& track : work.tracks) {
         if (track.record < 0 || static_cast<size_t>(track.record) >= model.playlistRows.size()) continue;
         const PlaylistRow& row = model.playlistRows[static_cast<size_t>(track.record)];
@@ -279,17 +297,13 @@ void flattenClipGroups(const SessionModel& model, const ConvertOptions&, Binding
                 ++analysis.clipCounts.clipGroupsFlattened;
                 analysis.clipCounts.clipGroupPieces += static_cast<int>(pieces.size());
                 track.clips.insert(track.clips.end(), pieces.begin(), pieces.end());
-                if (looped.count({row.clipIndex[k], row.position[k]})) {
-                    LoopNotWritten line;
-                    line.trackName = currentNameOf(track);
-                    line.clipName = model.clipGroups[row.clipIndex[k]].name;
-                    line.position = seconds;
-                    line.reason = "a clip group, laid out as its clips";
-                    analysis.clipCounts.loopsNotWritten.push_back(line);
-                }
+                noteLoopIfLooped(context, track, row.clipIndex[k], row.position[k],
+                                 model.clipGroups[row.clipIndex[k]].name, seconds, "a clip group, laid out as its clips");
             } else if (unread == static_cast<size_t>(analysis.clipCounts.groupPiecesUnread)) {
                 ++analysis.clipCounts.emptyClipGroups;
                 track.clips.push_back(emptyItem(context, track, row.clipIndex[k], entry));
+                noteLoopIfLooped(context, track, row.clipIndex[k], row.position[k],
+                                 model.clipGroups[row.clipIndex[k]].name, seconds, "a clip group that holds no audio");
             }
             added = true;
         }

@@ -219,18 +219,50 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
         record.loopLength = length;
         return record;
     };
-    ClipBench bench({clipAt(0, 1, 0), clipAt(10, 2, 1), clipAt(20, 2, 2), clipAt(30, 2, 3)});
+    ClipBench bench({clipAt(0, 1, 0), clipAt(10, 2, 1), clipAt(20, 2, 2), clipAt(30, 2, 3), clipAt(40, 2, 4),
+                     clipAt(50, 2, 5), clipAt(60, 2, 6), clipAt(70, 2, 7), clipAt(80, 2, 8)});
     bench.clips()[0].fadeInLength = 0.1;
-    bench.model.loopRecords = {loop(0, 0, kLoopByCount, 3), loop(1, 10, kLoopByCount, 1),
-                               loop(2, 20, kLoopByLength, 0, 48000), loop(3, 30, kLoopByLength, 0, 0)};
-    LoopRecord midi = loop(9, 40, kLoopByCount, 2);
-    midi.kind = kLoopOfMidi;
-    bench.model.loopRecords.push_back(midi);
+    bench.clips()[6].rate = 2;
+    bench.clips()[7].araSet = 0;
+    bench.model.loopRecords = {loop(0, 0, kLoopByCount, 3),     loop(1, 10, kLoopByCount, 1),
+                               loop(2, 20, kLoopByLength, 0, 48000), loop(3, 30, kLoopByLength, 0, 0),
+                               loop(4, 40, kLoopByCount, 2),     loop(5, 50, 3, 2),
+                               loop(6, 60, kLoopByCount, 2),     loop(7, 70, kLoopByCount, 2),
+                               loop(8, 80, kLoopByCount, 2),     loop(9, 90, kLoopByCount, 2)};
+    bench.model.loopRecords[4].valid = false;
+    bench.model.loopRecords[8].kind = bench.model.loopRecords[9].kind = kLoopOfMidi;
 
+    // A clip group "Cue" (clip 9 at 0.5 s inside it) placed at 100 s, both looped.
+    bench.model.clipGroups = {{true, "Cue", samplesAt(0), 96000, 0}};
+    ClipDefinition inside;
+    inside.index = 9;
+    inside.name = "c9";
+    inside.length = 24000;
+    bench.model.clips.audioClips.resize(10);
+    bench.model.clips.audioClips[9] = inside;
+    bench.model.timebaseRecords.resize(2);
+    bench.model.timebaseRecords[1].clipGroup = 0;
+    bench.model.playlistRows.resize(2);
+    const auto entry = [](PlaylistRow& row, uint32_t number, int64_t at, bool group) {
+        row.clipIndex.push_back(number);
+        row.position.push_back(samplesAt(at));
+        row.live.push_back(true);
+        row.isFade.push_back(false);
+        row.isGroup.push_back(group);
+        row.muted.push_back(0);
+        row.colour.push_back(-2);
+        row.locked.push_back(false);
+    };
+    entry(bench.model.playlistRows[0], 0, 4800000, true);
+    entry(bench.model.playlistRows[1], 9, 24000, false);
+    bench.model.loopRecords.push_back(loop(0, 100, kLoopByCount, 2));
+    bench.model.loopRecords.push_back(loop(9, 0.5, kLoopByCount, 2));
+
+    flattenClipGroups(bench.model, bench.options, bench.work, bench.analysis);
     writeOutLoops(bench.model, bench.options, bench.work, bench.analysis);
     endLoopsAtLoopLength(bench.model, bench.options, bench.work, bench.analysis);
     const std::vector<AudioClip>& clips = bench.clips();
-    ASSERT_EQ(clips.size(), 6u);
+    ASSERT_EQ(clips.size(), 12u);  // nine clips, two more passes, the group's piece
     EXPECT_DOUBLE_EQ(clips[1].position, 1.0);
     EXPECT_DOUBLE_EQ(clips[2].position, 2.0);
     EXPECT_DOUBLE_EQ(clips[2].fadeInLength, 0.1);  // fades stay on every pass
@@ -239,14 +271,18 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
     EXPECT_EQ(bench.counts().loopsWithFades, 1);
     EXPECT_DOUBLE_EQ(clips[4].length, 1.0);  // ended by its one-second Loop Length
     EXPECT_EQ(bench.counts().loopsEndedByLength, 1);
+    EXPECT_DOUBLE_EQ(clips[11].position, 100.5);  // the piece plays once
 
-    const std::vector<LoopNotWritten>& refused = bench.counts().loopsNotWritten;
-    ASSERT_EQ(refused.size(), 3u);
-    EXPECT_EQ(refused[0].reason, "an unreadable loop count");
-    EXPECT_TRUE(refused[1].orphan);
-    EXPECT_EQ(refused[1].kind, kLoopOfMidi);
-    EXPECT_TRUE(refused[2].reason.empty());  // a Loop Length of 0: longer than nothing is written
-    EXPECT_DOUBLE_EQ(refused[2].clipLength, 2.0);
+    std::vector<std::string> named;
+    for (const LoopNotWritten& line : bench.counts().loopsNotWritten) {
+        named.push_back(line.orphan ? "orphan" : line.clipName + ": " + line.reason);
+    }
+    EXPECT_EQ(named, (std::vector<std::string>{"c9: inside a clip group", "Cue: a clip group, laid out as its clips",
+                                               "c1: an unreadable loop count",
+                                               "c4: a loop record of an unknown shape", "c5: an unknown loop mode",
+                                               "c6: stretched or crossfaded", "c7: Melodyne on a looped clip",
+                                               "c8: not an audio clip", "orphan", "c3: "}));
+    EXPECT_DOUBLE_EQ(bench.counts().loopsNotWritten.back().clipLength, 2.0);  // a Loop Length of 0
 }
 
 TEST(ClipRules, SteadySpacingGivesATrackItsRate) {
