@@ -234,27 +234,15 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
 
     // A clip group "Cue" (clip 9 at 0.5 s inside it) placed at 100 s, both looped.
     bench.model.clipGroups = {{true, "Cue", samplesAt(0), 96000, 0}};
-    ClipDefinition inside;
+    bench.model.clips.audioClips.resize(10);
+    ClipDefinition& inside = bench.model.clips.audioClips[9];
     inside.index = 9;
     inside.name = "c9";
     inside.length = 24000;
-    bench.model.clips.audioClips.resize(10);
-    bench.model.clips.audioClips[9] = inside;
     bench.model.timebaseRecords.resize(2);
     bench.model.timebaseRecords[1].clipGroup = 0;
-    bench.model.playlistRows.resize(2);
-    const auto entry = [](PlaylistRow& row, uint32_t number, int64_t at, bool group) {
-        row.clipIndex.push_back(number);
-        row.position.push_back(samplesAt(at));
-        row.live.push_back(true);
-        row.isFade.push_back(false);
-        row.isGroup.push_back(group);
-        row.muted.push_back(0);
-        row.colour.push_back(-2);
-        row.locked.push_back(false);
-    };
-    entry(bench.model.playlistRows[0], 0, 4800000, true);
-    entry(bench.model.playlistRows[1], 9, 24000, false);
+    bench.model.playlistRows = {{"", false, {0}, {-2}, {true}, {false}, {0}, {true}, {0}, {false}, {samplesAt(4800000)}},
+                                {"", false, {9}, {-2}, {true}, {false}, {0}, {false}, {0}, {false}, {samplesAt(24000)}}};
     bench.model.loopRecords.push_back(loop(0, 100, kLoopByCount, 2));
     bench.model.loopRecords.push_back(loop(9, 0.5, kLoopByCount, 2));
 

@@ -261,8 +261,7 @@ TEST(ConvertChannels, ClipsPlayTheirChannelOfAnInterleavedFile) {
 }
 
 // Clip groups laid flat: the group "Cue 1" (1.0 s to 3.0 s) plays "Take" from
-// 0.5 s into it, cut at its end; "Cue 2" holds no audio and arrives as an
-// empty item named in its notes.
+// 0.5 s into it, cut at its end; "Cue 2" holds no audio: an empty item.
 TEST(ConvertClipGroups, GroupsArriveAsTheirClipsOrAsNamedEmptyItems) {
     BuiltSession s;
     s.files = {{"take.wav", 480000}};
@@ -279,6 +278,6 @@ TEST(ConvertClipGroups, GroupsArriveAsTheirClipsOrAsNamedEmptyItems) {
     EXPECT_EQ(itemsOf(project), (std::vector<std::string>{"Dlg: Take, 0", "Dlg: Take, 0"}));
     EXPECT_TRUE(contains(project, "      POSITION 1.5000000000\n      SNAPOFFS 0\n      LENGTH 1.5000000000\n"));
     EXPECT_TRUE(contains(project, "      POSITION 5.0000000000\n      SNAPOFFS 0\n      LENGTH 1.0000000000\n"));
-    EXPECT_TRUE(contains(project, "      <NOTES\n        |Cue 2\n      >\n"));
+    EXPECT_TRUE(contains(project, "      <NOTES\n        |Cue 2\n      >\n    >\n"));
     EXPECT_TRUE(contains(run.console, "  1 clip group(s) laid out as the 1 clip(s) they play"));
 }

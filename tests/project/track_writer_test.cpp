@@ -78,10 +78,7 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     gained.clipGainDb = 2.6;
     gained.clipGainCurve = {{0, 0.0}, {48000, -6.0}, {144000, 6.0}};
     gained.pitchSemitones = -2.5;
-    AudioClip cue = clipAt(10, 2, "");
-    cue.emptyGroup = true;
-    cue.groupName = "Cue 1";
-    plain.clips = {first, warped, faded, gained, cue};
+    plain.clips = {first, warped, faded, gained};
 
     OutputTrack laned;
     laned.name = "Gtr [alt takes]";
@@ -91,7 +88,7 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     const std::string project = writeAll(state);
     EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
     EXPECT_EQ(state.counters.outputTracks, 2);
-    EXPECT_EQ(state.counters.audioItems, 6);  // the empty item plays no audio
+    EXPECT_EQ(state.counters.audioItems, 6);
 
     const std::string track = blockOf(project, "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
     EXPECT_TRUE(has(track, "    PEAKCOL 16576"));
@@ -121,10 +118,6 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
                               "        PT 0.5000000000 0.501187234 0\n        PT 1.5000000000 1.000000000 0\n      >"),
               std::string::npos)
         << gainedItem;
-    // A clip group that holds no audio: an empty item, its name in the notes.
-    EXPECT_NE(track.find("      POSITION 10.0000000000\n      SNAPOFFS 0\n      LENGTH 2.0000000000\n"),
-              std::string::npos);
-    EXPECT_NE(track.find("      <NOTES\n        |Cue 1\n      >\n    >\n"), std::string::npos);
 
     const std::string fadedItem = itemNamed(track, "faded");
     EXPECT_TRUE(has(fadedItem, "      FADEIN 5.1 0.2500000000 0 5.1 0 0 0"));
