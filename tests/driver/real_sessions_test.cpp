@@ -28,9 +28,8 @@ size_t groupEntries(const std::string& path) {
     const std::vector<PlaylistRow> rows = readPlaylistRows(image);
     size_t entries = 0;
     for (size_t r = 0; r < rows.size() && r < records.size(); ++r) {
-        for (size_t k = 0; k < rows[r].isGroup.size(); ++k) {
-            entries += records[r].trackNumber >= 0 && rows[r].isGroup[k] && rows[r].live[k] ? 1 : 0;
-        }
+        if (records[r].trackNumber < 0) continue;
+        for (size_t k = 0; k < rows[r].isGroup.size(); ++k) entries += rows[r].isGroup[k] && rows[r].live[k] ? 1 : 0;
     }
     return entries;
 }
@@ -38,9 +37,7 @@ size_t groupEntries(const std::string& path) {
 // The number a console line starts with, found by the words behind it; 0 without the line.
 int countBefore(const std::string& console, const std::string& words) {
     const size_t at = console.find(words);
-    if (at == std::string::npos) return 0;
-    const size_t start = console.rfind('\n', at) + 1;
-    return std::atoi(console.c_str() + start);
+    return at == std::string::npos ? 0 : std::atoi(console.c_str() + console.rfind('\n', at) + 1);
 }
 
 }  // namespace

@@ -69,9 +69,8 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     faded.fadeInShape = 5.1;
     faded.rate = 0.5;
     faded.warpMarkers = {{0, 0}, {1, 2}};  // two markers keep the rate and write no SM
-    // 2.6 dB of gain, a line from 0 dB at the source's start over -6 dB at
-    // 1 s to +6 dB at 3 s, cut to the item (source 0.5 s to 2 s): -3 dB at 0,
-    // -6 dB at 0.5 s, 0 dB at 1.5 s. A pitch of -2.5 semitones.
+    // 2.6 dB, and a line of 0 dB at source 0, -6 dB at 1 s, +6 dB at 3 s cut to the item (source 0.5 s
+    // to 2 s): -3 dB at 0, -6 dB at 0.5 s, 0 dB at 1.5 s. A pitch of -2.5 semitones.
     AudioClip gained = clipAt(8, 1.5, "gained");
     gained.sourceOffset = 0.5;
     gained.hasClipGain = true;
