@@ -136,6 +136,24 @@ struct ClipCounts {
     int clipsStretched = 0;
     int clipsStretchedFromSession = 0;  // whose rate a session record gave
     std::vector<StretchedTrack> stretchedTracks;
+    int clipsPitchShifted = 0;
+    int clipsWithWarpMarkers = 0;
+    int warpMarkerTrims = 0;          // of those, trims of a take
+    int warpMapsNotSliced = 0;
+    int warpMapsCrossing = 0;         // maps whose crossing points were dropped
+
+    int clipGainLinesMended = 0;      // gain lines with points out of order or past their clip
+    int clipsGivenGroupGain = 0;      // clips in a clip group given the group's fixed gain as well
+    std::vector<std::string> clipsUnderGroupGainLine;  // clips in a group whose own gain is a drawn line
+
+    int clipGroupsFlattened = 0;      // clip group entries laid out as the clips they play
+    int clipGroupPieces = 0;
+    int emptyClipGroups = 0;          // clip group entries holding no audio, written as empty items
+    int groupFadeIns = 0;
+    int groupFadeOuts = 0;
+    int groupFadesUnbound = 0;
+    int groupPiecesUnread = 0;
+    std::vector<std::string> tracksWithUnreadPieces;
 };
 
 // What the MIDI pass did, for the console notes.

@@ -55,6 +55,9 @@ struct BindingWork {
     std::vector<LoopLengthEnd> loopLengthEnds;
 };
 
+// REAPER's take channel mode for the one channel of its file a clip plays.
+int oneChannelMode(const ClipDefinition& clip);
+
 // Stable sort of clips by timeline position.
 void sortByPosition(std::vector<AudioClip>& clips);
 

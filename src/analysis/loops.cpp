@@ -45,6 +45,8 @@ void loopTrack(size_t index, BoundTrack& track, const std::map<LoopKey, size_t>&
     const size_t stored = track.clips.size();
     bool added = false;
     for (size_t c = 0; c < stored; ++c) {
+        // What a clip group laid out was matched to its loop records there.
+        if (!track.clips[c].groupName.empty()) continue;
         auto found = recordOf.find({track.clips[c].clip.index, track.clips[c].clip.start});
         if (found == recordOf.end()) continue;
         matched[found->second] = true;

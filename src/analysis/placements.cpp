@@ -7,6 +7,8 @@ namespace {
 constexpr int kFirstMonoChannelMode = 3;  // REAPER's mono of channel 1; channel c is 3 + c from 0
 constexpr uint32_t kMonoChannelModes = 64;
 
+}  // namespace
+
 // Every placement plays one channel: of a file with several, the take plays
 // that channel alone; a mono file plays whole. A channel the file does not
 // have, or one past REAPER's 64, leaves the whole file playing.
@@ -14,8 +16,6 @@ int oneChannelMode(const ClipDefinition& clip) {
     if (clip.fileChannels < 2 || clip.channel >= clip.fileChannels || clip.channel >= kMonoChannelModes) return 0;
     return kFirstMonoChannelMode + static_cast<int>(clip.channel);
 }
-
-}  // namespace
 
 // Each track of the placements gets its clips in placement order, each playing
 // its own channel. When the sync list lines up with the clip list, each clip

@@ -222,6 +222,10 @@ void clipStage(RunState& state) {
     model.playlistOwners = readPlaylistOwners(state.image);
     if (!state.options.noFades) model.fades = readFades(state.image);
     model.loopRecords = readLoopRecords(state.image);
+    model.clipGroups = readClipGroups(state.image);
+    model.clipGains = bindClipGains(state.image, readClipGains(state.image).curves);
+    model.warpMaps = readWarpMaps(state.image);
+    model.pitchShifts = readPitchShifts(state.image);
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);
     model.araSets = readAraSets(state.image);
     model.araClipSets = readAraClipSets(state.image, model.araSets);

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "driver/run_state.h"
+#include "project/clip_group_items.h"
 #include "project/colour_choice.h"
 #include "melodyne/ara_project.h"
 #include "project/media.h"
@@ -83,6 +84,10 @@ std::vector<std::pair<double, double>> clipGainPoints(const AudioClip& clip, dou
 
 void writeAudioItem(ProjectWriter& writer, const OutputTrack& track, const AudioClip& clip, int laneIndex,
                     int laneCount) {
+    if (clip.emptyGroup) {
+        writeClipGroupItem(writer, track, clip, laneIndex, laneCount);
+        return;
+    }
     RunState& state = writer.state;
     ProjectText& text = writer.text;
     const bool warped = clip.warpMarkers.size() > 2;

@@ -151,7 +151,7 @@ void sayClosingNotes(const RunState& state) {
     int longClips = 0;
     double longest = 0;
     forEachClip(state.analysis.outputTracks, [&](const AudioClip& clip) {
-        if (clip.length <= 600.0) return;
+        if (clip.length <= 600.0 || clip.emptyGroup) return;
         ++longClips;
         longest = std::max(longest, clip.length);
     });
@@ -224,6 +224,34 @@ void sayItemTimebaseNote(const RunCounters& counters) {
         counters.timeTracks, counters.beatsTracks, counters.beatsPositionTracks);
 }
 
+// Clip groups laid flat, and those that hold no audio.
+void sayClipGroupNotes(const ClipCounts& clips) {
+    if (clips.clipGroupsFlattened > 0) {
+        say("  %d clip group(s) laid out as the %d clip(s) they play -- REAPER has\n"
+            "      no clip groups, so each one is written flat, same places, same audio\n",
+            clips.clipGroupsFlattened, clips.clipGroupPieces);
+    }
+    if (clips.emptyClipGroups > 0) {
+        say("  %d clip group(s) hold no audio: each is written as an empty item at\n"
+            "      its place, the group's name in the item's notes, so a cue list\n"
+            "      survives\n",
+            clips.emptyClipGroups);
+    }
+    const int groupFades = clips.groupFadeIns + clips.groupFadeOuts + clips.groupFadesUnbound;
+    if (groupFades > 0) {
+        say("      %d fade(s) inside those groups: %d fade-in(s) and %d fade-out(s) carried\n"
+            "      on the pieces (v202); %d could not be bound to an edge and were left off\n",
+            groupFades, clips.groupFadeIns, clips.groupFadeOuts, clips.groupFadesUnbound);
+    }
+    if (clips.groupPiecesUnread > 0) {
+        say("  WARNING: %d clip group piece(s) could not be read, so that audio is\n"
+            "      NOT in the project. On:",
+            clips.groupPiecesUnread);
+        sayQuotedFileNames(clips.tracksWithUnreadPieces);
+        say("\n      Please send the session in.\n");
+    }
+}
+
 // What the binding of tracks did: units, sync points, alternates, pairs,
 // lanes, empty and unmatched tracks and freeze records.
 void sayTimingNotes(const RunState& state) {
@@ -260,6 +288,7 @@ void sayTimingNotes(const RunState& state) {
             "      matched to their placements; those clips may sit late by the\n"
             "      distance to their sync point. Please send the session in.\n");
     }
+    sayClipGroupNotes(state.analysis.clipCounts);
     if (c.alternatesMatched > 0) say("  %d alternate playlists matched to their parent track\n", c.alternatesMatched);
     if (c.mergedPairs > 0) say("  %d Pro Tools stereo track(s) merged from split mono\n", c.mergedPairs);
     sayOneSidedNote(state.analysis.routing);
@@ -397,8 +426,47 @@ void sayLoopsNotWritten(const std::vector<LoopNotWritten>& lines) {
     }
 }
 
+// Pitch and warp read from the session.
+void sayElasticNotes(const ClipCounts& clips) {
+    if (clips.clipsPitchShifted > 0) say("  %d clips pitch-shifted\n", clips.clipsPitchShifted);
+    if (clips.clipsWithWarpMarkers > 0) say("  %d clips carry elastic warp markers\n", clips.clipsWithWarpMarkers);
+    if (clips.warpMarkerTrims > 0) {
+        say("  %d of them are trims of a take, warped from the slice\n", clips.warpMarkerTrims);
+    }
+    if (clips.warpMapsNotSliced > 0) {
+        say("  %d clips carry a warp map that could not be sliced\n", clips.warpMapsNotSliced);
+    }
+    if (clips.warpMapsCrossing > 0) {
+        say("  %d warp map(s) held markers that run back across the ones before\n"
+            "      them; those markers were left out, the rest of each map kept\n",
+            clips.warpMapsCrossing);
+    }
+}
+
+// Gain given to clips by their clip group, and group gain that is not carried.
+void sayClipGainNotes(const ClipCounts& clips) {
+    if (clips.clipGainLinesMended > 0) {
+        say("  %d drawn clip gain line(s) held points out of order or past their\n"
+            "      clip: sorted into order, and cut at the clip's edges\n",
+            clips.clipGainLinesMended);
+    }
+    if (clips.clipsGivenGroupGain > 0) {
+        say("  %d clip(s) inside a clip group given the group's own clip gain as well,\n"
+            "      as Pro Tools plays it.\n",
+            clips.clipsGivenGroupGain);
+    }
+    if (!clips.clipsUnderGroupGainLine.empty()) {
+        say("  WARNING: %d clip(s) sit in a clip group whose own clip gain is a drawn\n"
+            "      line, which is NOT carried (a fixed group gain is):",
+            static_cast<int>(clips.clipsUnderGroupGainLine.size()));
+        sayQuotedFileNames(clips.clipsUnderGroupGainLine);
+        say("\n");
+    }
+}
+
 // Stretch, fades and loops.
 void sayClipNotes(const ClipCounts& clips, const std::vector<OutputTrack>& tracks) {
+    sayElasticNotes(clips);
     say("  %d clips stretched, %d of them read from the session\n", clips.clipsStretched,
         clips.clipsStretchedFromSession);
     for (const StretchedTrack& track : clips.stretchedTracks) say("      stretch %.4f on %s\n", track.rate, track.name.c_str());
@@ -406,6 +474,7 @@ void sayClipNotes(const ClipCounts& clips, const std::vector<OutputTrack>& track
     int clipGain = 0;
     forEachClip(tracks, [&clipGain](const AudioClip& clip) { clipGain += clip.hasClipGain ? 1 : 0; });
     say("  %d clips given clip gain\n", clipGain);
+    sayClipGainNotes(clips);
     if (clips.loopsWritten > 0) {
         say("  %d looped clip(s) (Clip > Loop) written as their %d passes, end to end,\n"
             "      as Pro Tools plays them.\n",

@@ -227,6 +227,7 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
                 for (const PtxBlock& placement : holder.children) {
                     if (placement.contentType != kPlacementNew) continue;
                     uint64_t y = placement.start();
+                    if (view.u8(y + 27) == 1) continue;  // a clip group: laid out by the analysis
                     ClipDefinition* added = addPlacement(lists, tracks, trackNumber, view.u32(y + 11));
                     if (added == nullptr) continue;
                     added->start = readTimelinePosition(view, y + 16, faults);

@@ -88,6 +88,8 @@ struct AudioClip {
     std::vector<std::pair<std::string, double>> clipEffects;
     int32_t colour = -2;       // palette index, -2: none
     bool locked = false;
+    std::string groupName;     // the clip group this clip was laid out from, or the one an empty item stands for
+    bool emptyGroup = false;   // an item standing for a clip group that holds no audio: it plays nothing
 };
 
 // One placement of a MIDI clip on a MIDI track; clip.start is its position.

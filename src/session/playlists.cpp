@@ -6,6 +6,7 @@ namespace {
 
 constexpr uint16_t kPlaylist = 0x1052;
 constexpr uint16_t kPlaylistList = 0x1054;
+constexpr uint16_t kGroupPlaylists = 0x2428;
 constexpr uint16_t kPlacement = 0x104F;
 constexpr uint16_t kTrackEntryList = 0x1015;
 constexpr uint16_t kTrackEntry = 0x1014;
@@ -44,6 +45,21 @@ std::vector<uint64_t> childrenOf(const SessionImage& image, uint64_t z, uint16_t
 std::vector<uint64_t> trackPlaylists(const SessionImage& image) {
     std::optional<uint64_t> list = topLevelBlock(image.view, kPlaylistList);
     return list ? childrenOf(image, *list, kPlaylist) : std::vector<uint64_t>();
+}
+
+// The playlists of the clip groups, one per group in the groups' order: the
+// list that the top-level 0x2428 holds.
+std::vector<uint64_t> groupPlaylists(const SessionImage& image) {
+    std::optional<uint64_t> holder = topLevelBlock(image.view, kGroupPlaylists);
+    if (!holder) return {};
+    const std::vector<uint64_t> lists = childrenOf(image, *holder, kPlaylistList);
+    return lists.empty() ? std::vector<uint64_t>() : childrenOf(image, lists.front(), kPlaylist);
+}
+
+// The place of z in the sorted list, or -1.
+int32_t placeIn(const std::vector<uint64_t>& list, uint64_t z) {
+    auto place = std::lower_bound(list.begin(), list.end(), z);
+    return place != list.end() && *place == z ? static_cast<int32_t>(place - list.begin()) : -1;
 }
 
 // A playlist block: u32 name length at +9, the name at +13, a u32 count of
@@ -103,13 +119,14 @@ void addPlacementEntry(const ImageView& view, uint64_t c, PlaylistRow& row) {
 
 std::vector<TimebaseRecord> readTimebaseRecords(const SessionImage& image) {
     const std::vector<uint64_t> listed = trackPlaylists(image);
+    const std::vector<uint64_t> ofGroups = groupPlaylists(image);
     std::vector<TimebaseRecord> records;
     for (uint64_t z : image.scan(kPlaylist)) {
         PlaylistBlock block;
         if (!readPlaylistBlock(image.view, z, block)) continue;
         TimebaseRecord record{block.name, block.tickBased, static_cast<uint32_t>(block.children.size())};
-        auto place = std::lower_bound(listed.begin(), listed.end(), z);
-        if (place != listed.end() && *place == z) record.trackNumber = static_cast<int32_t>(place - listed.begin());
+        record.trackNumber = placeIn(listed, z);
+        record.clipGroup = placeIn(ofGroups, z);
         records.push_back(std::move(record));
     }
     return records;

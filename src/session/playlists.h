@@ -19,6 +19,9 @@ struct TimebaseRecord {
     // the image's top level): the track number its placements are stored under.
     // -1 for a playlist outside that list (clip groups keep playlists of their own).
     int32_t trackNumber = -1;
+    // For a clip group's own playlist (in the list that 0x2428 holds): the
+    // group's number, its place in that list. -1 for any other playlist.
+    int32_t clipGroup = -1;
 };
 
 // One per playlist block, in the same order as the TimebaseRecords; the lists

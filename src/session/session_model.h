@@ -8,6 +8,8 @@
 
 #include "melodyne/ara_sets.h"
 #include "session/automation.h"
+#include "session/clip_gain.h"
+#include "session/clip_groups.h"
 #include "session/clips.h"
 #include "session/fades.h"
 #include "session/file_folders.h"
@@ -24,6 +26,7 @@
 #include "session/strips.h"
 #include "session/tempo.h"
 #include "session/tracks.h"
+#include "session/warp.h"
 
 struct SessionModel {
     SessionInfo info;
@@ -41,6 +44,10 @@ struct SessionModel {
     std::map<uint16_t, std::string> playlistOwners;  // track number to the name of the track that plays it
     std::vector<FadeRecord> fades;  // the fade table; left empty under --no-fades
     std::vector<LoopRecord> loopRecords;
+    std::vector<ClipGroup> clipGroups;  // by group number
+    ClipGainsOfNames clipGains;         // by clip or clip group name
+    WarpMaps warpMaps;
+    std::map<std::string, double> pitchShifts;  // semitones by clip name
     std::vector<AraSet> araSets;                  // Melodyne edit sets
     std::map<std::string, int32_t> araClipSets;   // clip name to its edit set
 

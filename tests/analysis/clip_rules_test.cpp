@@ -2,6 +2,8 @@
 // resolved as Pro Tools draws them, loops written out, inferred stretch.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "analysis/passes.h"
 
 namespace {
@@ -207,28 +209,40 @@ TEST(ClipRules, OverlapsPlayAsProToolsDrawsThem) {
 
 TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
     auto loop = [](uint16_t clip, double seconds, uint8_t mode, uint32_t count, uint64_t length = 0) {
-        LoopRecord record;
-        record.clipIndex = clip;
-        record.position = samplesAt(static_cast<int64_t>(seconds * kRate));
-        record.kind = kLoopOfAudio;
-        record.valid = true;
-        record.mode = mode;
-        record.count = count;
-        record.loopLength = length;
-        return record;
+        const TimelinePosition at = samplesAt(static_cast<int64_t>(seconds * kRate));
+        return LoopRecord{clip, at, kLoopOfAudio, true, mode, 0, count, length};
     };
-    ClipBench bench({clipAt(0, 1, 0), clipAt(10, 2, 1), clipAt(20, 2, 2), clipAt(30, 2, 3)});
+    ClipBench bench({clipAt(0, 1, 0), clipAt(10, 2, 1), clipAt(20, 2, 2), clipAt(30, 2, 3), clipAt(40, 2, 4),
+                     clipAt(50, 2, 5), clipAt(60, 2, 6), clipAt(70, 2, 7), clipAt(80, 2, 8)});
     bench.clips()[0].fadeInLength = 0.1;
-    bench.model.loopRecords = {loop(0, 0, kLoopByCount, 3), loop(1, 10, kLoopByCount, 1),
-                               loop(2, 20, kLoopByLength, 0, 48000), loop(3, 30, kLoopByLength, 0, 0)};
-    LoopRecord midi = loop(9, 40, kLoopByCount, 2);
-    midi.kind = kLoopOfMidi;
-    bench.model.loopRecords.push_back(midi);
+    bench.clips()[6].rate = 2;
+    bench.clips()[7].araSet = 0;
+    bench.model.loopRecords = {loop(0, 0, kLoopByCount, 3),     loop(1, 10, kLoopByCount, 1),
+                               loop(2, 20, kLoopByLength, 0, 48000), loop(3, 30, kLoopByLength, 0, 0),
+                               loop(4, 40, kLoopByCount, 2),     loop(5, 50, 3, 2),
+                               loop(6, 60, kLoopByCount, 2),     loop(7, 70, kLoopByCount, 2),
+                               loop(8, 80, kLoopByCount, 2),     loop(9, 90, kLoopByCount, 2)};
+    bench.model.loopRecords[4].valid = false;
+    bench.model.loopRecords[8].kind = bench.model.loopRecords[9].kind = kLoopOfMidi;
 
+    // A clip group "Cue" (clip 9 at 0.5 s inside it) placed at 100 s, both looped.
+    bench.model.clipGroups = {{true, "Cue", samplesAt(0), 96000, 0}};
+    bench.model.clips.audioClips.resize(10);
+    ClipDefinition& inside = bench.model.clips.audioClips[9];
+    inside.index = 9;
+    inside.name = "c9";
+    inside.length = 24000;
+    bench.model.timebaseRecords = {{}, {"", false, 0, -1, 0}};
+    bench.model.playlistRows = {{"", false, {0}, {-2}, {true}, {false}, {0}, {true}, {0}, {false}, {samplesAt(4800000)}},
+                                {"", false, {9}, {-2}, {true}, {false}, {0}, {false}, {0}, {false}, {samplesAt(24000)}}};
+    bench.model.loopRecords.push_back(loop(0, 100, kLoopByCount, 2));
+    bench.model.loopRecords.push_back(loop(9, 0.5, kLoopByCount, 2));
+
+    flattenClipGroups(bench.model, bench.options, bench.work, bench.analysis);
     writeOutLoops(bench.model, bench.options, bench.work, bench.analysis);
     endLoopsAtLoopLength(bench.model, bench.options, bench.work, bench.analysis);
     const std::vector<AudioClip>& clips = bench.clips();
-    ASSERT_EQ(clips.size(), 6u);
+    ASSERT_EQ(clips.size(), 12u);  // nine clips, two more passes, the group's piece
     EXPECT_DOUBLE_EQ(clips[1].position, 1.0);
     EXPECT_DOUBLE_EQ(clips[2].position, 2.0);
     EXPECT_DOUBLE_EQ(clips[2].fadeInLength, 0.1);  // fades stay on every pass
@@ -237,14 +251,17 @@ TEST(ClipRules, LoopsAreWrittenOutOrNamed) {
     EXPECT_EQ(bench.counts().loopsWithFades, 1);
     EXPECT_DOUBLE_EQ(clips[4].length, 1.0);  // ended by its one-second Loop Length
     EXPECT_EQ(bench.counts().loopsEndedByLength, 1);
+    EXPECT_DOUBLE_EQ(clips[11].position, 100.5);  // the piece plays once
 
-    const std::vector<LoopNotWritten>& refused = bench.counts().loopsNotWritten;
-    ASSERT_EQ(refused.size(), 3u);
-    EXPECT_EQ(refused[0].reason, "an unreadable loop count");
-    EXPECT_TRUE(refused[1].orphan);
-    EXPECT_EQ(refused[1].kind, kLoopOfMidi);
-    EXPECT_TRUE(refused[2].reason.empty());  // a Loop Length of 0: longer than nothing is written
-    EXPECT_DOUBLE_EQ(refused[2].clipLength, 2.0);
+    std::vector<std::string> named;
+    for (const auto& line : bench.counts().loopsNotWritten) named.push_back(line.clipName + ": " + line.reason);
+    EXPECT_EQ(named, (std::vector<std::string>{"c9: inside a clip group", "Cue: a clip group, laid out as its clips",
+                                               "c1: an unreadable loop count",
+                                               "c4: a loop record of an unknown shape", "c5: an unknown loop mode",
+                                               "c6: stretched or crossfaded", "c7: Melodyne on a looped clip",
+                                               "c8: not an audio clip", ": ", "c3: "}));
+    EXPECT_TRUE(bench.counts().loopsNotWritten[8].orphan);
+    EXPECT_DOUBLE_EQ(bench.counts().loopsNotWritten.back().clipLength, 2.0);  // a Loop Length of 0
 }
 
 TEST(ClipRules, SteadySpacingGivesATrackItsRate) {
@@ -264,4 +281,68 @@ TEST(ClipRules, SteadySpacingGivesATrackItsRate) {
     ClipBench two({clipAt(0, 2.1), clipAt(2, 2.1), clipAt(4, 2.1)});
     applyWarpAndStretch(two.model, two.options, two.work, two.analysis);
     EXPECT_EQ(two.counts().clipsStretched, 0);
+}
+
+// Warp maps at 120 BPM, where 1920000 ticks are one second: the clip plays the
+// slice of the map under it. Markers are (timeline s, source s).
+TEST(ClipRules, WarpMapsGiveTheSliceItsRateAndMarkers) {
+    const std::vector<WarpPoint> halfSpeed = {{0, 0}, {960000, 48000}, {1920000, 96000}};
+    struct Case {
+        std::vector<WarpPoint> map;
+        double sourceOffset, length, rate, lengthAfter;
+        std::vector<std::pair<double, double>> markers;
+    };
+    const Case cases[] = {
+        {halfSpeed, 0, 2, 2, 1, {{0, 0}, {0.5, 1}, {1, 2}}},                    // the whole take, twice as fast
+        {halfSpeed, 0.5, 1, 2, 0.5, {{0, 0.5}, {0.25, 1}, {0.5, 1.5}}},           // a trim of it
+        {{{0, 0}, {1920000, 96000}}, 0, 2, 2, 1, {}},                             // two points: a rate, no markers
+        {{{0, 0}, {960000, 24000}, {1920960, 48000}}, 0, 1, 1, 1, {{0, 0}, {0.5, 0.5}, {1.0005, 1}}},  // ratio 1.0005
+        {{{0, 0}, {1920000, 0}}, 0, 1, 1, 1, {}},                                 // no source: cannot be sliced
+    };
+    ClipBench bench({});
+    for (uint16_t c = 0; c < 5; ++c) {
+        bench.clips().push_back(clipAt(100.0 * c, cases[c].length, c, cases[c].sourceOffset));
+        bench.model.warpMaps.mapOfName["c" + std::to_string(c)] = cases[c].map;
+    }
+    bench.model.pitchShifts["c0"] = -2.5;
+    ClipBench plain = bench;  // for --no-stretch below
+    applyWarpAndStretch(bench.model, bench.options, bench.work, bench.analysis);
+    for (size_t c = 0; c < 5; ++c) {
+        const AudioClip& clip = bench.clips()[c];
+        EXPECT_DOUBLE_EQ(clip.rate, cases[c].rate) << c;
+        EXPECT_DOUBLE_EQ(clip.length, cases[c].lengthAfter) << c;
+        ASSERT_EQ(clip.warpMarkers.size(), cases[c].markers.size()) << c;
+        for (size_t m = 0; m < clip.warpMarkers.size(); ++m) {
+            const auto& [time, source] = cases[c].markers[m];
+            EXPECT_NEAR(std::hypot(clip.warpMarkers[m].first - time, clip.warpMarkers[m].second - source), 0, 1e-9);
+        }
+    }
+    EXPECT_EQ(bench.clips()[0].pitchSemitones, -2.5);
+    const ClipCounts& counts = bench.counts();
+    EXPECT_EQ(std::vector<int>({counts.clipsStretched, counts.clipsStretchedFromSession, counts.clipsWithWarpMarkers,
+                                counts.warpMarkerTrims, counts.warpMapsNotSliced, counts.clipsPitchShifted}),
+              std::vector<int>({3, 3, 3, 1, 1, 1}));
+
+    // --no-stretch: clips play unstretched; the pitch stays.
+    plain.options.noStretch = true;
+    applyWarpAndStretch(plain.model, plain.options, plain.work, plain.analysis);
+    for (const AudioClip& clip : plain.clips()) EXPECT_TRUE(clip.rate == 1.0 && clip.warpMarkers.empty());
+    EXPECT_EQ(plain.clips()[0].pitchSemitones, -2.5);
+}
+
+// A clip takes the gain of its name, its drawn line in order; a clip of a
+// clip group adds the group's fixed gain, and a group's drawn line is named.
+TEST(ClipRules, ClipGainOfTheClipAndOfItsGroup) {
+    ClipBench bench({clipAt(0, 2, 0), clipAt(10, 2, 1), clipAt(20, 2, 2)});
+    bench.clips()[1].groupName = "Cue";
+    bench.clips()[2].groupName = "Drawn";
+    ClipGainsOfNames& gains = bench.model.clipGains;
+    gains.gainOfName = {{"c0", -6}, {"c1", 1}, {"Cue", 3}, {"Drawn", 0}};
+    gains.curveOfName = {{"c0", {{96000, -6}, {0, 0}}}, {"Drawn", {{0, 0}, {10, 1}}}};
+    applyClipGain(bench.model, bench.options, bench.work, bench.analysis);
+    EXPECT_EQ(bench.clips()[0].clipGainCurve, (std::vector<std::pair<uint32_t, double>>{{0, 0}, {96000, -6}}));
+    EXPECT_EQ(std::pair(bench.clips()[0].clipGainDb, bench.clips()[1].clipGainDb), std::pair(-6.0, 4.0));
+    EXPECT_FALSE(bench.clips()[2].hasClipGain);
+    EXPECT_EQ(std::pair(bench.counts().clipGainLinesMended, bench.counts().clipsGivenGroupGain), std::pair(1, 1));
+    EXPECT_EQ(bench.counts().clipsUnderGroupGainLine, std::vector<std::string>{"c2"});
 }

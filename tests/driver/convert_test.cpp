@@ -259,3 +259,25 @@ TEST(ConvertChannels, ClipsPlayTheirChannelOfAnInterleavedFile) {
     EXPECT_EQ(itemsOf(readFileText(folder + "/3 stereo 3 different clips.rpp")),
               (std::vector<std::string>{"Audio 1: 0102, 0", "Audio 2: 0277, 0", "Audio 3: 0496, 0"}));
 }
+
+// Clip groups laid flat: the group "Cue 1" (1.0 s to 3.0 s) plays "Take" from
+// 0.5 s into it, cut at its end; "Cue 2" holds no audio: an empty item.
+TEST(ConvertClipGroups, GroupsArriveAsTheirClipsOrAsNamedEmptyItems) {
+    BuiltSession s;
+    s.files = {{"take.wav", 480000}};
+    s.clips = {{"Take", 0, 0, 96000}};
+    s.clipGroups = {{"Cue 1", 96000}, {"Cue 2", 48000}};
+    s.strays = {{"?", false, {{0, 24000}}}, {"?", false, {}}};
+    BuiltPlaylist playlist{"", false, {{0, 48000}, {1, 240000}, {0, 400000}}};
+    playlist.placements[0].group = playlist.placements[1].group = true;
+    s.tracks = {{"Dlg", 0, 0, 0, false, {playlist}}};
+    const std::string folder = makeTempFolder("clip-groups");
+    const CapturedRun run = runConvert(optionsFor(buildSession(s).writeFile(folder, "groups.ptx")));
+    ASSERT_EQ(run.code, 0) << run.console;
+    const std::string project = readFileText(folder + "/groups.rpp");
+    EXPECT_EQ(itemsOf(project), (std::vector<std::string>{"Dlg: Take, 0", "Dlg: Take, 0"}));
+    EXPECT_TRUE(contains(project, "      POSITION 1.5000000000\n      SNAPOFFS 0\n      LENGTH 1.5000000000\n"));
+    EXPECT_TRUE(contains(project, "      POSITION 5.0000000000\n      SNAPOFFS 0\n      LENGTH 1.0000000000\n"));
+    EXPECT_TRUE(contains(project, "      <NOTES\n        |Cue 2\n      >\n    >\n"));
+    EXPECT_TRUE(contains(run.console, "  1 clip group(s) laid out as the 1 clip(s) they play"));
+}

@@ -257,11 +257,12 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
 TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
     const std::string studio = std::string(TRELLUM_SHARED_DIR) + "/studio";
     if (filesEnding(studio, ".ptx").empty()) GTEST_SKIP() << "no studio sessions";
-    struct Case { const char* file; const char* savedBy; const char* lanes; const char* inactive; };
-    for (const Case& c : {Case{"Stayin' Alive.ptx", "Pro Tools Ultimate 2024.10.0, Windows", "", ""},
-                          Case{"SinkDown.ptx", "Pro Tools 2019.6.0, Windows", "", "Kick Loop "},
+    // Clip gain: Stayin' Alive's five gain records name five placed clips, the comping session's one.
+    struct Case { const char* file; const char* savedBy; const char* lanes; const char* inactive; int clipGain; };
+    for (const Case& c : {Case{"Stayin' Alive.ptx", "Pro Tools Ultimate 2024.10.0, Windows", "", "", 5},
+                          Case{"SinkDown.ptx", "Pro Tools 2019.6.0, Windows", "", "Kick Loop ", 0},
                           Case{"Vocal Comping Session.ptx", "Pro Tools 2019.6.0, Windows",
-                               "Megan Solo: 10 Meg Solo .. Meg Solo.09 ", ""}}) {
+                               "Megan Solo: 10 Meg Solo .. Meg Solo.09 ", "", 1}}) {
         RunState state;
         analyse(state, studio + "/" + c.file);
         EXPECT_EQ(state.analysis.counts.unmatchedTracks, 0) << c.file;
@@ -284,5 +285,6 @@ TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
         EXPECT_NE(console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
         EXPECT_EQ(noteOrderFault(console), "") << c.file;
         EXPECT_EQ(noteOrderFault(runConvert(withNoteSwitches(options)).console), "") << c.file;
+        EXPECT_NE(console.find(formatText("  %d clips given clip gain\n", c.clipGain)), std::string::npos) << c.file;
     }
 }

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <tuple>
 
 #include "cli/console.h"
 #include "project/text.h"
 #include "session/blocks.h"
+#include "session/playlists.h"
 #include "session/real_sessions.h"
 #include "session/ptx_file.h"
 #include "support/image_builder.h"
@@ -16,6 +18,27 @@ namespace {
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 std::string baseName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+// The live clip group entries of the track playlists.
+size_t groupEntries(const std::string& path) {
+    SessionFile file;
+    if (loadSession(file, path, 48000) != 0) return 0;
+    const SessionImage image = makeSessionImage(file.view());
+    const std::vector<TimebaseRecord> records = readTimebaseRecords(image);
+    const std::vector<PlaylistRow> rows = readPlaylistRows(image);
+    size_t entries = 0;
+    for (size_t r = 0; r < rows.size() && r < records.size(); ++r) {
+        if (records[r].trackNumber < 0) continue;
+        for (size_t k = 0; k < rows[r].isGroup.size(); ++k) entries += rows[r].isGroup[k] && rows[r].live[k] ? 1 : 0;
+    }
+    return entries;
+}
+
+// The number a console line starts with, found by the words behind it; 0 without the line.
+int countBefore(const std::string& console, const std::string& words) {
+    const size_t at = console.find(words);
+    return at == std::string::npos ? 0 : std::atoi(console.c_str() + console.rfind('\n', at) + 1);
+}
 
 }  // namespace
 
@@ -37,6 +60,17 @@ TEST(RealSessionRuns, EverySessionConvertsAndTheOlderOneIsRefused) {
         const std::string project = readFileText(copy.substr(0, copy.size() - 4) + ".rpp");
         EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u) << path;
         EXPECT_EQ(checkProjectText(project), std::nullopt) << path;
+
+        // Every clip group entry arrives, counted on the console: laid out as
+        // its clips, or as an empty item named in its notes.
+        const size_t entries = groupEntries(copy);
+        const int laidOut = countBefore(run.console, " clip group(s) laid out as");
+        const int empty = countBefore(run.console, " clip group(s) hold no audio");
+        EXPECT_EQ(static_cast<size_t>(laidOut + empty), entries) << path;
+        size_t named = 0;
+        for (size_t at = 0; (at = project.find("\n      <NOTES\n", at)) != std::string::npos; ++at) ++named;
+        EXPECT_EQ(named, static_cast<size_t>(empty)) << path;
+        EXPECT_TRUE(baseName(path) != "Test Export.ptx" || entries == 5u) << "Test Export holds 5 entries";
     }
     for (const std::string& path : filesEnding(sessions, ".ptf")) {
         CapturedRun run = runConvert(optionsFor(path));

@@ -69,7 +69,15 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     faded.fadeInShape = 5.1;
     faded.rate = 0.5;
     faded.warpMarkers = {{0, 0}, {1, 2}};  // two markers keep the rate and write no SM
-    plain.clips = {first, warped, faded};
+    // 2.6 dB, and a line of 0 dB at source 0, -6 dB at 1 s, +6 dB at 3 s cut to the item (source 0.5 s
+    // to 2 s): -3 dB at 0, -6 dB at 0.5 s, 0 dB at 1.5 s. A pitch of -2.5 semitones.
+    AudioClip gained = clipAt(8, 1.5, "gained");
+    gained.sourceOffset = 0.5;
+    gained.hasClipGain = true;
+    gained.clipGainDb = 2.6;
+    gained.clipGainCurve = {{0, 0.0}, {48000, -6.0}, {144000, 6.0}};
+    gained.pitchSemitones = -2.5;
+    plain.clips = {first, warped, faded, gained};
 
     OutputTrack laned;
     laned.name = "Gtr [alt takes]";
@@ -79,7 +87,7 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     const std::string project = writeAll(state);
     EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
     EXPECT_EQ(state.counters.outputTracks, 2);
-    EXPECT_EQ(state.counters.audioItems, 5);
+    EXPECT_EQ(state.counters.audioItems, 6);
 
     const std::string track = blockOf(project, "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
     EXPECT_TRUE(has(track, "    PEAKCOL 16576"));
@@ -101,6 +109,14 @@ TEST(TrackBlock, ItemsLanesAndTheirNumberForms) {
     }
     EXPECT_EQ(smLines, 2u);
     EXPECT_TRUE(warpedItem.find("\n      SM 0.2800000000 0.5600000000 + 0.2900000000") != std::string::npos);
+
+    const std::string gainedItem = itemNamed(track, "gained");
+    EXPECT_TRUE(has(gainedItem, "      VOLPAN 1.348962883 0 1 -1"));
+    EXPECT_TRUE(has(gainedItem, "      PLAYRATE 1.000000000 1 -2.500000 -1 0 0.0025"));
+    EXPECT_NE(gainedItem.find("        VOLTYPE 1\n        PT 0.0000000000 0.707945784 0\n"
+                              "        PT 0.5000000000 0.501187234 0\n        PT 1.5000000000 1.000000000 0\n      >"),
+              std::string::npos)
+        << gainedItem;
 
     const std::string fadedItem = itemNamed(track, "faded");
     EXPECT_TRUE(has(fadedItem, "      FADEIN 5.1 0.2500000000 0 5.1 0 0 0"));

@@ -131,6 +131,21 @@ void clipList(ImageBuilder& b, const BuiltSession& session) {
     b.closeBlock();
 }
 
+// The clip group list: each group's name block holds its name and extent.
+void clipGroups(ImageBuilder& b, const BuiltSession& session) {
+    b.openBlock(0x262C);
+    b.u32(static_cast<uint32_t>(session.clipGroups.size()));
+    for (const auto& [name, length] : session.clipGroups) {
+        b.openBlock(0x262B);
+        b.openBlock(0x2628);
+        b.name(name);
+        b.threePoint(kPositionBias, 5, 0, 0, length, 5, 0, 0);
+        b.closeBlock();
+        b.closeBlock();
+    }
+    b.closeBlock();
+}
+
 void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks) {
     b.openBlock(0x1050, 2);
     b.openBlock(0x104F, 10);
@@ -141,7 +156,8 @@ void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks) {
     stored(b, static_cast<int64_t>(p.position), ticks);
     b.u8(p.fade ? 1 : p.overlap);
     b.u16(static_cast<uint16_t>(p.colour));
-    b.zeros(16);
+    b.u8(p.group ? 1 : 0);
+    b.zeros(15);
     b.closeBlock();
     b.u8(p.live && !p.fade ? 0 : 1);
     b.u8(0);
@@ -417,6 +433,7 @@ ImageBuilder buildSession(const BuiltSession& session) {
     groupRecords(b, session);
     displayRecords(b, session);
     clipList(b, session);
+    clipGroups(b, session);
     playlists(b, session);
     playlistOwners(b, session);
     midi(b, session);

@@ -26,6 +26,7 @@ struct BuiltPlacement {
     uint8_t overlap = 0;    // 1: drawn over the next clip, 2: under the previous one
     bool fade = false;      // a fade entry: clip is the fade's number, position its anchor
     int16_t colour = -2;
+    bool group = false;     // a clip group entry: clip is the group's number
 };
 
 // One playlist of a track: a mono track has one, a stereo track one per leg.
@@ -151,6 +152,8 @@ struct BuiltSession {
     // session's tempo. Empty: no tempo block, 120 BPM.
     std::vector<std::pair<int64_t, double>> tempos = {};
     std::vector<BuiltPlaylist> strays = {};  // playlists of a clip group list, stored before the track playlists
+    // Clip groups (name, length in samples) in number order; group n plays stray n.
+    std::vector<std::pair<std::string, uint32_t>> clipGroups = {};
     std::vector<BuiltGroup> groups = {};
     int32_t trackCoding = -1;  // the colour coding block, when either is 0 or more
     int32_t clipCoding = -1;
