@@ -13,6 +13,7 @@
 #include "session/real_sessions.h"
 #include "session/tracks.h"
 #include "support/image_builder.h"
+#include "support/session_builder.h"
 
 namespace {
 
@@ -32,44 +33,6 @@ void noteList(ImageBuilder& b, const std::vector<std::array<uint64_t, 4>>& notes
         b.u8(static_cast<uint8_t>(n[3]));
         b.zeros(17);
     }
-}
-
-// A controller stream of one kind with (position, value) records.
-void controllerStream(ImageBuilder& b, uint8_t kind, uint8_t controller,
-                      const std::vector<std::pair<uint64_t, uint32_t>>& records) {
-    b.text("MdCDS");
-    b.zeros(6);
-    b.text("Mdss");
-    b.zeros(2);
-    b.u32(6);  // inner span: kind, controller and four bytes
-    b.u8(kind);
-    b.u8(controller);
-    b.zeros(4);
-    b.text("MdCD");
-    b.zeros(2);
-    b.u32(static_cast<uint32_t>(records.size() * 12 + 4));
-    b.u32(static_cast<uint32_t>(records.size()));
-    for (const auto& r : records) {
-        stored(b, r.first);
-        b.u32(r.second);
-    }
-}
-
-// A SysEx stream; `shortBy` makes the stated size larger than what follows.
-void sysexStream(ImageBuilder& b, const std::vector<uint8_t>& data, uint32_t shortBy = 0) {
-    b.text("MdES");
-    b.zeros(6);
-    b.text("MdTEL");
-    b.zeros(2);
-    b.u32(static_cast<uint32_t>(4 + 19 + data.size() + shortBy));
-    b.u32(1);
-    stored(b, 1000000000000ull + 480000);
-    b.u8(1);
-    b.zeros(1);
-    b.u32(static_cast<uint32_t>(data.size() + 5));
-    b.u8(0);
-    b.u32(static_cast<uint32_t>(data.size()));
-    b.bytes(data);
 }
 
 SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
@@ -117,14 +80,15 @@ TEST(MidiChunks, NotesStreamsAndTheirShapeTests) {
     ImageBuilder b;
     b.zeros(80);
     noteList(b, {{7}});  // outside every note block: no chunk, streams behind it ignored
-    controllerStream(b, 2, 7, {{1, 100}});
+    midiControllerStream(b, 2, 7, {{1, 100}});
     b.openBlock(0x2000);
     noteList(b, {{1000000000000ull + 960000, 60, 480000, 100}, {1000000000000ull + 1920000, 64, 960000, 90}});
-    controllerStream(b, 2, 7, {{1000000000000ull + 960000, 100}, {1000000000000ull + 1000000, 90}});
-    controllerStream(b, 3, 0, {{1000000000000ull, 1}});  // no such kind
-    controllerStream(b, 1, 0, {{1000000000000ull, 8192}});
-    sysexStream(b, {0x43, 0x10, 0x4C});
-    sysexStream(b, {0x43, 0x10}, 1);  // one byte short of its stated size: dropped whole
+    const uint64_t t = 1000000000000ull | 0x40ull << 56;  // tick 0, as stored
+    midiControllerStream(b, 2, 7, {{t + 960000, 100}, {t + 1000000, 90}});
+    midiControllerStream(b, 3, 0, {{t, 1}});  // no such kind
+    midiControllerStream(b, 1, 0, {{t, 8192}});
+    midiSysexStream(b, {{t + 480000, {0x43, 0x10, 0x4C}}});
+    midiSysexStream(b, {{t + 480000, {0x43, 0x10}}}, 1);  // one byte short of its stated size: dropped whole
     noteList(b, {});                   // an empty chunk exists all the same
     b.zeros(40);
     b.closeBlock();
