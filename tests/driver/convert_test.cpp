@@ -219,20 +219,6 @@ TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
     EXPECT_EQ(count(), before);
 }
 
-TEST(ConvertOutput, TwoRunsInOneProcessGiveTheSameBytes) {
-    if (!fileExists(realSessionFolder() + "/TestPTX.ptx")) GTEST_SKIP() << "no real sessions beside the repository";
-    const std::string folder = makeTempFolder("twice");
-    const std::string session = copyRealSession("TestPTX.ptx", folder);
-    ConvertOptions options = optionsFor(session);
-    options.outputPath = folder + "/a.rpp";
-    CapturedRun first = runConvert(options);
-    options.outputPath = folder + "/b.rpp";
-    CapturedRun second = runConvert(options);
-    ASSERT_EQ(first.code, 0) << first.console;
-    ASSERT_EQ(second.code, 0);
-    EXPECT_EQ(readFileText(folder + "/a.rpp"), readFileText(folder + "/b.rpp"));
-}
-
 // A clip plays its channel of a file: alone on a mono track (channel c from 1 is
 // mode c + 2); with its neighbour on a stereo track as one item (a stereo file
 // whole, wider ones by REAPER's pair mode 66 + c); six legs of six channels fold.
