@@ -46,22 +46,18 @@ TEST(RealSessionFacts, ReadersGiveTheLinesOfTheFacts) {
     if (folder.empty()) GTEST_SKIP() << "no real sessions";
     for (const std::string& path : filesEnding(folder, ".ptx")) {
         SCOPED_TRACE(path);
-        // As the driver opens it: at 48000, where file lengths are scaled and
-        // rounded, then again at the session's own rate.
+        // As the driver opens it: at 48000, then again at the session's own
+        // rate (lengths scaled to another rate are held by the file-list test).
         SessionFile file;
         ASSERT_EQ(loadSession(file, path, 48000), 0);
         EXPECT_EQ(file.versionByte, 12);
         const int64_t rate = file.sessionRate;
-        std::string scaled, files = formatText("sample_rate %lld\n", static_cast<long long>(rate));
-        for (const AudioFileEntry& f : file.audioFiles) scaled += formatText("%s %llu\n", f.name.c_str(), f.length + 0ull);
         ASSERT_EQ(loadSession(file, path, rate), 0);
-        std::string expectedScaled;
+        std::string files = formatText("sample_rate %lld\n", static_cast<long long>(rate));
         for (const AudioFileEntry& f : file.audioFiles) {
             files += formatText("file %u \"%s\" length %llu\n", f.index, f.name.c_str(), f.length + 0ull);
-            expectedScaled += formatText("%s %llu\n", f.name.c_str(), (f.length * 48000 + rate / 2) / rate + 0ull);
         }
         EXPECT_EQ(files, factsOf(path, {"sample_rate", "file"}));
-        EXPECT_EQ(scaled, expectedScaled);
 
         const SessionImage image = makeSessionImage(file.view());
         const ClipLists lists = readClipsAndPlacements(image, audioFileRefs(file.audioFiles));
