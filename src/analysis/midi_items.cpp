@@ -64,16 +64,45 @@ void stackTrack(std::vector<Placed*>& clips, const std::vector<MidiPlaylistRow>&
     }
 }
 
-// The events of one item, with the edges' mutes, at 960 per quarter note.
+// Ticks from the session start at a time in seconds, through the tempo map:
+// the inverse of secondsOfTicks, each tempo's start found by binary search.
+struct TickClock {
+    const std::vector<TempoEvent>& map;
+    double sessionTempo = 120;
+    std::vector<double> startSeconds;  // where each tempo of the map starts
+
+    TickClock(const std::vector<TempoEvent>& tempoMap, double tempo) : map(tempoMap), sessionTempo(tempo) {
+        for (size_t i = 0; i < map.size(); ++i) {
+            startSeconds.push_back(i == 0 ? 0.0
+                                          : startSeconds.back() + (map[i].position - map[i - 1].position) * 60.0 /
+                                                                      (map[i - 1].bpm * kTicksPerQuarter));
+        }
+    }
+    double ticksAt(double seconds) const {
+        const double perSecond = static_cast<double>(kTicksPerQuarter) / 60.0;
+        if (map.empty()) return seconds * sessionTempo * perSecond;
+        const auto later = std::upper_bound(startSeconds.begin(), startSeconds.end(), seconds);
+        const size_t i = later == startSeconds.begin() ? 0 : static_cast<size_t>(later - startSeconds.begin()) - 1;
+        return map[i].position + (seconds - startSeconds[i]) * map[i].bpm * perSecond;
+    }
+};
+
+// The events of one item, with the edges' mutes, at 960 per quarter note. A
+// sample-based clip's events sit at fixed times: each takes the quarter notes
+// the tempo map gives between its source's start and it, as REAPER counts them.
 struct ItemBuilder {
     const ConvertOptions& options;
     MidiCounts& counts;
-    double samplesToPpq = 0;  // for a sample-based clip: PPQ per sample at the session tempo
     bool sampleBased = false;
+    const TickClock* clock = nullptr;
+    double rate = 48000;
+    double sourceSeconds = 0;  // a sample-based clip: where its source starts, and the ticks there
+    double sourceTicks = 0;
 
     uint64_t ppqOf(int64_t value) const {
-        if (sampleBased) return static_cast<uint64_t>(std::max(0.0, value * samplesToPpq + 0.5));
-        return static_cast<uint64_t>(std::max(0.0, value * 0.001 + 0.5));
+        const double ticks = sampleBased ? clock->ticksAt(sourceSeconds + static_cast<double>(value) / rate) - sourceTicks
+                                         : static_cast<double>(value);
+        return static_cast<uint64_t>(std::max(0.0, ticks * 0.001 + 0.5));
     }
     static bool inClip(int64_t start, int64_t length) { return start >= 0 && (length == 0 || length > start); }
     // A note is two events, its start and its end.
@@ -160,7 +189,7 @@ const MidiStreamChunk* streamOf(const SessionModel& model, const ClipDefinition&
 }
 
 MidiItem makeItem(const SessionModel& model, const ConvertOptions& options, const Placed& placed, double rate,
-                  MidiCounts& counts) {
+                  const TickClock& clock, MidiCounts& counts) {
     const ClipDefinition& clip = placed.placement->clip;
     MidiItem item;
     item.name = clip.name;
@@ -169,7 +198,7 @@ MidiItem makeItem(const SessionModel& model, const ConvertOptions& options, cons
         return secondsOfTicks(static_cast<double>(ticks), model.tempoMap, model.sessionTempo);
     };
 
-    ItemBuilder builder{options, counts, 0, placed.sampleBased};
+    ItemBuilder builder{options, counts, placed.sampleBased, &clock, rate};
     int64_t position = placed.position;
     int64_t length = placed.length;
     int64_t s = clip.sourceOffset;
@@ -180,7 +209,8 @@ MidiItem makeItem(const SessionModel& model, const ConvertOptions& options, cons
         position = 0;
     }
     if (placed.sampleBased) {
-        builder.samplesToPpq = model.sessionTempo * 960.0 / (60.0 * rate);
+        builder.sourceSeconds = static_cast<double>(position + std::min<int64_t>(s, 0)) / rate;
+        builder.sourceTicks = clock.ticksAt(builder.sourceSeconds);
         if (placed.cut >= 0 || placed.headTrim > 0) ++counts.sampleBasedOverlaps;
     } else {
         if (placed.cut >= 0 && (length == 0 || length > placed.cut)) {
@@ -237,13 +267,14 @@ void buildMidiItems(const SessionModel& model, const ConvertOptions& options, Bi
     }
     for (auto& track : byTrack) stackTrack(track.second, model.midiPlaylistRows);
 
+    const TickClock clock(model.tempoMap, model.sessionTempo);
     std::map<uint16_t, MidiTrack*> trackOfIndex;
     for (MidiTrack& track : work.midiTracks) trackOfIndex[track.trackIndex] = &track;
     for (const Placed& entry : placed) {
         auto track = trackOfIndex.find(entry.placement->trackIndex);
         if (track == trackOfIndex.end()) continue;
         if (entry.sampleBased) counts.sampleBasedTracks.insert(track->second->name);
-        track->second->items.push_back(makeItem(model, options, entry, rate, counts));
+        track->second->items.push_back(makeItem(model, options, entry, rate, clock, counts));
         ++counts.clips;
     }
 }

@@ -396,8 +396,8 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
         ProjectText::Line volpan = text.statement("VOLPAN");
         volpan.coarse(mix.volume).compact(mix.pan + 0.0).num(-1);
         if (stereo) {
-            const bool lanesCarryPan = shape.dualPan && autoMode != 0;
-            volpan.coarse(lanesCarryPan ? -1.0 : shape.leftPanLimit).coarse(lanesCarryPan ? 1.0 : shape.rightPanLimit);
+            // A return track writes no dual-pan lanes: the resting pans are its limits.
+            volpan.coarse(shape.leftPanLimit).coarse(shape.rightPanLimit);
         } else {
             volpan.num(-1).num(1);
         }

@@ -1,6 +1,6 @@
-// The routing rules on hand-made models: which aux takes a bus and how wide it
-// is, what keeps a hidden track in the project, the click toggle, and the
-// strips of unknown width.
+// The routing rules on hand-made models: which aux takes a bus, what keeps a
+// hidden track in the project, the click toggle, keys, and the strips of
+// unknown width.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -221,28 +221,6 @@ TEST(RoutingRules, KeysWireToChannelsThreeAndUp) {
     off.model.pluginsOfStrip["Bass"] = {plugin("Comp", 1, 10)};
     off.run();
     EXPECT_TRUE(off.analysis.routing.keyFrom.empty());
-}
-
-TEST(RoutingRules, AnAuxTakingASurroundBusIsAsWideAsIt) {
-    RoutingBench b;
-    b.bus("5.1", {3, 4, 5, 6, 7, 8}, 50);
-    b.bus("FX", {9, 10}, 60);
-    TrackRouting& verb = b.track("Surround Verb", "Out");
-    b.takes(verb, "5.1", 50);
-    TrackRouting& plate = b.track("Plate", "Out");
-    b.takes(plate, "FX", 60);
-    b.track("Crowd", "5.1");
-    b.analysis.surroundLegs["Crowd"] = 6;  // folded from six legs
-    b.track("Mono", "5.1");
-    b.run();
-    const RoutingTables& r = b.analysis.routing;
-    EXPECT_EQ(r.auxWidth, (std::map<std::string, int>{{"Surround Verb", 6}}));
-    EXPECT_EQ(r.wideAuxes, 1);
-    // Six legs into a six-channel aux send all three pairs: 3 << 10; a stereo source its first pair.
-    ASSERT_EQ(r.outputReceives.at(0).size(), 2u);
-    EXPECT_EQ(r.outputReceives.at(0)[0].source, 2);
-    EXPECT_EQ(r.outputReceives.at(0)[0].code, 3072);
-    EXPECT_EQ(r.outputReceives.at(0)[1].code, 0);
 }
 
 // Strips whose lanes are neither a mono nor a stereo strip's are listed: not

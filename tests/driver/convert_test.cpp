@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
+#include <tuple>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -42,100 +43,68 @@ std::vector<std::string> itemsOf(std::string project) {
 
 }  // namespace
 
+// Each refusal in its words, code 1 and no project: a path that names nothing,
+// a folder, a file that does not open (a socket), an older session by name or
+// by its first bytes, an empty file, a rate out of range, bytes that are no
+// session. Under the progress protocol the console closes with "Not converted".
 TEST(ConvertRefusals, EachRefusalInItsWords) {
-    const std::string folder = makeTempFolder("refusals");
-
-    CapturedRun run = runConvert(optionsFor(""));
-    EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.console, "trellum: drag a .ptx file onto this program.\n");
-
-    const std::string missing = folder + "/No Such.ptx";
-    run = runConvert(optionsFor(missing));
-    EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.console, "\n  No such file:\n    " + missing + "\n");
-    ConvertOptions unquoted = optionsFor(missing);
+    const std::string f = makeTempFolder("refusals");
+    EXPECT_EQ(runConvert(optionsFor("")).console, "trellum: drag a .ptx file onto this program.\n");
+    ConvertOptions unquoted = optionsFor(f + "/No Such.ptx");
     unquoted.sessionPathJoined = true;
-    EXPECT_EQ(runConvert(unquoted).console, "\n  No such file:\n    " + missing +
-                                                "\n\n  If the name has spaces, put it in quotes:\n    trellum \"My Song.ptx\"\n");
-    run = runConvert(optionsFor(missing), true);
-    EXPECT_EQ(run.progress, std::vector<std::string>{"0/6 reading"});
-    EXPECT_TRUE(contains(run.console, "Not converted: the session file was not found."));
-    EXPECT_FALSE(contains(run.console, "put it in quotes"));
-
-    // There, but no session file: a folder, and a file that does not open (a socket; unreadable for all).
-    std::filesystem::create_directory(folder + "/x.ptx");
-    EXPECT_EQ(runConvert(optionsFor(folder + "/x.ptx")).console,
-              "\n  Could not convert: " + folder + "/x.ptx\n  Reason: that is a folder, not a session file. A Pro Tools "
-              "session\n          folder holds the session's .ptx file: name that file.\n");
-    const std::string socketPath = folder + "/socket.ptx";
+    EXPECT_EQ(runConvert(unquoted).console, "\n  No such file:\n    " + f + "/No Such.ptx\n\n  If the name has spaces, "
+                                            "put it in quotes:\n    trellum \"My Song.ptx\"\n");
+    std::filesystem::create_directory(f + "/x.ptx");
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", (f + "/socket.ptx").c_str());
     const int socketFile = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(bind(socketFile, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    run = runConvert(optionsFor(socketPath));
-    close(socketFile);
-    EXPECT_EQ(run.code, 1);
-    EXPECT_TRUE(contains(run.console, "\n  Could not read: " + socketPath +
-                                          "\n  Reason: the file is there, but it does not open: No such device")) << run.console;
-
-    // Older sessions by name, whatever they hold, and by their first bytes.
-    const std::string byName = folder + "/old.PTF";
-    writeFileText(byName, "anything at all, not a session");
-    run = runConvert(optionsFor(byName));
-    EXPECT_EQ(run.code, 1);
-    EXPECT_TRUE(contains(run.console, "\n  Could not convert: " + byName +
-                                          "\n  Reason: this is an OLDER Pro Tools session format"));
-    EXPECT_FALSE(contains(run.console, "Not converted"));
+    writeFileText(f + "/old.PTF", "anything at all, not a session");
     std::string head(40, '\0');
     head[0] = 3;
     head[18] = 1;
-    const std::string byBytes = folder + "/old.ptx";
-    writeFileText(byBytes, head);
-    run = runConvert(optionsFor(byBytes), true);
-    EXPECT_TRUE(contains(run.console, "OLDER Pro Tools session format"));
-    EXPECT_TRUE(contains(run.console, "\n  Not converted: this is an older Pro Tools session format (.pts or .ptf)."));
-
-    const std::string empty = folder + "/empty.ptx";
-    writeFileText(empty, "");
-    run = runConvert(optionsFor(empty));
-    EXPECT_EQ(run.code, 1);
-    EXPECT_TRUE(contains(run.console, "Reason: the file is EMPTY (0 bytes)."));
-
-    // Bytes that are no session: the reason by code and what decryption finds.
-    const std::string junk = folder + "/junk.ptx";
-    writeFileText(junk, std::string(300, 'j'));
-    run = runConvert(optionsFor(junk), true);
-    EXPECT_EQ(run.code, 1);
-    EXPECT_TRUE(contains(run.console, "\n  Could not read: " + junk + "\n  Reason: that session could not be decrypted - "
-                                                                     "is this really a Pro Tools session file?  (code -1)\n"));
-    EXPECT_TRUE(contains(run.console, "  Decryption: FAILED\n"));
-    EXPECT_TRUE(contains(run.console, "varnoak will offer to send this as a problem report."));
-    EXPECT_EQ(problemKind(), "unreadable");
-    EXPECT_EQ(problemDetail(),
-              "the session could not be decrypted - is this really a Pro Tools session file? (code -1)");
-    EXPECT_FALSE(fileExists(folder + "/junk.rpp"));
-
-    // A later run starts with a clean problem record.
-    runConvert(optionsFor(""));
-    EXPECT_EQ(problemKind(), "");
-}
-
-TEST(ConvertRefusals, RateOutsideTheSupportedRange) {
-    const std::string folder = makeTempFolder("rates");
-    for (int64_t rate : {22050, 44100, 192000, 384000}) {
-        ImageBuilder builder;
-        addSessionHead(builder, rate);
-        const std::string hz = std::to_string(rate) + " Hz";
-        CapturedRun run = runConvert(optionsFor(builder.writeFile(folder, "rate" + hz + ".ptx")), true);
-        if (rate == 44100 || rate == 192000) {  // the edges of the range convert
-            EXPECT_EQ(run.code, 0) << run.console;
-            continue;
-        }
-        EXPECT_EQ(run.code, 1);
-        EXPECT_TRUE(contains(run.console, "Reason: this session is at " + hz + ", which is outside")) << hz;
-        EXPECT_TRUE(contains(run.console, "Not converted: the session is at " + hz)) << hz;
+    writeFileText(f + "/old.ptx", head);
+    writeFileText(f + "/empty.ptx", "");
+    for (const char* rate : {"22050", "384000"}) {
+        ImageBuilder b;
+        addSessionHead(b, std::stoi(rate));
+        b.writeFile(f, std::string(rate) + ".ptx");
     }
+    writeFileText(f + "/junk.ptx", std::string(300, 'j'));
+    // The file, whether under the protocol, and what the console holds ("-": what it does not).
+    const std::tuple<std::string, bool, std::vector<std::string>> cases[] = {
+        {"No Such.ptx", false, {"\n  No such file:\n    " + f + "/No Such.ptx\n", "-Not converted"}},
+        {"No Such.ptx", true, {"Not converted: the session file was not found.", "-put it in quotes"}},
+        {"x.ptx", false, {"\n  Could not convert: " + f + "/x.ptx\n  Reason: that is a folder, not a session file. A "
+                          "Pro Tools session\n          folder holds the session's .ptx file: name that file.\n"}},
+        {"socket.ptx", false, {"\n  Could not read: " + f + "/socket.ptx\n  Reason: the file is there, but it does "
+                               "not open: No such device"}},
+        {"old.PTF", false, {"\n  Could not convert: " + f + "/old.PTF\n  Reason: this is an OLDER Pro Tools session "
+                            "format", "-Not converted"}},
+        {"old.ptx", true, {"OLDER Pro Tools session format",
+                           "\n  Not converted: this is an older Pro Tools session format (.pts or .ptf)."}},
+        {"empty.ptx", false, {"Reason: the file is EMPTY (0 bytes)."}},
+        {"22050.ptx", true, {"Reason: this session is at 22050 Hz, which is outside",
+                             "Not converted: the session is at 22050 Hz"}},
+        {"384000.ptx", false, {"Reason: this session is at 384000 Hz, which is outside"}},
+        {"junk.ptx", true, {"\n  Could not read: " + f + "/junk.ptx\n  Reason: that session could not be decrypted - "
+                            "is this really a Pro Tools session file?  (code -1)\n", "  Decryption: FAILED\n",
+                            "varnoak will offer to send this as a problem report."}},
+    };
+    for (const auto& [name, protocol, parts] : cases) {
+        CapturedRun run = runConvert(optionsFor(f + "/" + name), protocol);
+        EXPECT_EQ(run.code, 1) << name;
+        for (const std::string& part : parts) {
+            EXPECT_EQ(contains(run.console, part.substr(part[0] == '-')), part[0] != '-') << name << ": " << part;
+        }
+        EXPECT_FALSE(fileExists(f + "/" + name.substr(0, name.size() - 4) + ".rpp")) << name;
+    }
+    close(socketFile);
+    EXPECT_EQ(problemKind(), "unreadable");
+    EXPECT_EQ(problemDetail(), "the session could not be decrypted - is this really a Pro Tools session file? (code -1)");
+    runConvert(optionsFor(""));  // a later run starts with a clean problem record
+    EXPECT_EQ(problemKind(), "");
 }
 
 TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
@@ -217,20 +186,6 @@ TEST(ConvertOutput, WritesBesideTheSessionAndNeverOverwrites) {
     }
     EXPECT_EQ(readFileText(session), sessionBytes);
     EXPECT_EQ(count(), before);
-}
-
-TEST(ConvertOutput, TwoRunsInOneProcessGiveTheSameBytes) {
-    if (!fileExists(realSessionFolder() + "/TestPTX.ptx")) GTEST_SKIP() << "no real sessions beside the repository";
-    const std::string folder = makeTempFolder("twice");
-    const std::string session = copyRealSession("TestPTX.ptx", folder);
-    ConvertOptions options = optionsFor(session);
-    options.outputPath = folder + "/a.rpp";
-    CapturedRun first = runConvert(options);
-    options.outputPath = folder + "/b.rpp";
-    CapturedRun second = runConvert(options);
-    ASSERT_EQ(first.code, 0) << first.console;
-    ASSERT_EQ(second.code, 0);
-    EXPECT_EQ(readFileText(folder + "/a.rpp"), readFileText(folder + "/b.rpp"));
 }
 
 // A clip plays its channel of a file: alone on a mono track (channel c from 1 is

@@ -42,7 +42,7 @@ int countBefore(const std::string& console, const std::string& words) {
 
 }  // namespace
 
-TEST(RealSessionRuns, EverySessionConvertsAndTheOlderOneIsRefused) {
+TEST(RealSessionRuns, EverySessionConverts) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
     const std::string folder = makeTempFolder("real-runs");
@@ -72,31 +72,29 @@ TEST(RealSessionRuns, EverySessionConvertsAndTheOlderOneIsRefused) {
         EXPECT_EQ(named, static_cast<size_t>(empty)) << path;
         EXPECT_TRUE(baseName(path) != "Test Export.ptx" || entries == 5u) << "Test Export holds 5 entries";
     }
-    for (const std::string& path : filesEnding(sessions, ".ptf")) {
-        CapturedRun run = runConvert(optionsFor(path));
-        EXPECT_EQ(run.code, 1);
-        EXPECT_TRUE(contains(run.console, "this is an OLDER Pro Tools session format")) << path;
-    }
 }
 
+// A copy cut short and one with a hole: announced, and still converted. The
+// first block of a session holds the position of its last top-level block, an
+// index that reaches to the end of the file: a cut inside it leaves everything
+// from there on behind the last complete block.
 TEST(RealSessionRuns, CutAndHoledCopiesAreAnnouncedAndStillConvert) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
     const std::string folder = makeTempFolder("damaged-runs");
-    const std::vector<uint8_t> whole = readBytes(sessions + "/TestPTX.ptx");
     SessionFile loaded;
     ASSERT_EQ(loadSession(loaded, sessions + "/TestPTX.ptx", 48000), 0);
+    const std::vector<uint8_t>& image = loaded.image;
+    const uint64_t lastStart = ImageView{image.data(), image.size()}.u32(27);
+    ASSERT_LT(lastStart, image.size() - 500);
 
-    // Cut short: what lies behind the last block that still fits is counted.
-    std::vector<uint8_t> cut(whole.begin(), whole.end() - 500);
+    std::vector<uint8_t> cut(image.begin(), image.end() - 500);
+    applySessionCipher(cut);
     writeBytes(folder + "/cut.ptx", cut);
-    std::vector<uint8_t> cutImage(loaded.image.begin(), loaded.image.end() - 500);
-    const ImageCheck cutCheck = checkImage(ImageView{cutImage.data(), cutImage.size()});
-    ASSERT_EQ(cutCheck.verdict, DamageVerdict::incomplete);
     CapturedRun run = runConvert(optionsFor(folder + "/cut.ptx"));
     EXPECT_EQ(run.code, 0) << run.console;
     EXPECT_TRUE(contains(run.console, "  *** THIS SESSION FILE LOOKS INCOMPLETE ***\n      " +
-                                          std::to_string(cutImage.size() - cutCheck.lastCompleteEnd) +
+                                          std::to_string(image.size() - 500 - lastStart) +
                                           " byte(s) after the last complete block."))
         << run.console;
 
@@ -104,10 +102,10 @@ TEST(RealSessionRuns, CutAndHoledCopiesAreAnnouncedAndStillConvert) {
     std::vector<PtxBlock> top = walkBlockTree(loaded.view());
     ASSERT_GT(top.size(), 4u);
     const PtxBlock& middle = top[top.size() / 2];
-    std::vector<uint8_t> holedImage = loaded.image;
-    for (uint64_t k = middle.start(); k < middle.start() + 32; ++k) holedImage[k] = 0;
-    applySessionCipher(holedImage);
-    writeBytes(folder + "/holed.ptx", holedImage);
+    std::vector<uint8_t> holed = image;
+    std::fill(holed.begin() + static_cast<long>(middle.start()), holed.begin() + static_cast<long>(middle.start()) + 32, 0);
+    applySessionCipher(holed);
+    writeBytes(folder + "/holed.ptx", holed);
     ConvertOptions check = optionsFor(folder + "/holed.ptx");
     check.checkOnly = true;
     run = runConvert(check);

@@ -153,3 +153,85 @@ TEST(GoldenRuns, TempoMapAndFarPositionsInBothUnits) {
         EXPECT_NE(project.find(line), std::string::npos) << line;
     }
 }
+
+// Outputs to one leg of a stereo output, a six-leg track into the aux that
+// takes its 5.1 bus, and a send to a bus whose only strip is a hidden track
+// left out. What to check: "Gtr Left" (output "Out 1-2 / Out 1", a path of
+// that one channel) and "Gtr Right" (output "Out 1-2 / 2", by the digit) have
+// both pan limits at their side, -1 or 1, PANMODE 6, and the console names
+// them; "Choir" is one track of six channels whose receive on "Surround Aux"
+// carries code 3072 (three pairs, 3 << 10); the return track "Slap" takes the
+// hidden strip's fader (-6 dB: 0.501187) and pans (-0.6, 0.4), PANMODE 6.
+TEST(GoldenRuns, OneSidedOutputsSurroundLegsAndAStereoReturn) {
+    BuiltSession s;
+    s.files = {{"gtr.wav", 48000}, {"choir.wav", 48000, 6}};
+    s.clips = {{"gtr", 0, 0, 48000}};
+    for (uint32_t c = 0; c < 6; ++c) s.clips.push_back({"choir." + std::to_string(c), 1, 0, 48000, 0, c});
+    s.paths = {{"Out 1-2 / Out 1-2", 1, {1, 2}, 5}, {"Out 1-2 / Out 1", 1, {1}, 6},
+               {"Slap", 2, {7, 8}, 30}, {"Surround", 2, {9, 10, 11, 12, 13, 14}, 40}};
+    BuiltTrack left{"Gtr Left", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1};
+    left.output = "Out 1-2 / Out 1";
+    left.sends = {{"Slap", 0, true}};
+    BuiltTrack right{"Gtr Right", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1};
+    right.output = "Out 1-2 / 2";
+    BuiltTrack choir{"Choir", 0, 0, 0, false, {}, 6};
+    for (uint32_t c = 1; c <= 6; ++c) choir.playlists.push_back({"", false, {{c, 48000}}});
+    choir.output = "Surround";
+    BuiltTrack aux{"Surround Aux", 0, 0, 0, false, {}, 1};
+    aux.output = "Out 1-2 / Out 1-2";
+    aux.inputId = 40;
+    BuiltTrack slap{"Slap", -60, -60, 40, false, {}, 2};
+    slap.lanes = {{-60, {}}, {0, {}}, {-60, {}}, {40, {}}, {0, {}}};  // volume, mute, the two pans, trim
+    slap.output = "Out 1-2 / Out 1-2";
+    slap.hidden = true;
+    s.tracks = {left, right, choir, aux, slap};
+    s.displayRecords = true;
+    ConvertOptions options;
+    options.skipHiddenTracks = true;
+    expectGolden("one-sided-surround-return", s, options, {"Audio Files/gtr.wav", "Audio Files/choir.wav"});
+}
+
+// Playlists and units. What to check: "Pad" has no clips of its own and
+// carries its alternate "Pad.01" as a lane; "Loop" has a playlist whose name
+// is too long to read, so no record pairs with it, and the records of the
+// other tracks disagree: its tick positions make it tick-based (BEAT 2, the
+// clip at 2 quarters, 1 s) and the console says it was judged so; "Vox" plays
+// a clip whose sync point lies 0.5 s in at 2 s: the item starts at 1.5 s with
+// SNAPOFFS 0.5.
+TEST(GoldenRuns, AlternateIntoAnEmptyParentTimebaseByPositionsAndSyncPoints) {
+    constexpr uint64_t kQuarter = 960000;
+    BuiltSession s;
+    s.files = {{"pad.wav", 96000}, {"vox.wav", 96000}};
+    s.clips = {{"pad", 0, 0, 48000}, {"loop", 0, 0, 24000}, {"vox", 1, 0, 48000, 24000}};
+    s.tracks = {{"Pad", 0, 0, 0, false, {{"", false, {}}, {"Pad.01", false, {{0, 48000}}}}, 1},
+                {"Loop", 0, 0, 0, false, {{std::string(65, 'L'), true, {{1, 2 * kQuarter}}}}, 1},
+                {"Click", 0, 0, 0, false, {{"", true, {{1, 4 * kQuarter}}}}, 1},
+                {"Vox", 0, 0, 0, false, {{"", false, {{2, 96000}}}}, 1}};
+    expectGolden("alternate-timebase-sync", s, {}, {"Audio Files/pad.wav", "Audio Files/vox.wav"});
+}
+
+// MIDI under a tempo map of 120 BPM that drops to 60 at the fourth quarter
+// (2 s), with controllers and SysEx. What to check: "Lead" (tick-based, from
+// quarter 2, 1 s) has its second note 4 quarters in, E at 3840, which REAPER
+// plays at quarter 6, 4 s; CC 64 at 960, channel pressure at 1920 and the SysEx
+// (base64 of F0 7E 7F 09 01 F7) at 2880; "Keys" (sample-based, from 1 s, which
+// is quarter 2) has its second note 2 s into the clip, at 3 s: quarter 5 (two
+// quarters at 120 up to 2 s, one at 60), so at 2880 from the item's start, and
+// half a second long, 480; CC 1 half a second in, at 960; the pitch bend 8192
+// at 2880 as e0 00 40; the SysEx F0 43 10 4C F7 at 0.
+TEST(GoldenRuns, MidiUnderATempoMapWithControllersAndSysex) {
+    constexpr int64_t kQuarter = 960000;
+    BuiltSession s;
+    s.tempos = {{0, 120}, {4 * kQuarter, 60}};
+    BuiltTrack keys{"Keys", 0, 0, 0, false, {}, 1};
+    keys.midi = true;
+    keys.midiInTicks = false;
+    keys.midiClips = {{"keys-01", 48000, 192000, {{0, 24000, 60, 90}, {96000, 24000, 62, 80}},
+                       {{0, 2, 7, 100}, {24000, 2, 1, 64}, {96000, 1, 0, 8192}}, {{0, {0x43, 0x10, 0x4C}}}}};
+    BuiltTrack lead{"Lead", 0, 0, 0, false, {}, 1};
+    lead.midi = true;
+    lead.midiClips = {{"lead-01", 2 * kQuarter, 6 * kQuarter, {{0, kQuarter, 72, 100}, {4 * kQuarter, kQuarter, 74, 100}},
+                       {{kQuarter, 2, 64, 127}, {2 * kQuarter, 4, 0, 50}}, {{3 * kQuarter, {0x7E, 0x7F, 0x09, 0x01}}}}};
+    s.tracks = {keys, lead};
+    expectGolden("midi-tempo-controllers", s);
+}

@@ -72,6 +72,7 @@ TEST(PluginIdentity, KeysMakersAndNameKeys) {
     EXPECT_EQ(makerKey("a) (b"), "");
     EXPECT_EQ(fileStemKey("C:\\VST\\FabFilter Pro-Q 3.vst3"), "fabfilterproq3");
     EXPECT_EQ(repairFileName("FabFilter_Pro_C_2__Mono_.vst", "FabFilter Pro-C 2 (Mono)"), "FabFilter Pro-C 2 (Mono).vst");
+    EXPECT_EQ(repairFileName("_Hz_.dll", "(Hz)"), "(Hz).dll");  // the first character too
     EXPECT_EQ(repairFileName("Kontakt_5_16out.vst", "Kontakt 5"), "Kontakt_5_16out.vst");  // lengths differ
     EXPECT_EQ(reportName("  Pro-Q 3 / x\t "), "Pro-Q 3 - x-");
     EXPECT_EQ(reportName("\xC3\xA9\xC3\xA8"), "(unnamed)");

@@ -108,6 +108,20 @@ TEST(ProjectHead, SmallSessionByteForByte) {
 
 }
 
+// 29.97 drop is drop mode 1 at 30; 59.94 drop (stored wide as code 12, twice
+// the frames) is mode 2 at 60.
+TEST(ProjectHead, DropFrameTimecodeModes) {
+    for (const auto& [wide, line] : {std::pair{-1, "\n  TIMEMODE 1 5 -1 30 1 0 -1 0\n"},
+                                     std::pair{12, "\n  TIMEMODE 1 5 -1 60 2 0 -1 0\n"}}) {
+        RunState state;
+        state.sampleRate = 48000;
+        state.model.info.timecodeRateCode = 5;
+        state.model.info.timecodeWideFound = wide >= 0;
+        state.model.info.timecodeRateCodeWide = wide;
+        EXPECT_NE(headText(state).find(line), std::string::npos) << headText(state);
+    }
+}
+
 TEST(ProjectHead, TempoRampsFoldOnlyWhenTheBeatsComeOutEven) {
     auto steps = [](const std::vector<std::pair<double, double>>& timesAndTempos) {
         std::vector<TempoPoint> points;

@@ -205,7 +205,7 @@ TEST(ProjectText, WritesANestedProjectByteForByte) {
         "    |Kick: line one\n"
         "  >\n"
         "  TEMPO 120 4 4\n"
-        "  MARKER 1 2.0000000000 \"Verse\" 0 16576 1 R " + makeGuid(0x4D41524C) + " 0\n"
+        "  MARKER 1 2.0000000000 \"Verse\" 0 16576 1 R {7E9B4C45-40B5-E613-6CEE-BC87D7B089C9} 0\n"
         "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}\n"
         "    NAME 'My \"Best\" Take'\n"
         "    VOLPAN 1.000000 -1 -1 -1.000000 1.000000\n"

@@ -34,35 +34,6 @@ std::vector<uint8_t> decryptedImage(const std::string& path) {
     return bytes;
 }
 
-// The walk in its plain recursive form, to hold the stack-based one against.
-bool referenceParse(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block) {
-    if (position + 8 >= image.length || image.bytes[position] != 'Z') return false;
-    block = PtxBlock{};
-    block.blockType = image.u16(position + 1);
-    block.blockSize = image.u32(position + 3);
-    block.contentType = image.u16(position + 7);
-    block.offset = position + 7;
-    if (block.blockType > 255 || position + 7 + block.blockSize > limit) return false;
-    if (block.blockSize < 2 || position + 1 >= limit) return true;
-    uint64_t i = 1;
-    while (true) {
-        PtxBlock child;
-        uint64_t jump = 0;
-        if (referenceParse(image, position + i, position + 7 + block.blockSize, child)) {
-            jump = child.blockSize + 7;
-            block.children.push_back(child);
-        }
-        i += jump != 0 ? jump : 1;
-        if (i >= block.blockSize || position + i + jump >= limit) return true;
-    }
-}
-
-void expectSameTree(const PtxBlock& a, const PtxBlock& b) {
-    ASSERT_EQ(std::tie(a.offset, a.blockSize, a.contentType), std::tie(b.offset, b.blockSize, b.contentType));
-    ASSERT_EQ(a.children.size(), b.children.size()) << "at " << a.offset;
-    for (size_t k = 0; k < a.children.size(); ++k) expectSameTree(a.children[k], b.children[k]);
-}
-
 // A block and its children as text: content type, start and end of each.
 std::string tree(const PtxBlock& b) {
     char head[64];
@@ -78,33 +49,6 @@ std::string checked(const std::vector<uint8_t>& bytes) {
     const ImageCheck check = checkImage(viewOf(bytes));
     return std::string(damageWord(check.verdict)) + " " + std::to_string(check.lastCompleteEnd) + " " +
            std::to_string(check.chainBreak);
-}
-
-TEST(BlockParse, AgreesWithTheRecursiveForm) {
-    std::vector<std::vector<uint8_t>> images;
-    std::mt19937 random(5);
-    for (int round = 0; round < 100; ++round) {
-        // Nested heads: "Z", type 0..2, a size reaching near the end of the image.
-        std::vector<uint8_t> bytes(300 + random() % 300, 0);
-        for (size_t p = 0; p + 9 < bytes.size(); p += 1 + random() % 12) {
-            bytes[p] = 'Z';
-            bytes[p + 1] = static_cast<uint8_t>(random() % 3);
-            const uint32_t size = static_cast<uint32_t>(random() % (bytes.size() - p));
-            for (int k = 0; k < 4; ++k) bytes[p + 3 + k] = static_cast<uint8_t>(size >> (8 * k));
-        }
-        images.push_back(bytes);
-    }
-    const std::string folder = realSessionFolder();
-    if (!folder.empty()) images.push_back(decryptedImage(folder + "/TestPTX.ptx"));
-    for (const std::vector<uint8_t>& bytes : images) {
-        const ImageView image = viewOf(bytes);
-        for (uint64_t p = 0; p < bytes.size(); p += 1 + p / 64) {
-            PtxBlock mine, theirs;
-            const bool parsed = parseBlockAt(image, p, bytes.size(), mine);
-            ASSERT_EQ(parsed, referenceParse(image, p, bytes.size(), theirs)) << p;
-            if (parsed) expectSameTree(mine, theirs);
-        }
-    }
 }
 
 TEST(BlockParse, RefusesHeadsThatDoNotFit) {
@@ -247,45 +191,6 @@ TEST(DamageCheck, SmallImagesShowEachVerdict) {
     const std::vector<uint8_t> tail = {'Z', 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x33, 0x10, 0x00};
     std::copy(tail.begin(), tail.end(), hole.end() - tail.size());
     EXPECT_EQ(checked(hole), "damaged 80 41");
-}
-
-TEST(DamageCheck, RealSessionsCutShortOrHoledAreFound) {
-    const std::string folder = realSessionFolder();
-    if (folder.empty()) GTEST_SKIP() << "no real sessions";
-    for (const std::string& path : filesEnding(folder, ".ptx")) {
-        const std::vector<uint8_t> bytes = decryptedImage(path);
-        const ImageView image = viewOf(bytes);
-        EXPECT_EQ(checkImage(image).verdict, DamageVerdict::none) << path;
-
-        // The first block holds the position of the last top-level block, an index
-        // that reaches to the end of the file.
-        const std::vector<PtxBlock> top = walkBlockTree(image);
-        ASSERT_GE(top.size(), 3u) << path;
-        const uint64_t lastStart = image.u32(27);
-        ASSERT_EQ(top.back().start(), lastStart) << path;
-        ASSERT_EQ(top.back().end(), bytes.size()) << path;
-
-        // Cut inside that last block: everything from its start on is behind the
-        // last complete block.
-        for (uint64_t cut : {1u, 9u, 100u, 1000u}) {
-            const ImageCheck check = checkImage(ImageView{bytes.data(), bytes.size() - cut});
-            EXPECT_EQ(std::make_pair(check.verdict, check.lastCompleteEnd),
-                      std::make_pair(DamageVerdict::incomplete, lastStart)) << path << " cut " << cut;
-        }
-
-        // Zero 64 bytes from inside one top-level block over the head of the next,
-        // near the middle: the chain breaks at that head, the end is still whole.
-        const PtxBlock* middle = nullptr;
-        for (size_t k = 1; k < top.size(); ++k)
-            if (top[k].start() <= bytes.size() / 2 && top[k - 1].end() - top[k - 1].start() >= 32)
-                middle = &top[k];
-        ASSERT_NE(middle, nullptr) << path;
-        std::vector<uint8_t> holed = bytes;
-        std::fill(holed.begin() + middle->start() - 16, holed.begin() + middle->start() + 48, 0);
-        const ImageCheck check = checkImage(viewOf(holed));
-        EXPECT_EQ(std::make_pair(check.verdict, check.chainBreak),
-                  std::make_pair(DamageVerdict::damaged, middle->start())) << path;
-    }
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 std::string realSessionFolder() {
     const char* chosen = std::getenv("TRELLUM_SESSIONS");
@@ -39,30 +38,4 @@ std::vector<uint8_t> readBytes(const std::string& path) {
 void writeBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-SessionFacts readFacts(const std::string& sessionPath) {
-    SessionFacts facts;
-    std::ifstream in(sessionPath.substr(0, sessionPath.rfind('.')) + ".facts");
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream words(line);
-        std::string word;
-        words >> word;
-        if (word == "sample_rate") {
-            words >> facts.sampleRate;
-        } else if (word == "file") {
-            // file INDEX "NAME" length SAMPLES
-            FactsFile file;
-            words >> file.index;
-            const size_t open = line.find('"');
-            const size_t close = line.rfind('"');
-            if (open == std::string::npos || close <= open) continue;
-            file.name = line.substr(open + 1, close - open - 1);
-            std::istringstream rest(line.substr(close + 1));
-            rest >> word >> file.length;
-            facts.files.push_back(file);
-        }
-    }
-    return facts;
 }

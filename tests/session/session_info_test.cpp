@@ -81,8 +81,9 @@ TEST(SessionInfo, SavedByVersionAndTheDarkThemeGate) {
         EXPECT_EQ(info.savedByMajor, c.major) << c.version;
         EXPECT_EQ(info.savedAt2020_11OrLater, c.gate) << c.version;
     }
-    // Plain "Pro Tools" is a product (Pro Tools 2019 writes it so); the system may be missing.
-    SessionInfo plain = savedBy("Pro Tools", "2019.6.0", "");
+    // Plain "Pro Tools" is a product (Pro Tools 2019 writes it so); the system may be
+    // missing; eight numbers may stand before the version, nine may not (below).
+    SessionInfo plain = savedBy("Pro Tools", "2019.6.0", "", 8);
     EXPECT_EQ(plain.savedByProduct + " " + plain.savedByVersion + "|" + plain.savedByOs, "Pro Tools 2019.6.0|");
     // A word where the version stands, another product, too many version numbers: nothing.
     for (SessionInfo info : {savedBy("Pro Tools Ultimate", "Ultimate"), savedBy("Pro ToolsX", "2023.6.0"),

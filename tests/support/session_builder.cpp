@@ -103,7 +103,7 @@ void displayRecords(ImageBuilder& b, const BuiltSession& session) {
     for (const BuiltTrack& track : session.tracks) {
         b.openBlock(0x2015);
         b.block(0x2038, std::vector<uint8_t>(10, 0));
-        b.bytes({0, 1, 0, 0, 0, 0, 0, 0});
+        b.bytes({0, uint8_t(track.hidden ? 0 : 1), 0, 0, 0, 0, 0, 0});
         b.name(track.comment);
         b.zeros(11);
         b.u16(track.colour);
@@ -374,6 +374,14 @@ void midi(ImageBuilder& b, const BuiltSession& session) {
                 b.u8(note.velocity);
                 b.zeros(17);
             }
+            const auto at = [&](int64_t offset) {
+                return (static_cast<uint64_t>(clip.position + offset) + (track.midiInTicks ? kPositionBias : 0)) |
+                       (track.midiInTicks ? uint64_t{0x40} << 56 : 0);
+            };
+            for (const BuiltController& c : clip.controllers) midiControllerStream(b, c.kind, c.controller, {{at(c.at), c.value}});
+            std::vector<std::pair<uint64_t, std::vector<uint8_t>>> sysex;
+            for (const auto& [offset, bytes] : clip.sysex) sysex.push_back({at(offset), bytes});
+            if (!sysex.empty()) midiSysexStream(b, sysex);
         }
     }
     b.zeros(40);
@@ -424,6 +432,47 @@ void midi(ImageBuilder& b, const BuiltSession& session) {
 }
 
 }  // namespace
+
+void midiControllerStream(ImageBuilder& b, uint8_t kind, uint8_t controller,
+                          const std::vector<std::pair<uint64_t, uint32_t>>& records) {
+    b.text("MdCDS");
+    b.zeros(6);
+    b.text("Mdss");
+    b.zeros(2);
+    b.u32(6);  // inner span: kind, controller and four bytes
+    b.u8(kind);
+    b.u8(controller);
+    b.zeros(4);
+    b.text("MdCD");
+    b.zeros(2);
+    b.u32(static_cast<uint32_t>(records.size() * 12 + 4));
+    b.u32(static_cast<uint32_t>(records.size()));
+    for (const auto& [position, value] : records) {
+        b.u64(position);
+        b.u32(value);
+    }
+}
+
+void midiSysexStream(ImageBuilder& b, const std::vector<std::pair<uint64_t, std::vector<uint8_t>>>& records,
+                     uint32_t shortBy) {
+    uint32_t size = 4 + shortBy;
+    for (const auto& record : records) size += 19 + static_cast<uint32_t>(record.second.size());
+    b.text("MdES");
+    b.zeros(6);
+    b.text("MdTEL");
+    b.zeros(2);
+    b.u32(size);
+    b.u32(static_cast<uint32_t>(records.size()));
+    for (const auto& [position, bytes] : records) {
+        b.u64(position);
+        b.u8(1);
+        b.zeros(1);
+        b.u32(static_cast<uint32_t>(bytes.size() + 5));
+        b.u8(0);
+        b.u32(static_cast<uint32_t>(bytes.size()));
+        b.bytes(bytes);
+    }
+}
 
 ImageBuilder buildSession(const BuiltSession& session) {
     ImageBuilder b;

@@ -88,13 +88,25 @@ struct BuiltNote {
     uint8_t velocity = 100;
 };
 
+// A controller event of a MIDI clip: its kind (1 pitch bend, 2 controller,
+// 4 aftertouch), controller number and value, at `at` from the clip's start.
+struct BuiltController {
+    int64_t at = 0;
+    uint8_t kind = 2;
+    uint8_t controller = 0;
+    uint32_t value = 0;
+};
+
 // A MIDI clip placed on a MIDI track at `position`: samples on a sample-based
-// track, ticks on a tick-based one. Each clip shows a note chunk of its own.
+// track, ticks on a tick-based one. Each clip shows a note chunk of its own,
+// with its controller and SysEx streams behind it.
 struct BuiltMidiClip {
     std::string name;
     int64_t position = 0;
     int64_t length = 0;
     std::vector<BuiltNote> notes;
+    std::vector<BuiltController> controllers = {};
+    std::vector<std::pair<int64_t, std::vector<uint8_t>>> sysex = {};  // from the clip's start, the bytes
 };
 
 struct BuiltTrack {
@@ -127,6 +139,7 @@ struct BuiltTrack {
     uint16_t colour = 0xFFFE;
     std::string comment = {};
     uint32_t displayRow = 0;
+    bool hidden = false;
 };
 
 // A group record; Pro Tools lists a live group twice (Mix and Edit lists).
@@ -161,3 +174,11 @@ struct BuiltSession {
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
+
+// The streams behind a MIDI note list, each record at a position already in the
+// session's eight-byte form: a controller stream of one kind; a SysEx stream,
+// whose stated size `shortBy` makes larger than what follows.
+void midiControllerStream(ImageBuilder& b, uint8_t kind, uint8_t controller,
+                          const std::vector<std::pair<uint64_t, uint32_t>>& records);
+void midiSysexStream(ImageBuilder& b, const std::vector<std::pair<uint64_t, std::vector<uint8_t>>>& records,
+                     uint32_t shortBy = 0);
