@@ -13,6 +13,7 @@
 #include "project/media.h"
 #include "plugins/preparation.h"
 #include "project/project_head.h"
+#include "reporting/plugin_outcome.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
 #include "session/session_model.h"
@@ -80,6 +81,7 @@ struct RunState {
     MediaTable media;
     ProjectHeadSummary headSummary;  // what the head writer carried, for the notes
     PluginRun pluginRun;             // REAPER's lists, the plug-in table and what matching decided
+    std::vector<PluginOutcome> pluginOutcomes;  // filled by the FX chain writer, read by the report
 
     bool composeReport = false;
     std::string reportText;

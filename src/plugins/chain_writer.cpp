@@ -114,12 +114,12 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
     auto record = [&](OutcomeStatus status, std::string detail) {
         outcome.status = status;
         outcome.detail = std::move(detail);
-        run.outcomes.push_back(outcome);
-        return run.outcomes.size() - 1;
+        state.pluginOutcomes.push_back(outcome);
+        return state.pluginOutcomes.size() - 1;
     };
 
     if (options.bypassedFxMode == 2 && (instance.inactive || instance.bypassed)) {
-        record(OutcomeStatus::skippedBypass,
+        record(OutcomeStatus::leftOutBypassed,
                instance.inactive ? "was inactive in Pro Tools" : "was bypassed in Pro Tools");
         return std::nullopt;
     }
@@ -129,11 +129,12 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
     if (row && !row->identity.empty()) {
         if (!isInstalled(run.cache, row->identity)) {
             outcome.notInstalled = true;
+            outcome.display = row->display;
             if (options.skipMissingFx) {
                 MissingTally& missing = tallies.missingLeftOut[name];
                 ++missing.count;
                 missing.display = row->display;
-                record(OutcomeStatus::missing, "not installed for REAPER here - left out");
+                record(OutcomeStatus::leftOutMissing, "not installed for REAPER here - left out");
                 return std::nullopt;
             }
         }
@@ -142,7 +143,7 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
             const std::string reason = reasonWithoutSettings(instance, *row, plan.built.unreadable);
             if (!options.placeholders) {
                 ++tallies.leftOutNoSettings[name];
-                record(OutcomeStatus::noPlaceholder, reason);
+                record(OutcomeStatus::leftOutNoState, reason);
                 return std::nullopt;
             }
             ++tallies.atDefaults[name];
@@ -176,14 +177,15 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
         AaxOnlyTally& aax = tallies.aaxOnly[name];
         ++aax.count;
         aax.what = listed ? listed->what : std::string("an Avid stock processor");
-        aax.processesAudio = aax.processesAudio || (listed && listed->processesAudio);
+        outcome.processesAudio = listed && listed->processesAudio;
+        aax.processesAudio = aax.processesAudio || outcome.processesAudio;
         plan.kind = SlotKind::marker;
         plan.outcome = record(OutcomeStatus::aaxOnly, "AAX only - no VST/VST3 version exists");
         if (!options.aaxSlots) return std::nullopt;
         return plan;
     }
     ++tallies.unknown[name];
-    record(OutcomeStatus::unknown, instance.stateForm == 9
+    record(OutcomeStatus::notRecognised, instance.stateForm == 9
                                        ? "REAPER has not scanned this Waves plug-in - rescan plug-ins in REAPER and "
                                          "convert again"
                                        : "not recognized - we have not matched this one to a REAPER plug-in yet");
@@ -288,7 +290,7 @@ void writePluginSlot(RunState& state, ProjectText& text, SlotPlan& plan, const C
     const PluginInstance& instance = *plan.instance;
     const PluginRow& row = *plan.row;
     ChainTallies& tallies = state.pluginRun.tallies;
-    PluginOutcome& outcome = state.pluginRun.outcomes[plan.outcome];
+    PluginOutcome& outcome = state.pluginOutcomes[plan.outcome];
     std::vector<uint8_t>& bytes = plan.built.bytes;
     dumpCorpus(state, instance, row, bytes);
     int corrections = plan.built.midiCorrections;
@@ -369,12 +371,12 @@ void writeStandInSlot(const RunState& state, ProjectText& text, const SlotPlan& 
 
 const char* outcomeWord(const PluginOutcome& outcome) {
     if (outcome.wasInactive) return "inactive";
-    if (outcome.status == OutcomeStatus::missing || outcome.notInstalled) return "missing";
+    if (outcome.status == OutcomeStatus::leftOutMissing || outcome.notInstalled) return "missing";
     switch (outcome.status) {
         case OutcomeStatus::settings: return "settings";
         case OutcomeStatus::defaults: return "default";
         case OutcomeStatus::aaxOnly:
-        case OutcomeStatus::unknown: return "unsupported";
+        case OutcomeStatus::notRecognised: return "unsupported";
         default: return "left-out";
     }
 }
@@ -426,7 +428,7 @@ int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginIns
         const PluginInstance& instance = *plan.instance;
         const bool pinFlags = place.pinFlags && k == last;
         if (plan.kind == SlotKind::marker) {
-            writeMarkerSlot(text, instance, state.pluginRun.outcomes[plan.outcome].plugin, place);
+            writeMarkerSlot(text, instance, state.pluginOutcomes[plan.outcome].plugin, place);
             ++tallies.markersWritten;
             continue;
         }
@@ -442,7 +444,7 @@ int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginIns
             if (state.options.bypassedFxMode == 1) ++tallies.bypassedOffline;
         }
         if (place.blockName == "MASTERFXLIST") ++tallies.masterInserts;
-        if (state.pluginRun.outcomes[plan.outcome].status == OutcomeStatus::settings) ++state.counters.pluginsWritten;
+        if (state.pluginOutcomes[plan.outcome].status == OutcomeStatus::settings) ++state.counters.pluginsWritten;
     }
     text.close();
     return static_cast<int>(plans.size());

@@ -1,34 +1,12 @@
-// What became of each insert: one outcome per instance the chain writer looked
-// at, in the order it looked, and the run-wide tallies by plug-in name that the
-// notes, the report and the usage summary read.
+// The run-wide tallies of what became of the inserts, by plug-in name, that the
+// notes and the usage summary read; the outcomes themselves are a list of the run.
 #pragma once
 
 #include <map>
 #include <string>
 #include <vector>
 
-enum class OutcomeStatus {
-    settings = 0,       // written with its settings
-    defaults = 1,       // written at its defaults, offline
-    aaxOnly = 2,        // no build for REAPER: a marker slot, unless --no-aax-slots
-    unknown = 3,        // not recognised: no slot
-    skippedBypass = 4,  // left out by --skip-bypassed-fx
-    noPlaceholder = 5,  // no settings, left out by --no-placeholders
-    missing = 6,        // not installed, left out by --skip-missing-fx
-};
-
-struct PluginOutcome {
-    std::string track;
-    int slot = 0;                // place in the session's chain, from 1
-    std::string plugin;          // the name for reports
-    OutcomeStatus status = OutcomeStatus::unknown;
-    std::string detail;          // the reason, told to the user
-    bool notInstalled = false;   // the build is not in REAPER's lists
-    int lanesWritten = 0;
-    std::string format = "none"; // "vst3", "clap", "vst2", "reaper" or "none"
-    std::string maker;
-    bool wasInactive = false;
-};
+#include "reporting/plugin_outcome.h"
 
 // The word the usage summary gives an outcome.
 const char* outcomeWord(const PluginOutcome& outcome);

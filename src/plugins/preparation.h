@@ -14,7 +14,6 @@ struct PluginRun {
     PluginCache cache;
     PluginTables tables;
     MatchReport matches;
-    std::vector<PluginOutcome> outcomes;  // one per insert the chain writer looked at
     ChainTallies tallies;
 };
 

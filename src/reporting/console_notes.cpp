@@ -1032,7 +1032,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
     sayPluginCountNote(state.counters);
-    sayPluginOutcomeNotes(state.pluginRun);
+    sayPluginOutcomeNotes(state.pluginRun.tallies, state.pluginOutcomes);
     sayPluginInstanceWarnings(state.pluginRun.matches);
     sayReplacedCharactersNote(state.counters);
 }

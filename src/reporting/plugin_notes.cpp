@@ -68,8 +68,7 @@ void sayMidiTriggerNotes(const ChainTallies& tallies) {
         "      the literal value everywhere.\n");
 }
 
-void sayPluginOutcomeNotes(const PluginRun& run) {
-    const ChainTallies& tallies = run.tallies;
+void sayPluginOutcomeNotes(const ChainTallies& tallies, const std::vector<PluginOutcome>& outcomes) {
     int aaxOnly = 0;
     int processing = 0;
     for (const auto& [name, tally] : tallies.aaxOnly) {
@@ -126,8 +125,8 @@ void sayPluginOutcomeNotes(const PluginRun& run) {
                 tallies.classUnknownAtDefaults);
         }
     }
-    const int leftOut = static_cast<int>(std::count_if(run.outcomes.begin(), run.outcomes.end(), [](const PluginOutcome& o) {
-        return o.status == OutcomeStatus::skippedBypass;
+    const int leftOut = static_cast<int>(std::count_if(outcomes.begin(), outcomes.end(), [](const PluginOutcome& o) {
+        return o.status == OutcomeStatus::leftOutBypassed;
     }));
     if (leftOut > 0) say("    %d left out - bypassed or inactive in Pro Tools (--skip-bypassed-fx)\n", leftOut);
     const int written = sayNeeds("    %d written but NOT INSTALLED for REAPER on this machine:\n", tallies.missingWritten);

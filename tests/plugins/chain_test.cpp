@@ -181,8 +181,8 @@ TEST(StateForms, EachFormComesOutAsItsBuildTakesIt) {
         const std::string chain = chainOf(state, {{c.signature, c.body}}, c.row);
         EXPECT_EQ(checkProjectText(chain, 1), std::nullopt) << chain;
         EXPECT_EQ(stateOf(chain), c.expected) << chain;
-        ASSERT_EQ(state.pluginRun.outcomes.size(), 1u);
-        EXPECT_EQ(state.pluginRun.outcomes[0].detail, c.detail);
+        ASSERT_EQ(state.pluginOutcomes.size(), 1u);
+        EXPECT_EQ(state.pluginOutcomes[0].detail, c.detail);
         if (c.expected.empty()) {
             EXPECT_NE(chain.find("BYPASS 1 1 0\n"), std::string::npos);
             EXPECT_NE(chain.find("PRESETNAME \"** Pro Tools settings not transferred **\"\n"), std::string::npos);
