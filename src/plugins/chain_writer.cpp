@@ -16,18 +16,6 @@ namespace {
 
 constexpr uint32_t kStateMagic = 0xFEED5EEE;
 
-enum class SlotKind { plugin, marker, trim, standIn };
-
-// What the first pass decided for one slot, for the second to write.
-struct SlotPlan {
-    const PluginInstance* instance = nullptr;
-    size_t outcome = 0;  // in the run's list
-    SlotKind kind = SlotKind::plugin;
-    const PluginRow* row = nullptr;
-    PluginState built;
-    std::string standIn;  // the stand-in's slot text
-};
-
 bool startsWith(const std::string& text, const char* start) { return text.compare(0, std::string(start).size(), start) == 0; }
 
 const char* formatOfDisplay(const std::string& display) {
@@ -79,11 +67,6 @@ std::string reasonWithoutSettings(const PluginInstance& instance, const PluginRo
     return "Pro Tools stored no transferable settings for it";
 }
 
-// Where an Avid stock processor's stand-in slot is made: the processors'
-// REAPER equivalents are not built yet, so none is, and the instance stays
-// the AAX-only slot it is today.
-std::optional<std::string> standInSlotText(const RunState&, const PluginInstance&) { return std::nullopt; }
-
 // The stock processors a stand-in could replace, by what their records hold.
 bool standInPossible(const PluginInstance& instance) {
     const size_t values = instance.stateForm == 5 ? instance.controlValues.size() : 0;
@@ -95,7 +78,7 @@ bool standInPossible(const PluginInstance& instance) {
 }
 
 // The first pass for one instance: its outcome, and its slot when it gets one.
-std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, int slot, const ChainPlace& place) {
+std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance, int slot, const ChainPlace& place) {
     const ConvertOptions& options = state.options;
     PluginRun& run = state.pluginRun;
     ChainTallies& tallies = run.tallies;
@@ -123,7 +106,7 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
                instance.inactive ? "was inactive in Pro Tools" : "was bypassed in Pro Tools");
         return std::nullopt;
     }
-    SlotPlan plan;
+    ChainSlot plan;
     plan.instance = &instance;
     plan.row = row;
     if (row && !row->identity.empty()) {
@@ -162,8 +145,8 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
     if (!stockName(instance.signature).empty() && standInPossible(instance)) {
         if (options.noStandIns) {
             ++tallies.avidKept;
-        } else if (std::optional<std::string> text = standInSlotText(state, instance)) {
-            plan.kind = SlotKind::standIn;
+        } else if (std::optional<std::string> text = standInSlotText(state, instance, place)) {
+            plan.kind = ChainSlotKind::standIn;
             plan.standIn = std::move(*text);
             outcome.format = "reaper";
             plan.outcome = record(OutcomeStatus::settings,
@@ -179,7 +162,7 @@ std::optional<SlotPlan> decide(RunState& state, const PluginInstance& instance, 
         aax.what = listed ? listed->what : std::string("an Avid stock processor");
         outcome.processesAudio = listed && listed->processesAudio;
         aax.processesAudio = aax.processesAudio || outcome.processesAudio;
-        plan.kind = SlotKind::marker;
+        plan.kind = ChainSlotKind::marker;
         plan.outcome = record(OutcomeStatus::aaxOnly, "AAX only - no VST/VST3 version exists");
         if (!options.aaxSlots) return std::nullopt;
         return plan;
@@ -286,7 +269,7 @@ void dumpCorpus(RunState& state, const PluginInstance& instance, const PluginRow
 
 // The slot of a plug-in REAPER can load: its state, bypass and offline, and
 // what REAPER needs to find and place it.
-void writePluginSlot(RunState& state, ProjectText& text, SlotPlan& plan, const ChainPlace& place, bool pinFlags) {
+void writePluginSlot(RunState& state, ProjectText& text, ChainSlot& plan, const ChainPlace& place, bool pinFlags) {
     const PluginInstance& instance = *plan.instance;
     const PluginRow& row = *plan.row;
     ChainTallies& tallies = state.pluginRun.tallies;
@@ -356,7 +339,7 @@ std::string replacedAll(std::string text, const std::string& from, const std::st
 
 // A stand-in's slots, bypassed and offline as the instance was, the last one
 // passing the key channels by when asked.
-void writeStandInSlot(const RunState& state, ProjectText& text, const SlotPlan& plan, bool pinFlags) {
+void writeStandInSlot(const RunState& state, ProjectText& text, const ChainSlot& plan, bool pinFlags) {
     const PluginInstance& instance = *plan.instance;
     std::string slot = plan.standIn;
     const bool offline = instance.inactive || (instance.bypassed && state.options.bypassedFxMode == 1);
@@ -405,49 +388,49 @@ void writeVstStateLines(ProjectText& text, const VstStateLines& lines) {
 
 int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginInstance>& instances,
                  const ChainPlace& place) {
-    std::vector<SlotPlan> plans;
+    std::vector<ChainSlot> plans;
     for (size_t k = 0; k < instances.size(); ++k) {
-        if (std::optional<SlotPlan> plan = decide(state, instances[k], static_cast<int>(k) + 1, place)) {
+        if (std::optional<ChainSlot> plan = decide(state, instances[k], static_cast<int>(k) + 1, place)) {
             plans.push_back(std::move(*plan));
         }
     }
     if (plans.empty()) return 0;
     size_t last = plans.size();
     for (size_t k = plans.size(); k > 0 && last == plans.size(); --k) {
-        if (plans[k - 1].kind != SlotKind::marker) last = k - 1;
+        if (plans[k - 1].kind != ChainSlotKind::marker) last = k - 1;
     }
 
-    ChainTallies& tallies = state.pluginRun.tallies;
     text.open(place.blockName);
     text.statement("WNDRECT").num(0).num(0).num(0).num(0);
     text.statement("SHOW").num(0);
     text.statement("LASTSEL").num(0);
     text.statement("DOCKED").num(0);
-    for (size_t k = 0; k < plans.size(); ++k) {
-        SlotPlan& plan = plans[k];
-        const PluginInstance& instance = *plan.instance;
-        const bool pinFlags = place.pinFlags && k == last;
-        if (plan.kind == SlotKind::marker) {
-            writeMarkerSlot(text, instance, state.pluginOutcomes[plan.outcome].plugin, place);
-            ++tallies.markersWritten;
-            continue;
-        }
-        if (plan.kind == SlotKind::standIn) {
-            writeStandInSlot(state, text, plan, pinFlags);
-        } else {
-            writePluginSlot(state, text, plan, place, pinFlags);
-        }
-        if (instance.inactive) {
-            ++tallies.inactiveOffline;
-        } else if (instance.bypassed) {
-            ++tallies.bypassedCarried;
-            if (state.options.bypassedFxMode == 1) ++tallies.bypassedOffline;
-        }
-        if (place.blockName == "MASTERFXLIST") ++tallies.masterInserts;
-        if (state.pluginOutcomes[plan.outcome].status == OutcomeStatus::settings) ++state.counters.pluginsWritten;
-    }
+    for (size_t k = 0; k < plans.size(); ++k) writeChainSlot(state, text, plans[k], place, place.pinFlags && k == last);
     text.close();
     return static_cast<int>(plans.size());
+}
+
+void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const ChainPlace& place, bool pinFlags) {
+    ChainTallies& tallies = state.pluginRun.tallies;
+    const PluginInstance& instance = *plan.instance;
+    if (plan.kind == ChainSlotKind::marker) {
+        writeMarkerSlot(text, instance, state.pluginOutcomes[plan.outcome].plugin, place);
+        ++tallies.markersWritten;
+        return;
+    }
+    if (plan.kind == ChainSlotKind::standIn) {
+        writeStandInSlot(state, text, plan, pinFlags);
+    } else {
+        writePluginSlot(state, text, plan, place, pinFlags);
+    }
+    if (instance.inactive) {
+        ++tallies.inactiveOffline;
+    } else if (instance.bypassed) {
+        ++tallies.bypassedCarried;
+        if (state.options.bypassedFxMode == 1) ++tallies.bypassedOffline;
+    }
+    if (place.blockName == "MASTERFXLIST") ++tallies.masterInserts;
+    if (state.pluginOutcomes[plan.outcome].status == OutcomeStatus::settings) ++state.counters.pluginsWritten;
 }
 
 void writeTakeChain(ProjectText& text, const std::function<void(ProjectText&)>& slots) {
