@@ -42,14 +42,20 @@ PluginRow rowOf(const std::string& key, const std::string& identity, const std::
     return row;
 }
 
+// An insert's record: head stands for its bytes 10 to 24 (zeros when not given).
+struct Record {
+    std::string signature;
+    Bytes body;
+    Bytes head = Bytes(15, 0);
+};
+
 // The chain of inserts whose records hold a body behind their signature.
-std::string chainOf(RunState& state, const std::vector<std::pair<std::string, Bytes>>& records, const PluginRow& row,
-                    ChainPlace place = {}) {
+std::string chainOf(RunState& state, const std::vector<Record>& records, const PluginRow& row, ChainPlace place = {}) {
     ImageBuilder b;
-    for (const auto& [signature, body] : records) {
+    for (const auto& [signature, body, head] : records) {
         b.openBlock(0x1038);
         b.u8(1);
-        b.zeros(15);
+        b.bytes(head);
         b.text(signature);
         b.bytes(body);
         b.closeBlock();
@@ -124,7 +130,28 @@ TEST(StateForms, EachFormComesOutAsItsBuildTakesIt) {
         Bytes body;
         Bytes expected;
         const char* detail;
+        Bytes head = Bytes(15, 0);
     };
+    // AAX chunks from byte 17 of the record: "elck" (its first word, then a
+    // "d_" item of 0.5), and behind it chunks named "nam1" and "nam2".
+    const Bytes elckHead = Pack().zeros(7).be(72).zeros(4).b;
+    auto link = [](const std::string& name, const Bytes& data) {
+        return Pack().be(uint32_t(56 + data.size())).zeros(4).text("Test").zeros(8).text(name).zeros(32).bytes(data).b;
+    };
+    const Bytes named = Pack().be(0x11111111).be(4).bytes({0, 'a', 0, 'b'}).text(std::string(28, 'q')).b;
+    const Bytes multi = Pack().zeros(4).text("elck").zeros(32).zeros(4).text("d_").zeros(2).be(0x3FE00000).be(0)
+                            .bytes(link("nam1", named)).bytes(link("nam2", named)).b;
+    const Bytes oneChunkData = Pack().bytes({1}).text(std::string(31, 'q')).b;
+    const Bytes oneChunk = Pack().zeros(4).text("elck").zeros(48).bytes(link("data", oneChunkData)).b;
+    // Helix Native: "6SMC" behind a length word that closes the record (136 bytes
+    // from "6SMC" on), and 36 bytes on the sections "DHSH", "LGSH" (4 bytes) and "APSH".
+    auto section = [](const char* tag, const Bytes& data) {
+        return Pack().text(tag).zeros(4).le(uint32_t(data.size())).le(0).zeros(8).bytes(data).b;
+    };
+    const Bytes sections = Pack().bytes(section("DHSH", {})).bytes(section("LGSH", {7, 'a', 'b', 'c'}))
+                               .bytes(section("APSH", {})).b;
+    Bytes carried = sections;
+    carried[24 + 24] = 0;
     const Case cases[] = {
         {"1, VST3", "FabFTst1", rowOf("FabFTst1", kVst3),
          Pack().text("FFBS").le(1).le(2).f(0.5f).f(0.25f).text("tailFFEx").le(7).le(9).text("zz").b,
@@ -172,13 +199,25 @@ TEST(StateForms, EachFormComesOutAsItsBuildTakesIt) {
         {"13, a chunk its length word closes", "TestRiff", rowOf("TestRiff", kVst3),
          Pack().text("abcdefgh").le(40).text("RIFF0123456789abcdefghijklmnopqrstuvwxyz").b,
          Pack().le(40).le(1).text("RIFF0123456789abcdefghijklmnopqrstuvwxyz").le(0).le(0).b, ""},
+        {"5, three AAX chunks", "TestMult", rowOf("TestMult", kVst3), multi,
+         Pack().le(112).le(1).le(96).zeros(12).le(1).f(0.5f).le(40).bytes(named).le(40).bytes(named).le(0).le(0).b,
+         "", elckHead},
+        {"13, one AAX chunk behind elck, VST2", "TestOneC", rowOf("TestOneC", kVst2), oneChunk, oneChunkData, "",
+         elckHead},
+        {"13, one AAX chunk behind elck, VST3", "TestOneC", rowOf("TestOneC", kVst3), oneChunk, {},
+         "tried: its settings ARE in the session, but how this build of the plug-in takes them is not known yet, and a "
+         "wrong guess loads wrong settings silently - so nothing was guessed. Worth telling us about", elckHead},
+        {"Line 6", "Lin66SAX", rowOf("Lin66SAX", kVst3), Pack().le(136).text("6SMC").zeros(32).bytes(sections).zeros(24).b,
+         Pack().le(84).le(1).text("CMS6").le(76).bytes(carried).zeros(8).b, ""},
+        {"Line 6 without its sections", "Lin66SAX", rowOf("Lin66SAX", kVst3), Pack().text("6SMC").zeros(20).b, {},
+         "Pro Tools stored no transferable settings for it"},
         {"1, its count past the state", "FabFTst1", rowOf("FabFTst1", kVst3), Pack().text("FFBS").le(1).le(9).f(1).b,
          {}, "state unreadable"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.form);
         RunState state;
-        const std::string chain = chainOf(state, {{c.signature, c.body}}, c.row);
+        const std::string chain = chainOf(state, {{c.signature, c.body, c.head}}, c.row);
         EXPECT_EQ(checkProjectText(chain, 1), std::nullopt) << chain;
         EXPECT_EQ(stateOf(chain), c.expected) << chain;
         ASSERT_EQ(state.pluginOutcomes.size(), 1u);
