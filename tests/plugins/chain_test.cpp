@@ -257,6 +257,7 @@ TEST(FxChains, KeyedPinsAndTheLastSlot) {
 // slots out or take them offline.
 TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
     const std::string folder = makeTempFolder("chains");
+    writeFileText(folder + "/other.ini", "[vstcache]\nother.dll=0,99,Other (M)\n");
     writeFileText(folder + "/trellum-plugins.txt", "TestABCD | VST3: Abcd (Maker) | abcd.vst3 | 7{00112233445566778899AABBCCDDEEFF}\n");
     BuiltSession s;
     s.files = {{"v.wav", 48000}};
@@ -274,11 +275,12 @@ TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
     struct Run {
         int bypassMode;
         bool trimmed;  // --no-aax-slots --no-placeholders
+        int missing;   // 1: REAPER's list names another plug-in only; 2: with --skip-missing-fx
         int slots;
         std::vector<std::string> texts;
     };
     const Run runs[] = {
-        {0, false, 5,
+        {0, false, 0, 5,
          {"      BYPASS 0 0 0\n" + abcd, "      BYPASS 1 0 0\n" + abcd, "      BYPASS 1 1 0\n" + abcd,
           "      BYPASS 1 0 0\n      <VST \"VST3: EQ3 7-Band\" \"\" 0 \"\" 3790509539{44696769343765337E4CA87BCF191431} \"\"\n",
           "      BYPASS 1 1 0\n" + abcd, "      PRESETNAME \"** Pro Tools settings not transferred **\"\n",
@@ -287,8 +289,14 @@ TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
           "    1 cannot transfer - AAX only, no VST/VST3 version exists:\n      EQ3 7-Band               x1\n",
           "      1 empty slot(s) were left in place", "    1 not recognized:\n      ZzzzUnkn                 x1\n",
           "    1 placed OFFLINE - the plug-in is named but its\n"}},
-        {1, false, 5, {"      BYPASS 1 1 0\n" + abcd, "  1 of them written OFFLINE - no DSP, no RAM, one click to restore\n"}},
-        {2, true, 1,
+        {1, false, 0, 5, {"      BYPASS 1 1 0\n" + abcd, "  1 of them written OFFLINE - no DSP, no RAM, one click to restore\n"}},
+        {0, false, 1, 5,
+         {"    4 written but NOT INSTALLED for REAPER on this machine:\n"
+          "      VST3: Abcd (Maker)       needs VST3: Abcd (Maker)\n"}},
+        {0, false, 2, 1,
+         {"    4 NOT INSTALLED for REAPER on this machine and LEFT OUT (as asked):\n",
+          "  6 plug-in instances found, 0 written with their settings\n"}},
+        {2, true, 0, 1,
          {"  6 plug-in instances found, 1 written with their settings\n",
           "    1 skipped - Pro Tools stored no transferable state:\n      VST3: Abcd (Maker)       x1\n",
           "    2 left out - bypassed or inactive in Pro Tools (--skip-bypassed-fx)\n"}},
@@ -299,6 +307,8 @@ TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
         options.overwrite = true;
         options.bypassedFxMode = r.bypassMode;
         options.aaxSlots = options.placeholders = !r.trimmed;
+        if (r.missing > 0) options.vstIniPath = folder + "/other.ini";
+        options.skipMissingFx = r.missing == 2;
         const CapturedRun run = runConvert(options);
         ASSERT_EQ(run.code, 0) << run.console;
         const std::string project = readFileText(folder + "/chains.rpp");
