@@ -243,6 +243,7 @@ TEST(FxChains, KeyedPinsAndTheLastSlot) {
     ChainPlace place;
     place.pinFlags = true;
     const std::string chain = chainOf(state, {{"TestKeyd", {}}, {"Digi47e3", {}}}, row, place);
+    EXPECT_EQ(checkProjectText(chain, 1), std::nullopt) << chain;
     const Bytes header = Pack().le(1).le(0xFEED5EEE).le(4).le(1).le(0).le(2).le(0).le(16).le(0).le(32).le(0)
                              .le(2).le(1).le(0).le(2).le(0).le(0).le(1).le(0).b;
     const size_t from = chain.find_first_not_of(' ', chain.find('\n', chain.find("<VST ")) + 1);
