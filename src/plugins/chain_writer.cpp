@@ -380,9 +380,9 @@ void writeVstStateLines(ProjectText& text, const VstStateLines& lines) {
     putWord(header, lines.tailWord);
     text.writeBase64Lines(base64(header));
     text.writeBase64Lines(base64(lines.state));
-    std::vector<uint8_t> tail(1, 0);
-    tail.insert(tail.end(), lines.program.begin(), lines.program.end());
-    tail.insert(tail.end(), 5, 0);
+    // A zero, the program name, a zero and a zero word.
+    std::vector<uint8_t> tail(lines.program.size() + 6, 0);
+    std::copy(lines.program.begin(), lines.program.end(), tail.begin() + 1);
     text.writeBase64Lines(base64(tail));
 }
 

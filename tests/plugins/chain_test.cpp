@@ -3,6 +3,7 @@
 // slots, outcomes and notes of whole runs; the studio sessions' inserts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "driver/run_state.h"
@@ -310,6 +311,8 @@ TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
         options.aaxSlots = options.placeholders = !r.trimmed;
         if (r.missing > 0) options.vstIniPath = folder + "/other.ini";
         options.skipMissingFx = r.missing == 2;
+        const std::string corpus = makeTempFolder("corpus");
+        options.corpusDir = corpus;
         const CapturedRun run = runConvert(options);
         ASSERT_EQ(run.code, 0) << run.console;
         const std::string project = readFileText(folder + "/chains.rpp");
@@ -320,6 +323,13 @@ TEST(FxChains, SlotsOutcomesAndNotesOfWholeRuns) {
         for (const std::string& text : r.texts) {
             EXPECT_NE((project + run.console).find(text), std::string::npos) << text << "\n" << project << run.console;
         }
+        // The three records with a state are alike: the corpus holds them once.
+        if (r.slots < 5) continue;
+        const std::string index = readFileText(corpus + "/index.tsv");
+        EXPECT_EQ(index.rfind("name\tsig\tproduct\tident\tkind\tblocklen\tdocoff\tdoclen\tchunklen\tsession\n", 0), 0u);
+        EXPECT_EQ(std::count(index.begin(), index.end(), '\n'), 2) << index;
+        EXPECT_NE(index.find("\tTestABCD\tVST3: Abcd (Maker)\t7{00112233445566778899AABBCCDDEEFF}\t1\t"),
+                  std::string::npos) << index;
     }
 }
 
