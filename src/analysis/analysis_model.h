@@ -207,6 +207,7 @@ struct RoutingTables {
     std::map<std::string, std::set<std::string>> needs;  // owner: the names it plays into
     std::map<std::string, int> keyFrom;       // track key: the track index feeding its channels 3/4
     std::map<std::string, std::vector<int>> extraKeys;  // further key sources, channels 5/6 and up
+    std::map<uint64_t, int> keyPairOf;        // keyed insert (record offset): 0 for channels 3/4, 1 for 5/6, ...
     std::set<std::string> keyOnlyBuses;       // return tracks that feed a key, not the mix
     int keysWired = 0;
     int extraKeysWired = 0;

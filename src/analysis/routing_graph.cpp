@@ -504,7 +504,9 @@ void wireKeys(const SessionModel& model, const BusResolver& buses, AnalysisModel
                 continue;
             }
             if (taker.empty()) routing.keyOnlyBuses.insert(target);
-            if (std::find(sources.begin(), sources.end(), target) != sources.end()) continue;
+            const auto wired = std::find(sources.begin(), sources.end(), target);
+            routing.keyPairOf[plugin.recordStart] = static_cast<int>(wired - sources.begin());
+            if (wired != sources.end()) continue;
             const std::string& key = trackKey(tracks[static_cast<size_t>(receiver)]);
             if (sources.empty()) {
                 routing.keyFrom[key] = source;

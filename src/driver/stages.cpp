@@ -13,6 +13,7 @@
 #include "driver/output_path.h"
 #include "plugins/listing.h"
 #include "plugins/preparation.h"
+#include "plugins/state_rules.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "melodyne/ara_sets.h"
@@ -180,18 +181,10 @@ void optionNoticesStage(const RunState& state) {
     const Notice notices[] = {
         {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
         {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
-        {o.bypassedFxMode == 2, "--skip-bypassed-fx", "writing plug-in chains"},
-        {o.bypassedFxMode == 1, "--offline-bypassed-fx", "writing plug-in chains"},
-        {!o.placeholders, "--no-placeholders", "writing plug-in chains"},
-        {!o.aaxSlots, "--no-aax-slots", "writing plug-in chains"},
-        {o.skipMissingFx, "--skip-missing-fx", "writing plug-in chains"},
         {!o.usageJsonPath.empty(), "--usage-json", "the usage summary"},
         {o.usageShared, "--usage-shared", "the usage summary"},
         {o.keepFrozen, "--keep-frozen", "delivering frozen tracks frozen"},
         {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
-        {!o.kontaktState, "--no-kontakt-state", "writing Kontakt's settings"},
-        {!o.corpusDir.empty(), "--dump-corpus", "the plug-in chunk corpus"},
-        {o.keepPluginMidi, "--keep-plugin-midi", "writing plug-in chains"},
     };
     bool first = true;
     for (const Notice& notice : notices) {
@@ -209,8 +202,15 @@ void readMixStage(RunState& state) {
     model.keyInputNames = readKeyInputNames(state.image);
     model.hardwareInserts = readHardwareInserts(state.image);
     readInsertRecords(state);
-    // The state of a row is built with the FX chains; until then no row moves to CLAP.
-    preparePlugins(state.options, model, nullptr, state.pluginRun);
+    // --prefer-clap moves a row only when the CLAP build can be given the state.
+    const StateProbe probe = [&state](const PluginInstance& instance, const PluginRow& row) {
+        StateRequest request;
+        request.view = &state.image.view;
+        request.keepPluginMidi = state.options.keepPluginMidi;
+        request.kontaktState = state.options.kontaktState;
+        return buildPluginState(instance, row, request).bytes;
+    };
+    preparePlugins(state.options, model, probe, state.pluginRun);
 }
 
 void clipStage(RunState& state) {

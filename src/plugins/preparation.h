@@ -4,6 +4,7 @@
 
 #include "plugins/cache.h"
 #include "plugins/matching.h"
+#include "plugins/outcomes.h"
 #include "plugins/table.h"
 
 struct ConvertOptions;
@@ -13,6 +14,7 @@ struct PluginRun {
     PluginCache cache;
     PluginTables tables;
     MatchReport matches;
+    ChainTallies tallies;
 };
 
 // Reads trellum-plugins.txt and REAPER's lists, matches every distinct key of

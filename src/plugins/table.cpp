@@ -69,10 +69,18 @@ const std::vector<PluginRow>& builtInPluginRows() {
     return rows;
 }
 
-// No row yet: the Avid family rule covers every plug-in known here to have no
-// build for another host, and no other maker's is listed without public proof.
+// Avid's processors under the signatures sessions store them by, with whether
+// they change the sound (Click II adds the click REAPER's metronome gives).
+// No other maker's plug-in is listed without public proof that it has no
+// build for another host.
 const std::vector<AaxOnlyRow>& aaxOnlyRows() {
-    static const std::vector<AaxOnlyRow> rows;
+    static const std::vector<AaxOnlyRow> rows = {
+        {"Digi47e3", "Avid's EQ3 equalizer", true},        {"Digi1be3", "Avid's EQ3 equalizer", true},
+        {"Digidn3c", "Avid's Dyn3 dynamics", true},        {"Digidn3e", "Avid's Dyn3 dynamics", true},
+        {"AVIDChSt", "Avid's Channel Strip", true},        {"DigiRvrb", "Avid's D-Verb reverb", true},
+        {"Avidmdl3", "Avid's Mod Delay III delay", true},  {"DigiMaxm", "Avid's Maxim limiter", true},
+        {"DigiTrim", "Avid's Trim gain", true},            {"Digiclik", "Avid's Click II click", false},
+    };
     return rows;
 }
 

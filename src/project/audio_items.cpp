@@ -8,6 +8,7 @@
 #include "project/clip_group_items.h"
 #include "project/colour_choice.h"
 #include "melodyne/ara_project.h"
+#include "plugins/chain_writer.h"
 #include "project/media.h"
 #include "project/project_writer.h"
 #include "project/text.h"
@@ -47,13 +48,7 @@ void writeClipGainEnvelope(ProjectText& text, const std::vector<std::pair<double
 // The take's <TAKEFX block: the Melodyne slot of an edited clip comes first.
 void writeTakeEffects(ProjectWriter& writer, const AudioClip& clip) {
     if (!araCarried(writer.state, clip)) return;
-    ProjectText& text = writer.text;
-    text.open("TAKEFX");
-    text.statement("SHOW").num(0);
-    text.statement("LASTSEL").num(0);
-    text.statement("DOCKED").num(0);
-    writeMelodyneSlot(text, writer.takeIndex);
-    text.close();
+    writeTakeChain(writer.text, [&](ProjectText& text) { writeMelodyneSlot(text, writer.takeIndex); });
 }
 
 }  // namespace

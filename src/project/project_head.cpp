@@ -223,12 +223,6 @@ void writeMasterEnvelopes(const RunState& state, const StripRow& strip, ProjectT
     writeEnvelope(text, {"MASTERMUTEENV", -1, LaneKind::mute, false, true, false}, strip.muteLane, state.model, rate);
 }
 
-// The master's plug-in chain comes with the chain writer; until then it is empty.
-void writeMasterChain(const RunState&, ProjectText& text) {
-    text.open("MASTERFXLIST");
-    text.close();
-}
-
 // ---- the parts of the head ----
 
 }  // namespace
@@ -373,7 +367,6 @@ void writeMaster(const RunState& state, ProjectText& text, ProjectHeadSummary& s
     text.statement("MASTER_PANMODE").num(3);
     if (lanes.volume || lanes.mute) text.statement("MASTERAUTOMODE").num(1);
     if (strip) writeMasterEnvelopes(state, *strip, text);
-    writeMasterChain(state, text);
 }
 
 }  // namespace

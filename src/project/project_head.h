@@ -93,7 +93,7 @@ struct ProjectHeadSummary {
     bool masterFaderParked = false;  // a volume lane carries the master's level
 };
 
-// Writes the head from <NOTES through <MASTERFXLIST, inside the project block
+// Writes the head from <NOTES through the master's envelopes, inside the project block
 // the caller has opened, and gives what it wrote for the notes.
 ProjectHeadSummary writeProjectHead(const RunState& state, ProjectText& text);
 

@@ -13,11 +13,12 @@
 #include "project/track_tables.h"
 
 void writeProjectText(RunState& state, ProjectText& text) {
-    ProjectWriter writer{state, text, 0, {}, false, {}};
+    ProjectWriter writer{state, text, 0, {}, false, {}, {}};
     writer.dumpClipColours = std::getenv("PTX_DUMP_CLIPCOL") != nullptr;
 
     text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
     state.headSummary = writeProjectHead(state, text);
+    writeMasterChain(writer);
 
     const std::vector<OutputTrack>& tracks = state.analysis.outputTracks;
     for (size_t i = 0; i < tracks.size(); ++i) {

@@ -20,6 +20,7 @@ struct ProjectWriter {
     std::set<std::string> namesWithTrack;     // buses of these names get no return track
     bool dumpClipColours = false;             // PTX_DUMP_CLIPCOL is set
     std::vector<EditEntry> araEdits;          // items written with Melodyne edits, in order
+    std::set<std::string> stripsWithChain;    // strips whose inserts were written as a chain
 };
 
 // Writes the whole project in one pass, and sets the track and item counters.

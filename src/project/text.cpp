@@ -473,10 +473,93 @@ std::optional<std::string> characterProblem(std::string_view line) {
     return std::nullopt;
 }
 
+// The arguments of a line: quoted ones without their quotes.
+std::vector<std::string_view> argumentsOf(std::string_view line) {
+    std::vector<std::string_view> arguments;
+    std::size_t i = 0;
+    while (i < line.size()) {
+        if (line[i] == ' ') {
+            ++i;
+        } else if (isQuote(line[i])) {
+            const std::size_t end = line.find(line[i], i + 1);
+            arguments.push_back(line.substr(i + 1, end - i - 1));
+            i = end + 1;
+        } else {
+            const std::size_t start = i;
+            while (i < line.size() && line[i] != ' ') ++i;
+            arguments.push_back(line.substr(start, i - start));
+        }
+    }
+    return arguments;
+}
+
+// A line of base64 that decodes by itself: whole groups, "=" only at its end.
+bool isBase64Line(std::string_view line) {
+    if (line.size() % 4 != 0) return false;
+    const std::size_t padding = line.size() - std::min(line.find_last_not_of('='), line.size() - 1) - 1;
+    if (padding > 2) return false;
+    for (std::size_t k = 0; k < line.size() - padding; ++k) {
+        if (base64Value(static_cast<unsigned char>(line[k])) < 0) return false;
+    }
+    return true;
+}
+
+std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+    return std::uint32_t(bytes[at]) | std::uint32_t(bytes[at + 1]) << 8 | std::uint32_t(bytes[at + 2]) << 16 |
+           std::uint32_t(bytes[at + 3]) << 24;
+}
+
+// A VST3 state: the component and the controller, each behind its size and flag, filling it.
+bool isVst3Frame(const std::vector<std::uint8_t>& bytes, std::size_t from, std::size_t size) {
+    std::size_t at = from;
+    for (int half = 0; half < 2; ++half) {
+        if (from + size - at < 8) return false;
+        const std::size_t length = wordAt(bytes, at);
+        at += 8;
+        if (from + size - at < length) return false;
+        at += length;
+    }
+    return at == from + size;
+}
+
+// The data of a <VST block as REAPER reads it: the header with its magic word
+// and pins, the state of the size the header gives, the tail with the program
+// name; for a VST3 build the state's two halves fill it.
+std::optional<std::string> vstStateProblem(const std::vector<std::uint8_t>& bytes, bool vst3) {
+    if (bytes.size() < 12 || wordAt(bytes, 4) != 0xFEED5EEE) return std::string("no state header");
+    std::size_t at = 8;
+    for (int side = 0; side < 2; ++side) {
+        if (bytes.size() - at < 4) return std::string("state header cut short");
+        const std::uint64_t pins = wordAt(bytes, at);
+        if (pins > (bytes.size() - at - 4) / 8) return std::string("state header cut short");
+        at += 4 + 8 * static_cast<std::size_t>(pins);
+    }
+    if (bytes.size() - at < 12) return std::string("state header cut short");
+    const std::size_t size = wordAt(bytes, at);
+    at += 12;
+    if (bytes.size() - at < size) return "state size " + std::to_string(size) + " runs past the data";
+    if (vst3 && size > 0 && !isVst3Frame(bytes, at, size)) return std::string("VST3 state halves do not fill the state");
+    at += size;
+    const std::size_t rest = bytes.size() - at;
+    if (rest < 6 || bytes[at] != 0 || wordAt(bytes, bytes.size() - 4) != 0 || bytes[bytes.size() - 5] != 0 ||
+        std::find(bytes.begin() + at + 1, bytes.end() - 5, 0) != bytes.end() - 5) {
+        return std::string("state tail is not a program name between zeros");
+    }
+    return std::nullopt;
+}
+
+// The base64 of a block whose lines are data: a <VST slot's, a CLAP <STATE.
+struct DataBlock {
+    bool isVst = false;
+    bool vst3 = false;
+    std::vector<std::uint8_t> bytes;
+};
+
 }  // namespace
 
 std::optional<std::string> checkProjectText(std::string_view text, int startDepth) {
     std::vector<std::size_t> openedOn;  // line numbers of the open blocks
+    std::vector<std::optional<DataBlock>> data;  // per open block: its data, when its lines are base64
     int depth = startDepth;
     bool topSeen = false;
     std::size_t number = 0;
@@ -502,6 +585,11 @@ std::optional<std::string> checkProjectText(std::string_view text, int startDept
             if (blanks != std::size_t(2 * depth))
                 return atLine(number, "\">\" indented by " + std::to_string(blanks) +
                                           " blanks, expected " + std::to_string(2 * depth));
+            if (!data.empty() && data.back() && data.back()->isVst) {
+                if (std::optional<std::string> problem = vstStateProblem(data.back()->bytes, data.back()->vst3))
+                    return atLine(number, *problem);
+            }
+            if (!data.empty()) data.pop_back();
             continue;
         }
         if (blanks != std::size_t(2 * depth))
@@ -512,13 +600,24 @@ std::optional<std::string> checkProjectText(std::string_view text, int startDept
             if (topSeen) return atLine(number, "a second top-level block");
             topSeen = true;
         }
+        // Notes lines ("|...") are free text; everything else is read in arguments.
+        if (rest[0] != '|' && !quotesClosed(rest)) return atLine(number, "quote not closed");
         if (rest[0] == '<') {
             if (rest.size() == 1 || rest[1] == ' ') return atLine(number, "block without a keyword");
             openedOn.push_back(number);
             ++depth;
+            const std::vector<std::string_view> arguments = argumentsOf(rest.substr(1));
+            std::optional<DataBlock> block;
+            if (arguments[0] == "VST" || arguments[0] == "STATE") {
+                block = DataBlock{arguments[0] == "VST", false, {}};
+                block->vst3 = arguments.size() > 5 && arguments[5].find('{') != std::string_view::npos;
+            }
+            data.push_back(std::move(block));
+        } else if (!data.empty() && data.back()) {
+            if (!isBase64Line(rest)) return atLine(number, "not a line of base64");
+            const std::vector<std::uint8_t> bytes = base64Decode(rest);
+            data.back()->bytes.insert(data.back()->bytes.end(), bytes.begin(), bytes.end());
         }
-        // Notes lines ("|...") are free text; everything else is read in arguments.
-        if (rest[0] != '|' && !quotesClosed(rest)) return atLine(number, "quote not closed");
     }
     if (!openedOn.empty())
         return "block opened on line " + std::to_string(openedOn.back()) + " is not closed";

@@ -6,6 +6,7 @@
 
 #include "cli/console.h"
 #include "driver/run_state.h"
+#include "plugins/chain_writer.h"
 #include "project/audio_items.h"
 #include "project/colour_choice.h"
 #include "project/envelopes.h"
@@ -150,11 +151,43 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
     return plan;
 }
 
-// The chain and freeze writers are not built yet: a track has none of these
-// parts.
-void writeTrackChain(ProjectWriter&, size_t, int) {}
+// The inserts of a strip as a chain, each strip's once.
+void writeStripChain(ProjectWriter& writer, const std::string& stripName, const ChainPlace& place) {
+    const auto chain = writer.state.model.pluginsOfStrip.find(stripName);
+    if (chain == writer.state.model.pluginsOfStrip.end() || !writer.stripsWithChain.insert(stripName).second) return;
+    writeFxChain(writer.state, writer.text, chain->second, place);
+}
+
+// The track's channels for the pins of its slots: 0 when not known.
+int trackWidthOf(const RunState& state, const std::string& key, const StripRow* strip, const StripShape& shape) {
+    const int channels = channelsOfTrackOf(state, key);
+    if (channels > 0) return channels;
+    return strip ? (shape.stereo ? 2 : 1) : 0;
+}
+
+// The chain of the track's strip; a track whose key takes a key input from
+// another track has its last slot pass the key channels by.
+void writeTrackChain(ProjectWriter& writer, size_t i, int width) {
+    const OutputTrack& track = writer.state.analysis.outputTracks[i];
+    const StripRow* strip = stripOf(writer.state, track);
+    ChainPlace place;
+    place.trackName = track.name;
+    place.width = width;
+    place.carriesMidi = track.isMidi;
+    const KeyInputs keys = keyInputsOf(writer.state, trackKey(track));
+    place.pinFlags = keys.keyFrom >= 0 && static_cast<size_t>(keys.keyFrom) != i;
+    writeStripChain(writer, strip ? strip->name : track.name, place);
+}
+
+void writeReturnChain(ProjectWriter& writer, const std::string& busName, int width) {
+    ChainPlace place;
+    place.trackName = busName;
+    place.width = width;
+    writeStripChain(writer, busName, place);
+}
+
+// The freeze writer is not built yet: a track has no freeze.
 void writeFreeze(ProjectWriter&, size_t) {}
-void writeReturnChain(ProjectWriter&, const std::string&) {}
 
 // The track's Pro Tools comment as the notes of an empty item at its start.
 void writeCommentItem(ProjectWriter& writer, const std::string& name, const std::string& matchKey, uint32_t headSeed) {
@@ -342,7 +375,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     }
 
     writeReceives(writer, i);
-    writeTrackChain(writer, i, channels.count);
+    writeTrackChain(writer, i, trackWidthOf(state, key, strip, shape));
     writeSendsInto(writer, first ? trackKey(track) : track.name, static_cast<int>(i));
     writer.namesWithTrack.insert(track.name);
     if (holds(track.name, "[alt takes]") || holds(track.name, "[alt playlist]")) {
@@ -417,9 +450,19 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     text.statement("FX").num(1);
     text.statement("TRACKID").guid(static_cast<uint32_t>(k + 0xEA61));
     text.statement("MAINSEND").num(writer.state.analysis.routing.keyOnlyBuses.count(busName) ? 0 : 1).num(0);
-    writeReturnChain(writer, busName);
+    writeReturnChain(writer, busName, trackWidthOf(state, busName, strip, shape));
     writeSendsInto(writer, busName, -1);
     writeReturnEnvelopes(writer, busName, autoMode, !(view && view->automationMode == 0));
     if (state.options.commentsMode == 0) writeCommentItem(writer, busName, std::string(), headSeed);
     text.close();
+}
+
+void writeMasterChain(ProjectWriter& writer) {
+    const RunState& state = writer.state;
+    const StripRow* strip = state.model.masterName.empty() ? nullptr : stripNamed(state, state.model.masterName);
+    ChainPlace place;
+    place.trackName = state.model.masterName;
+    place.blockName = "MASTERFXLIST";
+    place.width = strip ? trackWidthOf(state, strip->name, strip, stripShapeOf(state, strip->name, *strip)) : 2;
+    writeStripChain(writer, state.model.masterName, place);
 }

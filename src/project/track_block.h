@@ -13,3 +13,5 @@ constexpr unsigned kDefaultPeakColour = 16576;
 void writeTrack(ProjectWriter& writer, std::size_t i);
 // Writes return track k: a bus that receives sends and has no track of its own.
 void writeReturnTrack(ProjectWriter& writer, std::size_t k, const std::string& busName);
+// The master's inserts as its <MASTERFXLIST; nothing when it has none.
+void writeMasterChain(ProjectWriter& writer);

@@ -786,6 +786,7 @@ void sayRoutingNotes(const RunState& state) {
             routing.sendsToTwoAuxes);
     }
     for (const std::string& note : routing.multiMonoNotes) sayText(note);
+    sayPluginsInBrief(state.pluginRun.tallies);
     if (routing.keysWired > 0) say("  %d sidechain key inputs wired to channels 3/4\n", routing.keysWired);
     if (routing.extraKeysWired > 0) {
         say("  %d more key input(s) wired to channels 5/6 and up, for a second\n"
@@ -797,6 +798,7 @@ void sayRoutingNotes(const RunState& state) {
             "      no key reaches the mix even with the last plug-in offline\n",
             counters.keyedTracksTwoChannels);
     }
+    sayMidiTriggerNotes(state.pluginRun.tallies);
     if (state.options.noSidechain) say("  --no-sidechain: key inputs left unwired\n");
     if (routing.keysUnresolved > 0) say("  %d sidechain key inputs could not be resolved\n", routing.keysUnresolved);
     if (!routing.keysHeardFromTrack.empty()) {
@@ -1089,6 +1091,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTimingNotes(state);
     sayOverlapAndFadeNotes(state);
     sayPluginCountNote(state.counters);
+    sayPluginOutcomeNotes(state.pluginRun.tallies, state.pluginOutcomes);
     sayPluginInstanceWarnings(state.pluginRun.matches);
     sayReplacedCharactersNote(state.counters);
 }

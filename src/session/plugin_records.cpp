@@ -4,6 +4,8 @@
 #include <iterator>
 #include <optional>
 
+#include "plugins/state_scan.h"
+
 namespace {
 
 constexpr uint16_t kInstance = 0x1038;
@@ -118,6 +120,7 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
         auto key = std::lower_bound(keyNames.begin(), keyNames.end(), instance.payloadEnd);
         if (key != keyNames.end() && view.u16(*key + 9) < 0xFFFF) instance.keyInput = view.u16(*key + 9);
         instance.inactive = view.holds(behind, 1) && view.u8(behind) == 0;
+        scanPluginState(view, instance);
         instances.push_back(std::move(instance));
     }
     std::stable_sort(instances.begin(), instances.end(),

@@ -35,10 +35,27 @@ struct PluginInstance {
     bool inactive = false;
     // The record runs past the block that holds it: named in a note, in no chain.
     bool unreadable = false;
-    // What kind of state the record holds (0: none recognised) and, for a Waves
-    // shell, the product inside it; both filled by the state scan.
+    // What the state scan found: the kind of state (0: none recognised) and where
+    // its bytes stand in the image.
     uint32_t stateForm = 0;
+    uint64_t stateOffset = 0;
+    uint64_t stateSize = 0;
+    uint32_t stateWords[4] = {0, 0, 0, 0};  // form 8: the four words in front of the data
+    std::string chunkLabel;                 // form 13: what the classifier found
+    int chunkCopies = 1;                    // 2 when the chunk stands twice in a row
+    // A recognised state whose own length or count runs past the record.
+    bool stateDamaged = false;
+    // Form 5: the control values, and the AAX chunks behind "elck".
+    std::vector<float> controlValues;
+    uint64_t innerOffset = 0;
+    uint64_t innerSize = 0;
+    std::string innerLabel;
+    int innerCopies = 1;
+    int innerCount = 0;
+    // Form 9, a Waves shell: the product inside it, its name and active setup.
     std::string subComponent;
+    std::string wavesName;
+    std::string setupName;
     std::vector<PluginLane> lanes;
 };
 

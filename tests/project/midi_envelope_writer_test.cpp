@@ -19,7 +19,7 @@ std::string midiText(RunState& state, const OutputTrack& track) {
     std::string out;
     {
         ProjectText text(out, 2);
-        ProjectWriter writer{state, text, 0, {}, false, {}};
+        ProjectWriter writer{state, text, 0, {}, false, {}, {}};
         writeMidiItemsOf(writer, track);
     }
     return out;

@@ -96,8 +96,6 @@ TEST(ProjectHead, SmallSessionByteForByte) {
               "  GRID 3199 8 0.5 8 1 0 0 0\n"
               "  MASTER_VOLUME 0.501187234 0.000000 -1 -1.000000 1.000000\n"
               "  MASTER_PANMODE 3\n"
-              "  <MASTERFXLIST\n"
-              "  >\n"
               ">\n");
     EXPECT_EQ(checkProjectText(text), std::nullopt);
     const ProjectHeadSummary s = projectHeadSummary(state);

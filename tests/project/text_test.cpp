@@ -312,6 +312,12 @@ TEST(ProjectTextCheck, NamesTheFirstProblem) {
         {"<A\n\tB 1\n>\n", "line 2: control character at column 1"},
         {"<A\n  B \xC2\x9F\n>\n", "line 2: control character at column 5"},
         {"", "no project block"},
+        // A <VST slot's data: base64 lines, a header whose state size and VST3 halves fit the data.
+        {"<A\n  <VST \"x\" f 0 \"\" 1 \"\"\n    ab*d\n  >\n>\n", "line 3: not a line of base64"},
+        {"<A\n  <VST \"x\" f 0 \"\" 1 \"\"\n    AQAAAO5e7f4AAAAAAAAAAAoAAAABAAAAAAAAAA==\n    AAAAAAAA\n  >\n>\n",
+         "line 5: state size 10 runs past the data"},
+        {"<A\n  <VST \"x\" f 0 \"\" 1{AB} \"\"\n    AQAAAO5e7f4AAAAAAAAAAAgAAAABAAAAAAAAAAkAAAABAAAA\n    AAAAAAAA\n  >\n>\n",
+         "line 5: VST3 state halves do not fill the state"},
     };
     for (const auto& [text, problem] : cases)
         EXPECT_EQ(checkProjectText(text), std::optional<std::string>(problem)) << text;

@@ -75,8 +75,11 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     counters.patchTracks = {"Keys"};
     counters.pluginsFound = 3;
     counters.audioItems = 2;
+    state.pluginRun.tallies.bypassedCarried = 1;
+    state.pluginRun.tallies.aaxOnly["EQ3 7-Band"] = {2, "an equalizer", true};
 
     expectInOrder(notesOf(state), {
+        "  1 plug-in(s) carried across bypassed\n",
         "  5 dual-pan point(s) on 2 stereo track(s) (REAPER dual pan)\n",
         "  1 clips given clip gain\n",
         "  Pan law: -6.0 dB, read from the session's Pan Depth\n",
@@ -94,6 +97,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         "tool does not convert. Please send the session:\n      Pad (7 control slots)\n",
         "  WARNING: this session holds a track type this build does not\n",
         "  3 plug-in instances found, 0 written with their settings\n",
+        "    2 cannot transfer - AAX only, no VST/VST3 version exists:\n      EQ3 7-Band               x2\n"
+        "      2 of these processed audio, so that much of the mix is\n",
         "  note: 1 clip(s) over 10 minutes (longest 11.7 min, from a 12.0 min\n",
         "  Media folder written into every FILE line:\n",
         "\n  PRIVACY: this program contains no network code. No information\n",

@@ -273,8 +273,10 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
         b.text(plugin.signature);
         b.text(plugin.name);
         b.zeros(8);
+        b.bytes(plugin.state);
         b.closeBlock();
-        b.u8(1);  // active
+        b.u8(plugin.inactive ? 0 : 1);
+        b.u8(plugin.bypassed ? 1 : 0);  // the byte in front of the owner block
         b.block(0x2614, {0, 0, 0, 0});
         b.openBlock(0x260E);
         b.u16(plugin.keyInput < 0 ? 0xFFFF : static_cast<uint16_t>(plugin.keyInput));

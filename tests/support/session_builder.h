@@ -72,11 +72,15 @@ struct BuiltPath {
 };
 
 // A plug-in insert; keyInput names its sidechain key by number, -1 for none.
+// The state bytes stand behind the name and eight zeros.
 struct BuiltPlugin {
     std::string name;
     int32_t keyInput = -1;
     std::string signature = "EvTrCmpE";
     uint8_t channelSets = 1;
+    std::vector<uint8_t> state = {};
+    bool bypassed = false;
+    bool inactive = false;
 };
 
 // A note of a MIDI clip: its start from the clip's start and its length, in

@@ -1,0 +1,71 @@
+// The FX chains of the project: a track's inserts become slots of its
+// <FXCHAIN (the master's of <MASTERFXLIST), each instance accounted for by an
+// outcome: written with its settings, written as a named empty slot with the
+// reason, or left out with the reason.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plugins/state_rules.h"
+
+class ProjectText;
+struct PluginInstance;
+struct PluginRow;
+struct RunState;
+
+// Where a chain goes and what it needs of its track.
+struct ChainPlace {
+    std::string trackName;
+    std::string blockName = "FXCHAIN";  // "MASTERFXLIST" for the master
+    int width = 0;                      // the track's channels; 0 when not known
+    bool carriesMidi = false;
+    bool pinFlags = false;  // the track's plug-ins read key channels: the last slot passes them by
+};
+
+enum class ChainSlotKind { plugin, marker, trim, standIn };
+
+// A slot the first pass kept, for the second to write: the instance, its
+// outcome in the run's list, and what goes into the slot.
+struct ChainSlot {
+    const PluginInstance* instance = nullptr;
+    size_t outcome = 0;
+    ChainSlotKind kind = ChainSlotKind::plugin;
+    const PluginRow* row = nullptr;  // plugin: the matched row
+    PluginState built;               // plugin: the state, empty when not carried
+    std::string standIn;             // standIn: the finished text of its slots, six blanks in
+};
+
+// The text of the REAPER plug-ins that stand in for a stock processor whose
+// record can be read; none while no stand-in writer exists, and the instance
+// stays an AAX-only slot.
+std::optional<std::string> standInSlotText(const RunState& state, const PluginInstance& instance,
+                                           const ChainPlace& place);
+
+// Writes one kept slot, the key channels passed by when pinFlags is set, and
+// counts it in the tallies.
+void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& slot, const ChainPlace& place, bool pinFlags);
+
+// Two passes over the inserts: the first decides each one's outcome, the
+// second writes the slots. Returns the number of slots; with none nothing is written.
+int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginInstance>& instances,
+                 const ChainPlace& place);
+
+// The <TAKEFX block of a take: its head, then the slots that `slots` writes
+// (Melodyne's, a clip's effects), in that order.
+void writeTakeChain(ProjectText& text, const std::function<void(ProjectText&)>& slots);
+
+// The data lines of a <VST block: the header (id, pins, state size), the state
+// in base64, and the tail with the program name.
+struct VstStateLines {
+    uint32_t id = 0;
+    std::vector<uint64_t> inputMasks;
+    std::vector<uint64_t> outputMasks;
+    std::vector<uint8_t> state;
+    uint32_t tailWord = 0;
+    std::string program;
+};
+void writeVstStateLines(ProjectText& text, const VstStateLines& lines);
