@@ -59,12 +59,12 @@ std::string describe(const ClipDefinition& c) {
            std::to_string(c.filePosition) + "/" + std::to_string(c.fileLength);
 }
 
-std::vector<std::string> describe(const std::vector<AudioClip>& placements) {
+std::vector<std::string> describe(const std::vector<ClipPlacement>& placements) {
     std::vector<std::string> lines;
-    for (const AudioClip& p : placements)
-        lines.push_back(std::to_string(p.trackIndex) + " " + p.trackName + " clip " + std::to_string(p.clip.index) +
-                        " at " + std::to_string(p.clip.start.value) + (p.clip.start.inTicks() ? " ticks" : "") +
-                        (p.clip.muted ? " muted" : ""));
+    for (const ClipPlacement& p : placements)
+        lines.push_back(std::to_string(p.trackIndex) + " " + p.trackName + " clip " + std::to_string(p.clipIndex) +
+                        " at " + std::to_string(p.start.value) + (p.start.inTicks() ? " ticks" : "") +
+                        (p.muted ? " muted" : ""));
     return lines;
 }
 
@@ -88,10 +88,10 @@ std::string clipLine(const ClipDefinition& c) {
 }
 
 // The facts print positions through a 32-bit float: ours are rounded the same way.
-std::string placementLine(const AudioClip& p) {
+std::string placementLine(const ClipPlacement& p, const std::vector<ClipDefinition>& clips) {
     return "placement track " + std::to_string(p.trackIndex) + " \"" + p.trackName + "\" clip " +
-           std::to_string(p.clip.index) + " \"" + p.clip.name + "\" at " +
-           std::to_string(static_cast<uint64_t>(static_cast<float>(p.clip.start.value)));
+           std::to_string(p.clipIndex) + " \"" + clips[p.clipIndex].name + "\" at " +
+           std::to_string(static_cast<uint64_t>(static_cast<float>(p.start.value)));
 }
 
 }  // namespace
@@ -201,7 +201,7 @@ TEST(ClipPlacements, BothFormsPlaceClipsOnTracksAndCloseTrackNumbers) {
                                         "2 Pair clip 1 at -67 ticks", "2 Pair clip 1 at 36028797018963968"}));
     EXPECT_EQ(faults.unknownUnit, 1);
     EXPECT_EQ(faults.pastTimeline, 1);
-    EXPECT_EQ(lists.audioPlacements.back().clip.length, 200);  // a copy of the clip
+    EXPECT_EQ(lists.audioClips[lists.audioPlacements.back().clipIndex].length, 200);
     EXPECT_TRUE(lists.midiPlacements.empty());
 }
 
@@ -299,9 +299,9 @@ TEST(ClipRealSessions, ClipListsAndPlacementsAgreeWithTheFacts) {
         // those against music.facts). The facts leave out placements that the
         // playlist rows mark as kept for undo (RegionTest has three); the
         // program reads them and drops them when it matches rows to tracks.
-        std::multimap<std::string, const AudioClip*> ours;
-        for (const AudioClip& p : lists.audioPlacements) {
-            if (!p.clip.start.inTicks()) ours.emplace(placementLine(p), &p);
+        std::multimap<std::string, const ClipPlacement*> ours;
+        for (const ClipPlacement& p : lists.audioPlacements) {
+            if (!p.start.inTicks()) ours.emplace(placementLine(p, lists.audioClips), &p);
         }
         for (const std::string& line : factsLines(path, "placement ")) {
             if (std::stod(line.substr(line.rfind(" at ") + 4)) >= 2147483648.0) continue;
@@ -311,11 +311,11 @@ TEST(ClipRealSessions, ClipListsAndPlacementsAgreeWithTheFacts) {
         }
         std::vector<PlaylistRow> rows = readPlaylistRows(image);
         for (const auto& extra : ours) {
-            const AudioClip& p = *extra.second;
+            const ClipPlacement& p = *extra.second;
             bool keptForUndo = false;
             for (size_t e = 0; p.trackIndex < rows.size() && e < rows[p.trackIndex].live.size(); ++e) {
                 const PlaylistRow& row = rows[p.trackIndex];
-                keptForUndo |= !row.live[e] && row.clipIndex[e] == p.clip.index && row.position[e] == p.clip.start;
+                keptForUndo |= !row.live[e] && row.clipIndex[e] == p.clipIndex && row.position[e] == p.start;
             }
             EXPECT_TRUE(keptForUndo) << extra.first;
         }

@@ -28,7 +28,7 @@ TEST(SessionBuilder, ReadsBackThroughTheReaders) {
     EXPECT_EQ(model.clips.audioClips[1].fileName, "gtr.L.wav");
     ASSERT_EQ(model.clips.audioPlacements.size(), 3u);
     EXPECT_EQ(model.clips.audioPlacements[0].trackName, "Kick");
-    EXPECT_EQ(model.clips.audioPlacements[0].clip.start, samplesAt(48000));
+    EXPECT_EQ(model.clips.audioPlacements[0].start, samplesAt(48000));
     EXPECT_EQ(model.clips.audioPlacements[2].trackName, "Gtr");
     EXPECT_EQ(model.trackList.names, (std::vector<std::string>{"Kick", "Gtr", "Empty"}));
     EXPECT_FALSE(model.trackList.fromStripRows);
