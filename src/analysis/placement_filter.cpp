@@ -102,11 +102,13 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         RowPlacements placements = readRow(model.playlistRows[static_cast<size_t>(track.record)], model.fades.size());
         if (placements.live.empty()) continue;
 
-        std::vector<AudioClip> kept;
-        std::vector<AudioClip> deleted;
+        // Decided first by index, so that the clips are moved once and stay
+        // whole when the row is not believed.
+        std::vector<std::pair<size_t, PlacementKey>> keptAt;  // clip, key of its flags
+        std::vector<size_t> deletedAt;
         int fadeReferences = 0;
-        for (const AudioClip& clip : track.clips) {
-            const PlacementKey key = keyOf(clip);
+        for (size_t i = 0; i < track.clips.size(); ++i) {
+            const PlacementKey key = keyOf(track.clips[i]);
             if (!options.keepFadeClips && placements.fadeReferences.count(key) &&
                 !placements.clipReferences.count(key)) {
                 ++fadeReferences;
@@ -121,17 +123,23 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
                 --ofIndex;
                 flagsKey = &key;
             } else {
-                deleted.push_back(clip);
+                deletedAt.push_back(i);
                 continue;
             }
-            kept.push_back(clip);
-            takeFlags(placements, *flagsKey, kept.back());
+            keptAt.emplace_back(i, *flagsKey);
         }
         // A row whose every placement reads as deleted is not believed.
-        if (kept.empty()) continue;
+        if (keptAt.empty()) continue;
+        std::vector<AudioClip> kept;
+        kept.reserve(keptAt.size());
+        for (const auto& [i, flagsKey] : keptAt) {
+            kept.push_back(std::move(track.clips[i]));
+            takeFlags(placements, flagsKey, kept.back());
+        }
+        analysis.counts.deletedPlacements += static_cast<int>(deletedAt.size());
+        if (options.recoverDeleted)
+            for (size_t i : deletedAt) track.losers.push_back(std::move(track.clips[i]));
         track.clips = std::move(kept);
-        analysis.counts.deletedPlacements += static_cast<int>(deleted.size());
-        if (options.recoverDeleted) track.losers.insert(track.losers.end(), deleted.begin(), deleted.end());
         analysis.counts.fadeReferencesDropped += fadeReferences;
     }
 }
