@@ -14,15 +14,20 @@ constexpr int64_t kMatchWindow = 64;  // samples (or ticks) either side, in the 
 
 PlacementKey keyOf(const AudioClip& clip) { return {clip.clip.index, clip.clip.start}; }
 
+// The flags of one live placement, as the last row entry at its key sets them.
+struct LiveFlags {
+    uint8_t overlapState = 0;  // 1 or 2 when set
+    bool locked = false;
+    int32_t colour = -2;       // -2: none
+};
+
 // What one playlist row says about its placements.
 struct RowPlacements {
     std::set<PlacementKey> fadeReferences;
     std::set<PlacementKey> clipReferences;
     std::map<uint32_t, std::map<TimelinePosition, int>> live;  // clip index -> position -> live count
     std::map<uint32_t, int> liveOfIndex;
-    std::map<PlacementKey, uint8_t> overlapState;
-    std::map<PlacementKey, bool> locked;
-    std::map<PlacementKey, int32_t> colour;
+    std::map<PlacementKey, LiveFlags> flags;  // one per live key
 };
 
 RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
@@ -41,9 +46,10 @@ RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
         if (!row.live[k]) continue;
         ++placements.live[key.first][key.second];
         ++placements.liveOfIndex[key.first];
-        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) placements.overlapState[key] = row.overlapState[k];
-        placements.locked[key] = row.locked[k];
-        if (row.colour[k] != -2) placements.colour[key] = row.colour[k];
+        LiveFlags& flags = placements.flags[key];
+        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) flags.overlapState = row.overlapState[k];
+        flags.locked = row.locked[k];
+        if (row.colour[k] != -2) flags.colour = row.colour[k];
     }
     return placements;
 }
@@ -80,13 +86,17 @@ const PlacementKey* matchLive(RowPlacements& placements, const PlacementKey& key
 }
 
 void takeFlags(const RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
-    auto state = placements.overlapState.find(key);
-    clip.drawnOverNext = state != placements.overlapState.end() && state->second == 1;
-    clip.drawnOverPrevious = state != placements.overlapState.end() && state->second == 2;
-    auto colour = placements.colour.find(key);
-    if (colour != placements.colour.end()) clip.colour = colour->second;
-    auto locked = placements.locked.find(key);
-    if (locked != placements.locked.end()) clip.locked = locked->second;
+    auto found = placements.flags.find(key);
+    if (found == placements.flags.end()) {
+        clip.drawnOverNext = false;
+        clip.drawnOverPrevious = false;
+        return;
+    }
+    const LiveFlags& flags = found->second;
+    clip.drawnOverNext = flags.overlapState == 1;
+    clip.drawnOverPrevious = flags.overlapState == 2;
+    if (flags.colour != -2) clip.colour = flags.colour;
+    clip.locked = flags.locked;
 }
 
 }  // namespace

@@ -43,8 +43,12 @@ std::vector<TextHit> findLengthPrefixed(const ImageView& view, const std::vector
     }
     std::vector<TextHit> hits;
     if (byText.empty()) return hits;
+    // The length is put together from the bytes straight: the loop keeps all
+    // four inside the image, and this is the one read made at every byte.
+    const uint8_t* bytes = view.bytes;
     for (uint64_t p = 0; p + 4 <= view.length; ++p) {
-        uint32_t length = view.u32(p);
+        const uint32_t length = static_cast<uint32_t>(bytes[p]) | static_cast<uint32_t>(bytes[p + 1]) << 8 |
+                                static_cast<uint32_t>(bytes[p + 2]) << 16 | static_cast<uint32_t>(bytes[p + 3]) << 24;
         if (length >= wantedLength.size() || !wantedLength[length]) continue;
         if (!view.holds(p + 4, length)) continue;
         std::string_view text(reinterpret_cast<const char*>(view.bytes + p + 4), length);
