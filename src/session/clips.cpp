@@ -240,6 +240,18 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
     }
 }
 
+// The placement blocks of both forms in the tree, which bounds the placements
+// read from them: the list's room is taken once.
+size_t placementBlocks(const std::vector<PtxBlock>& tree) {
+    size_t count = 0;
+    for (const PtxBlock& list : tree) {
+        if (list.contentType != kPlacementListNew && list.contentType != kPlacementListOld) continue;
+        for (const PtxBlock& playlist : list.children)
+            for (const PtxBlock& holder : playlist.children) count += holder.children.size();
+    }
+    return count;
+}
+
 void readOldPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, const TrackTable& tracks,
                        ClipLists& lists) {
     for (const PtxBlock& list : tree) {
@@ -309,6 +321,7 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
     readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree, faults), lists, faults);
+    lists.audioPlacements.reserve(lists.audioPlacements.size() + placementBlocks(tree));
     readNewPlacements(view, tree, tracks, lists, faults);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);
