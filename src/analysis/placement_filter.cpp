@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
-#include <map>
-#include <set>
+#include <vector>
 
 #include "analysis/passes.h"
 
@@ -21,35 +20,76 @@ struct LiveFlags {
     int32_t colour = -2;       // -2: none
 };
 
-// What one playlist row says about its placements.
-struct RowPlacements {
-    std::set<PlacementKey> fadeReferences;
-    std::set<PlacementKey> clipReferences;
-    std::map<uint32_t, std::map<TimelinePosition, int>> live;  // clip index -> position -> live count
-    std::map<uint32_t, int> liveOfIndex;
-    std::map<PlacementKey, LiveFlags> flags;  // one per live key
+// One live key of a row: how many live entries stand there and their flags.
+struct LivePlacement {
+    PlacementKey key;
+    int count = 0;
+    LiveFlags flags;
 };
+
+// What one playlist row says about its placements, in sorted lists (a row holds
+// as many entries as its track has clips, so no tree per key is built).
+struct RowPlacements {
+    std::vector<PlacementKey> fadeReferences;
+    std::vector<PlacementKey> clipReferences;
+    std::vector<LivePlacement> live;                  // by key
+    std::vector<std::pair<uint32_t, int>> liveOfIndex;  // by clip index: live entries left
+
+    bool holds(const std::vector<PlacementKey>& keys, const PlacementKey& key) const {
+        return std::binary_search(keys.begin(), keys.end(), key);
+    }
+    LivePlacement* liveAt(const PlacementKey& key) {
+        auto at = std::lower_bound(live.begin(), live.end(), key,
+                                   [](const LivePlacement& p, const PlacementKey& k) { return p.key < k; });
+        return at != live.end() && at->key == key ? &*at : nullptr;
+    }
+    int* liveOf(uint32_t index) {
+        auto at = std::lower_bound(liveOfIndex.begin(), liveOfIndex.end(), index,
+                                   [](const std::pair<uint32_t, int>& p, uint32_t i) { return p.first < i; });
+        return at != liveOfIndex.end() && at->first == index ? &at->second : nullptr;
+    }
+};
+
+void sortKeys(std::vector<PlacementKey>& keys) {
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+}
 
 RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
     RowPlacements placements;
     const size_t count = std::min({row.clipIndex.size(), row.position.size(), row.live.size(), row.isFade.size(),
                                    row.isGroup.size(), row.overlapState.size(), row.locked.size(),
                                    row.colour.size()});
+    std::vector<size_t> liveEntries;
     for (size_t k = 0; k < count; ++k) {
         if (row.isGroup[k]) continue;
         const PlacementKey key{row.clipIndex[k], row.position[k]};
         if (row.isFade[k] && row.clipIndex[k] < fadeTableSize) {
-            placements.fadeReferences.insert(key);
+            placements.fadeReferences.push_back(key);
         } else {
-            placements.clipReferences.insert(key);
+            placements.clipReferences.push_back(key);
         }
-        if (!row.live[k]) continue;
-        ++placements.live[key.first][key.second];
-        ++placements.liveOfIndex[key.first];
-        LiveFlags& flags = placements.flags[key];
-        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) flags.overlapState = row.overlapState[k];
-        flags.locked = row.locked[k];
-        if (row.colour[k] != -2) flags.colour = row.colour[k];
+        if (row.live[k]) liveEntries.push_back(k);
+    }
+    sortKeys(placements.fadeReferences);
+    sortKeys(placements.clipReferences);
+
+    // The live entries by key, each key's in row order, so that later entries
+    // set its flags over earlier ones.
+    const auto keyAt = [&row](size_t k) { return PlacementKey{row.clipIndex[k], row.position[k]}; };
+    std::stable_sort(liveEntries.begin(), liveEntries.end(),
+                     [&keyAt](size_t a, size_t b) { return keyAt(a) < keyAt(b); });
+    for (size_t k : liveEntries) {
+        const PlacementKey key = keyAt(k);
+        if (placements.live.empty() || placements.live.back().key != key) placements.live.push_back({key, 0, {}});
+        LivePlacement& entry = placements.live.back();
+        ++entry.count;
+        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) entry.flags.overlapState = row.overlapState[k];
+        entry.flags.locked = row.locked[k];
+        if (row.colour[k] != -2) entry.flags.colour = row.colour[k];
+        if (placements.liveOfIndex.empty() || placements.liveOfIndex.back().first != key.first)
+            placements.liveOfIndex.emplace_back(key.first, 0);
+        ++placements.liveOfIndex.back().second;
     }
     return placements;
 }
@@ -57,42 +97,42 @@ RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
 // The live placement a clip stands for: its own key, else the nearest of the
 // same clip within the match window. Null when none is left to match.
 const PlacementKey* matchLive(RowPlacements& placements, const PlacementKey& key, PlacementKey& matched) {
-    auto ofIndex = placements.live.find(key.first);
-    if (ofIndex == placements.live.end()) return nullptr;
-    std::map<TimelinePosition, int>& positions = ofIndex->second;
-    auto exact = positions.find(key.second);
-    if (exact != positions.end() && exact->second > 0) {
-        --exact->second;
+    LivePlacement* exact = placements.liveAt(key);
+    if (exact != nullptr && exact->count > 0) {
+        --exact->count;
         matched = key;
         return &matched;
     }
     const TimelinePosition& at = key.second;
     const TimelinePosition low{at.value - kMatchWindow, at.unit};
     const TimelinePosition high{at.value + kMatchWindow, at.unit};
-    auto best = positions.end();
+    std::vector<LivePlacement>& live = placements.live;
+    auto it = std::lower_bound(live.begin(), live.end(), PlacementKey{key.first, low},
+                               [](const LivePlacement& p, const PlacementKey& k) { return p.key < k; });
+    auto best = live.end();
     int64_t bestDistance = 0;
-    for (auto it = positions.lower_bound(low); it != positions.end() && !(high < it->first); ++it) {
-        if (it->second <= 0) continue;
-        const int64_t distance = std::llabs(it->first.value - at.value);
-        if (best == positions.end() || distance < bestDistance) {
+    for (; it != live.end() && it->key.first == key.first && !(high < it->key.second); ++it) {
+        if (it->count <= 0) continue;
+        const int64_t distance = std::llabs(it->key.second.value - at.value);
+        if (best == live.end() || distance < bestDistance) {
             best = it;
             bestDistance = distance;
         }
     }
-    if (best == positions.end()) return nullptr;
-    --best->second;
-    matched = {key.first, best->first};
+    if (best == live.end()) return nullptr;
+    --best->count;
+    matched = best->key;
     return &matched;
 }
 
-void takeFlags(const RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
-    auto found = placements.flags.find(key);
-    if (found == placements.flags.end()) {
+void takeFlags(RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
+    const LivePlacement* found = placements.liveAt(key);
+    if (found == nullptr) {
         clip.drawnOverNext = false;
         clip.drawnOverPrevious = false;
         return;
     }
-    const LiveFlags& flags = found->second;
+    const LiveFlags& flags = found->flags;
     clip.drawnOverNext = flags.overlapState == 1;
     clip.drawnOverPrevious = flags.overlapState == 2;
     if (flags.colour != -2) clip.colour = flags.colour;
@@ -119,18 +159,18 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         int fadeReferences = 0;
         for (size_t i = 0; i < track.clips.size(); ++i) {
             const PlacementKey key = keyOf(track.clips[i]);
-            if (!options.keepFadeClips && placements.fadeReferences.count(key) &&
-                !placements.clipReferences.count(key)) {
+            if (!options.keepFadeClips && placements.holds(placements.fadeReferences, key) &&
+                !placements.holds(placements.clipReferences, key)) {
                 ++fadeReferences;
                 continue;
             }
             PlacementKey matched;
             const PlacementKey* flagsKey = matchLive(placements, key, matched);
-            int& ofIndex = placements.liveOfIndex[key.first];
+            int* ofIndex = placements.liveOf(key.first);  // present for every live clip index
             if (flagsKey != nullptr) {
-                --ofIndex;
-            } else if (ofIndex > 0) {
-                --ofIndex;
+                --*ofIndex;
+            } else if (ofIndex != nullptr && *ofIndex > 0) {
+                --*ofIndex;
                 flagsKey = &key;
             } else {
                 deletedAt.push_back(i);
