@@ -152,8 +152,8 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         RowPlacements placements = readRow(model.playlistRows[static_cast<size_t>(track.record)], model.fades.size());
         if (placements.live.empty()) continue;
 
-        // Decided first by index, so that the clips are moved once and stay
-        // whole when the row is not believed.
+        // Decided first by index, so that the clips stay whole when the row is
+        // not believed.
         std::vector<std::pair<size_t, PlacementKey>> keptAt;  // clip, key of its flags
         std::vector<size_t> deletedAt;
         int fadeReferences = 0;
@@ -180,16 +180,18 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         }
         // A row whose every placement reads as deleted is not believed.
         if (keptAt.empty()) continue;
-        std::vector<AudioClip> kept;
-        kept.reserve(keptAt.size());
-        for (const auto& [i, flagsKey] : keptAt) {
-            kept.push_back(std::move(track.clips[i]));
-            takeFlags(placements, flagsKey, kept.back());
-        }
         analysis.counts.deletedPlacements += static_cast<int>(deletedAt.size());
         if (options.recoverDeleted)
             for (size_t i : deletedAt) track.losers.push_back(std::move(track.clips[i]));
-        track.clips = std::move(kept);
+        // The kept clips close up in place, in their order.
+        std::vector<AudioClip>& clips = track.clips;
+        size_t kept = 0;
+        for (const auto& [i, flagsKey] : keptAt) {
+            if (i != kept) clips[kept] = std::move(clips[i]);
+            takeFlags(placements, flagsKey, clips[kept]);
+            ++kept;
+        }
+        clips.erase(clips.begin() + static_cast<std::ptrdiff_t>(kept), clips.end());
         analysis.counts.fadeReferencesDropped += fadeReferences;
     }
 }
