@@ -101,7 +101,7 @@ OutputTrack recoveredTrack(const std::string& name, std::vector<AudioClip> loser
 
 // Two tracks of one name are a stereo track stored as split mono: one track
 // holding both halves' clips.
-void mergePair(const BoundTrack& left, const BoundTrack& right, const ConvertOptions& options,
+void mergePair(BoundTrack& left, BoundTrack& right, const ConvertOptions& options,
                AnalysisModel& analysis) {
     const std::string& name = left.name;
     analysis.channelsOfTrack[name] = 2;
@@ -109,20 +109,20 @@ void mergePair(const BoundTrack& left, const BoundTrack& right, const ConvertOpt
     OutputTrack track;
     track.name = name;
     track.matchKey = name;
-    track.clips = pairedClips(left.clips, right.clips);
+    track.clips = pairedClips(std::move(left.clips), std::move(right.clips));
     markFreezeRecord(left, track, analysis);
     ++analysis.counts.mergedPairs;
     analysis.outputTracks.push_back(std::move(track));
 
     if (options.recoverDeleted && (!left.losers.empty() || !right.losers.empty())) {
-        analysis.outputTracks.push_back(recoveredTrack(name, pairedClips(left.losers, right.losers)));
+        analysis.outputTracks.push_back(recoveredTrack(name, pairedClips(std::move(left.losers), std::move(right.losers))));
     }
 }
 
 // Surround legs become one multichannel track carrying the first leg's clips,
 // each playing its whole file.
-void foldLegs(const std::vector<BoundTrack>& tracks, size_t first, size_t end, AnalysisModel& analysis) {
-    const BoundTrack& lead = tracks[first];
+void foldLegs(std::vector<BoundTrack>& tracks, size_t first, size_t end, AnalysisModel& analysis) {
+    BoundTrack& lead = tracks[first];
     const int legs = static_cast<int>(end - first);
     analysis.channelsOfTrack[lead.name] = legs;
     analysis.surroundLegs[lead.name] = legs;
@@ -130,11 +130,16 @@ void foldLegs(const std::vector<BoundTrack>& tracks, size_t first, size_t end, A
     OutputTrack track;
     track.name = lead.name;
     track.matchKey = lead.name;
-    track.clips = lead.clips;
-    for (size_t c = 0; c < track.clips.size(); ++c) {
+    std::vector<std::string> stems;
+    stems.reserve(lead.clips.size());
+    for (size_t c = 0; c < lead.clips.size(); ++c) {
         std::vector<const AudioClip*> legClips;
         for (size_t leg = first; leg < end; ++leg) legClips.push_back(&tracks[leg].clips[c]);
-        track.clips[c].clip.name = sharedStem(legClips);
+        stems.push_back(sharedStem(legClips));
+    }
+    track.clips = std::move(lead.clips);
+    for (size_t c = 0; c < track.clips.size(); ++c) {
+        track.clips[c].clip.name = std::move(stems[c]);
         track.clips[c].channelMode = kWholeFile;
     }
     markFreezeRecord(lead, track, analysis);
@@ -144,7 +149,7 @@ void foldLegs(const std::vector<BoundTrack>& tracks, size_t first, size_t end, A
 
 // One track of a run on its own; in a run of two (one of them an alternate)
 // the first is written as the left half and the second as the right.
-void singleTrack(const BoundTrack& source, size_t runLength, size_t place, const ConvertOptions& options,
+void singleTrack(BoundTrack& source, size_t runLength, size_t place, const ConvertOptions& options,
                  AnalysisModel& analysis) {
     BindingCounts& counts = analysis.counts;
     if (source.isAlternate && !options.keepAltTakes && !source.isFreezeRecord) {
@@ -153,7 +158,7 @@ void singleTrack(const BoundTrack& source, size_t runLength, size_t place, const
     }
     OutputTrack track;
     track.name = source.name;
-    track.clips = source.clips;
+    track.clips = std::move(source.clips);
     markFreezeRecord(source, track, analysis);
     if (!source.isAlternate) {
         analysis.channelsOfTrack[source.name] = static_cast<int>(runLength);
@@ -179,7 +184,7 @@ void singleTrack(const BoundTrack& source, size_t runLength, size_t place, const
     analysis.outputTracks.push_back(std::move(track));
 
     if (options.recoverDeleted && !source.losers.empty()) {
-        OutputTrack recovered = recoveredTrack(name, source.losers);
+        OutputTrack recovered = recoveredTrack(name, std::move(source.losers));
         recovered.legPan = legPan;
         if (source.isAlternate) recovered.besideParent = source.parent;
         analysis.outputTracks.push_back(std::move(recovered));
@@ -216,7 +221,8 @@ bool legsFold(const std::vector<const std::vector<AudioClip>*>& legs) {
 // pair, or the legs of a surround track. Every other track stands alone.
 void buildOutputTracks(const SessionModel&, const ConvertOptions& options, BindingWork& work,
                        AnalysisModel& analysis) {
-    const std::vector<BoundTrack>& tracks = work.tracks;
+    // Each bound track gives its clips to the output track made of it.
+    std::vector<BoundTrack>& tracks = work.tracks;
     for (size_t first = 0; first < tracks.size();) {
         size_t end = first + 1;
         bool anyAlternate = tracks[first].isAlternate;

@@ -43,7 +43,17 @@ void runAnalysisPasses(const SessionModel& model, const ConvertOptions& options,
     for (AnalysisPass pass : kPasses) pass(model, options, work, analysis);
 }
 
+// Stable by position. The clips are large records: a list already in order is
+// left alone, any other is ordered through their indices and moved once.
 void sortByPosition(std::vector<AudioClip>& clips) {
-    std::stable_sort(clips.begin(), clips.end(),
-                     [](const AudioClip& a, const AudioClip& b) { return a.position < b.position; });
+    const auto earlier = [](const AudioClip& a, const AudioClip& b) { return a.position < b.position; };
+    if (std::is_sorted(clips.begin(), clips.end(), earlier)) return;
+    std::vector<size_t> order(clips.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(),
+                     [&clips](size_t a, size_t b) { return clips[a].position < clips[b].position; });
+    std::vector<AudioClip> sorted;
+    sorted.reserve(clips.size());
+    for (size_t i : order) sorted.push_back(std::move(clips[i]));
+    clips = std::move(sorted);
 }

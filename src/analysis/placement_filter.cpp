@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
-#include <map>
-#include <set>
+#include <vector>
 
 #include "analysis/passes.h"
 
@@ -14,36 +13,83 @@ constexpr int64_t kMatchWindow = 64;  // samples (or ticks) either side, in the 
 
 PlacementKey keyOf(const AudioClip& clip) { return {clip.clip.index, clip.clip.start}; }
 
-// What one playlist row says about its placements.
-struct RowPlacements {
-    std::set<PlacementKey> fadeReferences;
-    std::set<PlacementKey> clipReferences;
-    std::map<uint32_t, std::map<TimelinePosition, int>> live;  // clip index -> position -> live count
-    std::map<uint32_t, int> liveOfIndex;
-    std::map<PlacementKey, uint8_t> overlapState;
-    std::map<PlacementKey, bool> locked;
-    std::map<PlacementKey, int32_t> colour;
+// The flags of one live placement, as the last row entry at its key sets them.
+struct LiveFlags {
+    uint8_t overlapState = 0;  // 1 or 2 when set
+    bool locked = false;
+    int32_t colour = -2;       // -2: none
 };
+
+// One live key of a row: how many live entries stand there and their flags.
+struct LivePlacement {
+    PlacementKey key;
+    int count = 0;
+    LiveFlags flags;
+};
+
+// What one playlist row says about its placements, in sorted lists (a row holds
+// as many entries as its track has clips, so no tree per key is built).
+struct RowPlacements {
+    std::vector<PlacementKey> fadeReferences;
+    std::vector<PlacementKey> clipReferences;
+    std::vector<LivePlacement> live;                  // by key
+    std::vector<std::pair<uint32_t, int>> liveOfIndex;  // by clip index: live entries left
+
+    bool holds(const std::vector<PlacementKey>& keys, const PlacementKey& key) const {
+        return std::binary_search(keys.begin(), keys.end(), key);
+    }
+    LivePlacement* liveAt(const PlacementKey& key) {
+        auto at = std::lower_bound(live.begin(), live.end(), key,
+                                   [](const LivePlacement& p, const PlacementKey& k) { return p.key < k; });
+        return at != live.end() && at->key == key ? &*at : nullptr;
+    }
+    int* liveOf(uint32_t index) {
+        auto at = std::lower_bound(liveOfIndex.begin(), liveOfIndex.end(), index,
+                                   [](const std::pair<uint32_t, int>& p, uint32_t i) { return p.first < i; });
+        return at != liveOfIndex.end() && at->first == index ? &at->second : nullptr;
+    }
+};
+
+void sortKeys(std::vector<PlacementKey>& keys) {
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+}
 
 RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
     RowPlacements placements;
     const size_t count = std::min({row.clipIndex.size(), row.position.size(), row.live.size(), row.isFade.size(),
                                    row.isGroup.size(), row.overlapState.size(), row.locked.size(),
                                    row.colour.size()});
+    std::vector<size_t> liveEntries;
     for (size_t k = 0; k < count; ++k) {
         if (row.isGroup[k]) continue;
         const PlacementKey key{row.clipIndex[k], row.position[k]};
         if (row.isFade[k] && row.clipIndex[k] < fadeTableSize) {
-            placements.fadeReferences.insert(key);
+            placements.fadeReferences.push_back(key);
         } else {
-            placements.clipReferences.insert(key);
+            placements.clipReferences.push_back(key);
         }
-        if (!row.live[k]) continue;
-        ++placements.live[key.first][key.second];
-        ++placements.liveOfIndex[key.first];
-        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) placements.overlapState[key] = row.overlapState[k];
-        placements.locked[key] = row.locked[k];
-        if (row.colour[k] != -2) placements.colour[key] = row.colour[k];
+        if (row.live[k]) liveEntries.push_back(k);
+    }
+    sortKeys(placements.fadeReferences);
+    sortKeys(placements.clipReferences);
+
+    // The live entries by key, each key's in row order, so that later entries
+    // set its flags over earlier ones.
+    const auto keyAt = [&row](size_t k) { return PlacementKey{row.clipIndex[k], row.position[k]}; };
+    std::stable_sort(liveEntries.begin(), liveEntries.end(),
+                     [&keyAt](size_t a, size_t b) { return keyAt(a) < keyAt(b); });
+    for (size_t k : liveEntries) {
+        const PlacementKey key = keyAt(k);
+        if (placements.live.empty() || placements.live.back().key != key) placements.live.push_back({key, 0, {}});
+        LivePlacement& entry = placements.live.back();
+        ++entry.count;
+        if (row.overlapState[k] == 1 || row.overlapState[k] == 2) entry.flags.overlapState = row.overlapState[k];
+        entry.flags.locked = row.locked[k];
+        if (row.colour[k] != -2) entry.flags.colour = row.colour[k];
+        if (placements.liveOfIndex.empty() || placements.liveOfIndex.back().first != key.first)
+            placements.liveOfIndex.emplace_back(key.first, 0);
+        ++placements.liveOfIndex.back().second;
     }
     return placements;
 }
@@ -51,42 +97,46 @@ RowPlacements readRow(const PlaylistRow& row, size_t fadeTableSize) {
 // The live placement a clip stands for: its own key, else the nearest of the
 // same clip within the match window. Null when none is left to match.
 const PlacementKey* matchLive(RowPlacements& placements, const PlacementKey& key, PlacementKey& matched) {
-    auto ofIndex = placements.live.find(key.first);
-    if (ofIndex == placements.live.end()) return nullptr;
-    std::map<TimelinePosition, int>& positions = ofIndex->second;
-    auto exact = positions.find(key.second);
-    if (exact != positions.end() && exact->second > 0) {
-        --exact->second;
+    LivePlacement* exact = placements.liveAt(key);
+    if (exact != nullptr && exact->count > 0) {
+        --exact->count;
         matched = key;
         return &matched;
     }
     const TimelinePosition& at = key.second;
     const TimelinePosition low{at.value - kMatchWindow, at.unit};
     const TimelinePosition high{at.value + kMatchWindow, at.unit};
-    auto best = positions.end();
+    std::vector<LivePlacement>& live = placements.live;
+    auto it = std::lower_bound(live.begin(), live.end(), PlacementKey{key.first, low},
+                               [](const LivePlacement& p, const PlacementKey& k) { return p.key < k; });
+    auto best = live.end();
     int64_t bestDistance = 0;
-    for (auto it = positions.lower_bound(low); it != positions.end() && !(high < it->first); ++it) {
-        if (it->second <= 0) continue;
-        const int64_t distance = std::llabs(it->first.value - at.value);
-        if (best == positions.end() || distance < bestDistance) {
+    for (; it != live.end() && it->key.first == key.first && !(high < it->key.second); ++it) {
+        if (it->count <= 0) continue;
+        const int64_t distance = std::llabs(it->key.second.value - at.value);
+        if (best == live.end() || distance < bestDistance) {
             best = it;
             bestDistance = distance;
         }
     }
-    if (best == positions.end()) return nullptr;
-    --best->second;
-    matched = {key.first, best->first};
+    if (best == live.end()) return nullptr;
+    --best->count;
+    matched = best->key;
     return &matched;
 }
 
-void takeFlags(const RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
-    auto state = placements.overlapState.find(key);
-    clip.drawnOverNext = state != placements.overlapState.end() && state->second == 1;
-    clip.drawnOverPrevious = state != placements.overlapState.end() && state->second == 2;
-    auto colour = placements.colour.find(key);
-    if (colour != placements.colour.end()) clip.colour = colour->second;
-    auto locked = placements.locked.find(key);
-    if (locked != placements.locked.end()) clip.locked = locked->second;
+void takeFlags(RowPlacements& placements, const PlacementKey& key, AudioClip& clip) {
+    const LivePlacement* found = placements.liveAt(key);
+    if (found == nullptr) {
+        clip.drawnOverNext = false;
+        clip.drawnOverPrevious = false;
+        return;
+    }
+    const LiveFlags& flags = found->flags;
+    clip.drawnOverNext = flags.overlapState == 1;
+    clip.drawnOverPrevious = flags.overlapState == 2;
+    if (flags.colour != -2) clip.colour = flags.colour;
+    clip.locked = flags.locked;
 }
 
 }  // namespace
@@ -102,36 +152,46 @@ void filterPlacements(const SessionModel& model, const ConvertOptions& options, 
         RowPlacements placements = readRow(model.playlistRows[static_cast<size_t>(track.record)], model.fades.size());
         if (placements.live.empty()) continue;
 
-        std::vector<AudioClip> kept;
-        std::vector<AudioClip> deleted;
+        // Decided first by index, so that the clips stay whole when the row is
+        // not believed.
+        std::vector<std::pair<size_t, PlacementKey>> keptAt;  // clip, key of its flags
+        std::vector<size_t> deletedAt;
         int fadeReferences = 0;
-        for (const AudioClip& clip : track.clips) {
-            const PlacementKey key = keyOf(clip);
-            if (!options.keepFadeClips && placements.fadeReferences.count(key) &&
-                !placements.clipReferences.count(key)) {
+        for (size_t i = 0; i < track.clips.size(); ++i) {
+            const PlacementKey key = keyOf(track.clips[i]);
+            if (!options.keepFadeClips && placements.holds(placements.fadeReferences, key) &&
+                !placements.holds(placements.clipReferences, key)) {
                 ++fadeReferences;
                 continue;
             }
             PlacementKey matched;
             const PlacementKey* flagsKey = matchLive(placements, key, matched);
-            int& ofIndex = placements.liveOfIndex[key.first];
+            int* ofIndex = placements.liveOf(key.first);  // present for every live clip index
             if (flagsKey != nullptr) {
-                --ofIndex;
-            } else if (ofIndex > 0) {
-                --ofIndex;
+                --*ofIndex;
+            } else if (ofIndex != nullptr && *ofIndex > 0) {
+                --*ofIndex;
                 flagsKey = &key;
             } else {
-                deleted.push_back(clip);
+                deletedAt.push_back(i);
                 continue;
             }
-            kept.push_back(clip);
-            takeFlags(placements, *flagsKey, kept.back());
+            keptAt.emplace_back(i, *flagsKey);
         }
         // A row whose every placement reads as deleted is not believed.
-        if (kept.empty()) continue;
-        track.clips = std::move(kept);
-        analysis.counts.deletedPlacements += static_cast<int>(deleted.size());
-        if (options.recoverDeleted) track.losers.insert(track.losers.end(), deleted.begin(), deleted.end());
+        if (keptAt.empty()) continue;
+        analysis.counts.deletedPlacements += static_cast<int>(deletedAt.size());
+        if (options.recoverDeleted)
+            for (size_t i : deletedAt) track.losers.push_back(std::move(track.clips[i]));
+        // The kept clips close up in place, in their order.
+        std::vector<AudioClip>& clips = track.clips;
+        size_t kept = 0;
+        for (const auto& [i, flagsKey] : keptAt) {
+            if (i != kept) clips[kept] = std::move(clips[i]);
+            takeFlags(placements, flagsKey, clips[kept]);
+            ++kept;
+        }
+        clips.erase(clips.begin() + static_cast<std::ptrdiff_t>(kept), clips.end());
         analysis.counts.fadeReferencesDropped += fadeReferences;
     }
 }

@@ -23,21 +23,33 @@ int oneChannelMode(const ClipDefinition& clip) {
 void readTrackClips(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
     const double rate = static_cast<double>(model.info.sampleRate > 0 ? model.info.sampleRate : 48000);
     const ClipSyncOffsets& sync = model.syncOffsets;
-    work.syncApplied = syncOffsetsMatch(sync, model.clips.audioClips);
+    const std::vector<ClipDefinition>& definitions = model.clips.audioClips;
+    work.syncApplied = syncOffsetsMatch(sync, definitions);
     if (!work.syncApplied) {
         for (uint64_t value : sync.values) analysis.counts.syncPointsUnmatched |= value != 0;
     }
 
+    // Each track's room is taken once, for as many clips as it has.
     std::map<uint16_t, BoundTrack> byIndex;
-    for (const AudioClip& placement : model.clips.audioPlacements) {
+    std::map<uint16_t, size_t> clipsOfTrack;
+    for (const ClipPlacement& placement : model.clips.audioPlacements) ++clipsOfTrack[placement.trackIndex];
+    for (const ClipPlacement& placement : model.clips.audioPlacements) {
+        if (placement.clipIndex >= definitions.size()) continue;
         BoundTrack& track = byIndex[placement.trackIndex];
         if (track.clips.empty()) {
             track.trackIndex = placement.trackIndex;
             track.storedIndex = placement.storedTrackIndex;
             track.name = placement.trackName;
+            track.clips.reserve(clipsOfTrack[placement.trackIndex]);
         }
-        AudioClip clip = placement;
-        clip.syncDistance = 0;
+        AudioClip clip;
+        clip.trackName = placement.trackName;
+        clip.trackIndex = placement.trackIndex;
+        clip.storedTrackIndex = placement.storedTrackIndex;
+        clip.playlist = placement.playlist;
+        clip.clip = definitions[placement.clipIndex];
+        clip.clip.start = placement.start;
+        clip.clip.muted = placement.muted;
         clip.channelMode = oneChannelMode(clip.clip);
         const uint16_t index = clip.clip.index;
         if (work.syncApplied && index < sync.values.size() && sync.values[index] != 0) {
@@ -45,5 +57,6 @@ void readTrackClips(const SessionModel& model, const ConvertOptions&, BindingWor
         }
         track.clips.push_back(std::move(clip));
     }
+    work.tracks.reserve(byIndex.size());
     for (auto& entry : byIndex) work.tracks.push_back(std::move(entry.second));
 }

@@ -13,8 +13,8 @@ void chooseSamePosition(const SessionModel&, const ConvertOptions&, BindingWork&
     for (BoundTrack& track : work.tracks) {
         std::vector<AudioClip>& clips = track.clips;
         sortByPosition(clips);
-        std::vector<AudioClip> kept;
-        kept.reserve(clips.size());
+        // The winners close up in place; the others go to the losers in order.
+        size_t kept = 0;
         for (size_t first = 0; first < clips.size();) {
             const int64_t key = millisecondOf(clips[first]);
             size_t end = first + 1;
@@ -28,11 +28,13 @@ void chooseSamePosition(const SessionModel&, const ConvertOptions&, BindingWork&
                 if (better) winner = i;
             }
             for (size_t i = first; i < end; ++i) {
-                (i == winner ? kept : track.losers).push_back(std::move(clips[i]));
+                if (i != winner) track.losers.push_back(std::move(clips[i]));
             }
+            if (winner != kept) clips[kept] = std::move(clips[winner]);
+            ++kept;
             first = end;
         }
-        clips = std::move(kept);
+        clips.erase(clips.begin() + static_cast<std::ptrdiff_t>(kept), clips.end());
         sortByPosition(clips);
     }
 }

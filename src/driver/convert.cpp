@@ -43,15 +43,14 @@ std::string parentOf(const std::string& folder) {
 }
 
 // load(rate) loads the session once at that target rate and gives the load code.
+// The run reads file lengths at the session's own rate: one load does, and a
+// second only for a version outside those known.
 template <typename Load>
 int loadWithRetries(SessionFile& session, Load load) {
-    int code = load(48000);
+    int code = load(kSessionOwnRate);
     if (code == -3) {
         session.allowUnknownVersion = true;
-        code = load(48000);
-    }
-    if (code == 0 && session.sessionRate > 0 && session.sessionRate != 48000) {
-        code = load(session.sessionRate);
+        code = load(kSessionOwnRate);
     }
     return code;
 }

@@ -8,8 +8,9 @@ namespace {
 const char kBase64Alphabet[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Buffered file output is handed over once this much has gathered.
-constexpr std::size_t kFlushSize = 1 << 16;
+// Buffered file output is handed over once this much has gathered: a large
+// project goes out in a few dozen writes.
+constexpr std::size_t kFlushSize = 1 << 20;
 
 constexpr std::size_t kBase64LineLength = 128;
 

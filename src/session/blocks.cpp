@@ -1,6 +1,7 @@
 #include "session/blocks.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -48,6 +49,18 @@ bool stepOn(OpenBlock& open, uint64_t jump) {
     return !(open.i >= open.block.blockSize || open.position + open.i + jump >= open.limit);
 }
 
+// The step after a failed try: on to the next "Z" of the body, since no other
+// byte can head a block. Returns false when the body holds no further one.
+bool stepToNextMark(const ImageView& image, OpenBlock& open) {
+    const uint64_t stop = std::min<uint64_t>(open.block.blockSize, open.limit - open.position);
+    if (++open.i >= stop) return false;
+    const uint8_t* from = image.bytes + open.position + open.i;
+    const void* mark = std::memchr(from, kBlockMark, stop - open.i);
+    if (mark == nullptr) return false;
+    open.i += static_cast<uint64_t>(static_cast<const uint8_t*>(mark) - from);
+    return true;
+}
+
 // The type-independent part of the scan test at p: "Z", a zero high type byte,
 // a non-zero size and a block that ends inside the image. Requires p + 9 < length.
 bool isCandidate(const ImageView& image, uint64_t p, uint32_t& size) {
@@ -84,7 +97,7 @@ bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, Ptx
             const uint64_t childLimit = top.position + 7 + top.block.blockSize;
             PtxBlock child;
             if (!parseHead(image, at, childLimit, child)) {
-                goOn = stepOn(top, 0);
+                goOn = stepToNextMark(image, top);
             } else if (!mayHoldChildren(child, at, childLimit) || stack.size() >= kMaxTreeDepth) {
                 const uint64_t jump = static_cast<uint64_t>(child.blockSize) + 7;
                 top.block.children.push_back(std::move(child));
@@ -109,20 +122,39 @@ bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, Ptx
     }
 }
 
-std::vector<PtxBlock> walkBlockTree(const ImageView& image) {
+namespace {
+
+// The top level of the tree: parse(position, block) reads the block heading
+// there, if any; a block's head alone decides whether it is accepted.
+template <typename Parse>
+std::vector<PtxBlock> walkTopLevel(const ImageView& image, Parse parse) {
     std::vector<PtxBlock> top;
     if (image.length < 65 || image.u8(17) != 0) return top;
     uint64_t position = 20;
     uint64_t step = 1;  // until a block is accepted; then the last accepted width
     while (position < image.length) {
         PtxBlock block;
-        if (parseBlockAt(image, position, image.length, block)) {
+        if (parse(position, block)) {
             step = static_cast<uint64_t>(block.blockSize) + 7;
             top.push_back(std::move(block));
         }
         position += step;
     }
     return top;
+}
+
+}  // namespace
+
+std::vector<PtxBlock> walkBlockTree(const ImageView& image) {
+    return walkTopLevel(image, [&](uint64_t position, PtxBlock& block) {
+        return parseBlockAt(image, position, image.length, block);
+    });
+}
+
+std::vector<PtxBlock> topLevelBlocks(const ImageView& image) {
+    return walkTopLevel(image, [&](uint64_t position, PtxBlock& block) {
+        return parseHead(image, position, image.length, block);
+    });
 }
 
 BlockIndex buildBlockIndex(const ImageView& image) {

@@ -33,6 +33,9 @@ inline bool isBlockHeadAt(const ImageView& image, uint64_t z, uint64_t limit) {
 
 bool parseBlockAt(const ImageView& image, uint64_t position, uint64_t limit, PtxBlock& block);
 std::vector<PtxBlock> walkBlockTree(const ImageView& image);
+// The top-level blocks of walkBlockTree without their children: parseBlockAt
+// at a block's start gives it whole.
+std::vector<PtxBlock> topLevelBlocks(const ImageView& image);
 
 // Every position that could head a block (the "Z", a zero high type byte, a
 // non-zero size that fits the image), grouped by content type in file order.

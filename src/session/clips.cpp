@@ -95,11 +95,11 @@ ClipDefinition readAudioClip(const ImageView& view, const PtxBlock& block, uint1
     return clip;
 }
 
-AudioClip trackEntry(const std::string& name, uint16_t number) {
-    AudioClip entry;
+ClipPlacement trackEntry(const std::string& name, uint16_t number) {
+    ClipPlacement entry;
     entry.trackName = name;
     entry.trackIndex = number;
-    entry.clip.index = kNoClip;
+    entry.clipIndex = kNoClip;
     return entry;
 }
 
@@ -117,20 +117,22 @@ struct TrackTable {
     int64_t find(uint64_t number) const { return number < entryOfNumber.size() ? entryOfNumber[number] : -1; }
 };
 
-// Adds a placement of the clip on the track that holds the track number; null
-// when either is missing.
-ClipDefinition* addPlacement(ClipLists& lists, const TrackTable& tracks, uint64_t trackNumber, uint32_t clipNumber) {
+// Adds a placement of the clip, at the clip's own start, on the track that
+// holds the track number; null when either is missing.
+ClipPlacement* addPlacement(ClipLists& lists, const TrackTable& tracks, uint64_t trackNumber, uint32_t clipNumber) {
     int64_t entry = tracks.find(trackNumber);
     const ClipDefinition* clip = clipOfNumber(lists.audioClips, clipNumber);
     if (entry < 0 || clip == nullptr) return nullptr;
-    const AudioClip& track = lists.audioPlacements[static_cast<size_t>(entry)];
-    AudioClip placement;
+    const ClipPlacement& track = lists.audioPlacements[static_cast<size_t>(entry)];
+    ClipPlacement placement;
     placement.trackName = track.trackName;
     placement.trackIndex = track.trackIndex;
     placement.playlist = track.playlist;
-    placement.clip = *clip;
+    placement.clipIndex = static_cast<uint16_t>(clipNumber);
+    placement.start = clip->start;
+    placement.muted = clip->muted;
     lists.audioPlacements.push_back(std::move(placement));
-    return &lists.audioPlacements.back().clip;
+    return &lists.audioPlacements.back();
 }
 
 // One kind per track, from the track blocks in file order; an audio track block
@@ -228,7 +230,7 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
                     if (placement.contentType != kPlacementNew) continue;
                     uint64_t y = placement.start();
                     if (view.u8(y + 27) == 1) continue;  // a clip group: laid out by the analysis
-                    ClipDefinition* added = addPlacement(lists, tracks, trackNumber, view.u32(y + 11));
+                    ClipPlacement* added = addPlacement(lists, tracks, trackNumber, view.u32(y + 11));
                     if (added == nullptr) continue;
                     added->start = readTimelinePosition(view, y + 16, faults);
                     added->muted = muted;
@@ -237,6 +239,18 @@ void readNewPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
             ++trackNumber;
         }
     }
+}
+
+// The placement blocks of both forms in the tree, which bounds the placements
+// read from them: the list's room is taken once.
+size_t placementBlocks(const std::vector<PtxBlock>& tree) {
+    size_t count = 0;
+    for (const PtxBlock& list : tree) {
+        if (list.contentType != kPlacementListNew && list.contentType != kPlacementListOld) continue;
+        for (const PtxBlock& playlist : list.children)
+            for (const PtxBlock& holder : playlist.children) count += holder.children.size();
+    }
+    return count;
 }
 
 void readOldPlacements(const ImageView& view, const std::vector<PtxBlock>& tree, const TrackTable& tracks,
@@ -260,12 +274,12 @@ void readOldPlacements(const ImageView& view, const std::vector<PtxBlock>& tree,
 
 // Drops the track entries, orders by track and closes the gaps between track
 // numbers, so that the first track is 0 and each next one follows by 1.
-void finishPlacements(std::vector<AudioClip>& placements) {
+void finishPlacements(std::vector<ClipPlacement>& placements) {
     placements.erase(std::remove_if(placements.begin(), placements.end(),
-                                    [](const AudioClip& entry) { return entry.clip.index == kNoClip; }),
+                                    [](const ClipPlacement& entry) { return entry.clipIndex == kNoClip; }),
                      placements.end());
     std::stable_sort(placements.begin(), placements.end(),
-                     [](const AudioClip& a, const AudioClip& b) { return a.trackIndex < b.trackIndex; });
+                     [](const ClipPlacement& a, const ClipPlacement& b) { return a.trackIndex < b.trackIndex; });
     uint16_t previousOld = 0;
     uint16_t previousNew = 0;
     for (size_t i = 0; i < placements.size(); ++i) {
@@ -308,6 +322,7 @@ ClipLists readClipsAndPlacements(const SessionImage& image, const std::vector<Au
     readOldTracks(view, tree, lists, tracks);
     readMidiTracks(image, tree, lists);
     readMidiClipsAndPlacements(image, tree, readMidiNoteChunks(image, tree, faults), lists, faults);
+    lists.audioPlacements.reserve(lists.audioPlacements.size() + placementBlocks(tree));
     readNewPlacements(view, tree, tracks, lists, faults);
     readOldPlacements(view, tree, tracks, lists);
     finishPlacements(lists.audioPlacements);

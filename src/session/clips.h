@@ -99,10 +99,23 @@ struct MidiClip {
     ClipDefinition clip;
 };
 
+// One placement of an audio clip on a track as the reader finds it: the clip by
+// its number in the clip list, not a copy of it. The analysis makes an AudioClip
+// of each, whose clip is the list's with start and muted taken from here.
+struct ClipPlacement {
+    std::string trackName;
+    uint16_t trackIndex = 0;
+    uint16_t storedTrackIndex = 0;  // as AudioClip's
+    uint8_t playlist = 0;
+    uint16_t clipIndex = kNoClip;   // into ClipLists::audioClips
+    TimelinePosition start;         // the placement's position
+    uint8_t muted = 0;
+};
+
 struct ClipLists {
     std::vector<ClipDefinition> audioClips;
     std::vector<ClipDefinition> midiClips;
-    std::vector<AudioClip> audioPlacements;  // sorted by track, track numbers closed up
+    std::vector<ClipPlacement> audioPlacements;  // sorted by track, track numbers closed up
     // One clipless entry (clip.index kNoClip) per MIDI track, numbered over MIDI
     // tracks only: the MIDI placement step finds its tracks here, adds the
     // placements and then removes the clipless entries.

@@ -12,36 +12,7 @@ uint64_t advance(uint64_t position, uint64_t step) {
     return position > top - step ? top : position + step;
 }
 
-// The little-endian number of `count` bytes (at most 8) at position; 0 when any
-// of them lies outside the image.
-uint64_t readLittle(const ImageView& image, uint64_t position, uint64_t count) {
-    if (!image.holds(position, count)) return 0;
-    uint64_t value = 0;
-    for (uint64_t k = 0; k < count; ++k)
-        value |= static_cast<uint64_t>(image.bytes[position + k]) << (8 * k);
-    return value;
-}
-
 }  // namespace
-
-bool ImageView::holds(uint64_t position, uint64_t count) const {
-    // Written without position + count, which can wrap.
-    return bytes != nullptr && position <= length && count <= length - position;
-}
-
-uint8_t ImageView::u8(uint64_t position) const {
-    return static_cast<uint8_t>(readLittle(*this, position, 1));
-}
-
-uint16_t ImageView::u16(uint64_t position) const {
-    return static_cast<uint16_t>(readLittle(*this, position, 2));
-}
-
-uint32_t ImageView::u32(uint64_t position) const {
-    return static_cast<uint32_t>(readLittle(*this, position, 4));
-}
-
-uint64_t ImageView::u64(uint64_t position) const { return readLittle(*this, position, 8); }
 
 double ImageView::f64(uint64_t position) const {
     const uint64_t raw = u64(position);
@@ -93,7 +64,7 @@ ThreePoint readThreePoint(const ImageView& image, uint64_t position) {
         const uint64_t width = point.widths[k];
         // A nibble allows 15 bytes; only the low 8 can be held, the rest is skipped.
         if (image.holds(at, width))
-            point.values[k] = readLittle(image, at, width < 8 ? width : 8);
+            point.values[k] = image.little(at, width < 8 ? width : 8);
         at = advance(at, width);
     }
     point.end = at;

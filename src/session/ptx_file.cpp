@@ -24,6 +24,7 @@ bool readWholeFile(const std::string& path, std::vector<uint8_t>& bytes) {
     if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
     std::FILE* in = std::fopen(path.c_str(), "rb");
     if (in == nullptr) return false;
+    bytes.reserve(static_cast<size_t>(info.st_size));
     uint8_t chunk[65536];
     bool ok = true;
     while (true) {
@@ -209,25 +210,26 @@ int loadSessionBytes(SessionFile& file, std::vector<uint8_t> fileBytes, int64_t 
     file.versionByte = versionByteOf(version);
     if ((version < 5 || version > 12) && !file.allowUnknownVersion) return -3;
 
-    // Top-level blocks come from the tree. A big-endian or tiny image has none, so
-    // neither rate nor file list can be read from it.
-    const std::vector<PtxBlock> top = walkBlockTree(image);
-    const PtxBlock* audioList = nullptr;
+    // Top-level blocks of the tree; only the file list is walked into. A
+    // big-endian or tiny image has none, so neither rate nor file list can be read.
+    const std::vector<PtxBlock> top = topLevelBlocks(image);
+    PtxBlock audioList;
+    bool audioListFound = false;
     bool rateFound = false;
     for (const PtxBlock& block : top) {
         if (block.contentType == kSessionHeader && block.blockSize >= 8) {
             file.sessionRate = image.u32(block.start() + 11);
             rateFound = true;
-        } else if (block.contentType == kAudioFileList && audioList == nullptr) {
-            audioList = &block;
+        } else if (block.contentType == kAudioFileList && !audioListFound) {
+            audioListFound = parseBlockAt(image, block.start(), image.length, audioList);
         }
     }
     if (!rateFound) return -4;
     const bool rateValid = file.sessionRate >= 44100 && file.sessionRate <= 192000;
 
-    if (audioList != nullptr) {
-        if (!readAudioFiles(image, *audioList, file.audioFiles)) return -4;
-        readAudioLengths(image, *audioList, file.audioFiles);
+    if (audioListFound) {
+        if (!readAudioFiles(image, audioList, file.audioFiles)) return -4;
+        readAudioLengths(image, audioList, file.audioFiles);
         if (rateValid)
             for (AudioFileEntry& entry : file.audioFiles)
                 entry.length = scaleLength(entry.length, file.sessionRate, targetRate);

@@ -27,6 +27,9 @@ struct SessionFile {
     ImageView view() const { return ImageView{image.data(), image.size()}; }
 };
 
+// A target rate that keeps the file lengths as the session stores them, at its own rate.
+constexpr int64_t kSessionOwnRate = 0;
+
 // Load codes: 0 loaded; -1 cannot be decrypted; -2 no readable version marker;
 // -3 unknown version; -4 decrypted but the contents cannot be parsed (also a rate
 // outside 44100 to 192000, which stays readable in sessionRate).

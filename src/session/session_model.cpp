@@ -5,7 +5,7 @@
 std::vector<std::string> placementTrackNames(const ClipLists& clips) {
     std::vector<std::string> names;
     std::set<std::string> seen;
-    for (const AudioClip& placement : clips.audioPlacements) {
+    for (const ClipPlacement& placement : clips.audioPlacements) {
         if (seen.insert(placement.trackName).second) names.push_back(placement.trackName);
     }
     return names;

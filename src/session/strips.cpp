@@ -34,18 +34,25 @@ struct TextHit {
 // sorted by position, then index. One pass over the image serves all texts.
 std::vector<TextHit> findLengthPrefixed(const ImageView& view, const std::vector<std::string>& texts) {
     std::unordered_map<std::string_view, std::vector<size_t>> byText;
-    std::vector<bool> wantedLength;
+    std::vector<uint8_t> wantedLength;  // 1 at the length of each text
     for (size_t i = 0; i < texts.size(); ++i) {
         if (texts[i].empty()) continue;  // four zero bytes are no name
         byText[texts[i]].push_back(i);
         if (wantedLength.size() <= texts[i].size()) wantedLength.resize(texts[i].size() + 1);
-        wantedLength[texts[i].size()] = true;
+        wantedLength[texts[i].size()] = 1;
     }
     std::vector<TextHit> hits;
     if (byText.empty()) return hits;
-    for (uint64_t p = 0; p + 4 <= view.length; ++p) {
-        uint32_t length = view.u32(p);
-        if (length >= wantedLength.size() || !wantedLength[length]) continue;
+    // The length is put together from the bytes straight: the loop keeps all
+    // four inside the image, and this is the one read made at every byte.
+    const uint8_t* bytes = view.bytes;
+    const uint64_t end = view.length;
+    const uint8_t* wanted = wantedLength.data();
+    const uint32_t lengths = static_cast<uint32_t>(wantedLength.size());
+    for (uint64_t p = 0; p + 4 <= end; ++p) {
+        const uint32_t length = static_cast<uint32_t>(bytes[p]) | static_cast<uint32_t>(bytes[p + 1]) << 8 |
+                                static_cast<uint32_t>(bytes[p + 2]) << 16 | static_cast<uint32_t>(bytes[p + 3]) << 24;
+        if (length >= lengths || wanted[length] == 0) continue;
         if (!view.holds(p + 4, length)) continue;
         std::string_view text(reinterpret_cast<const char*>(view.bytes + p + 4), length);
         auto found = byText.find(text);

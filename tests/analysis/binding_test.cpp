@@ -47,11 +47,11 @@ struct ModelBuilder {
     void playlist(uint16_t trackIndex, const std::string& trackName, const std::string& playlistName,
                   const std::vector<Entry>& entries, const std::vector<std::pair<uint32_t, uint64_t>>& placed) {
         for (const auto& [clipIndex, start] : placed) {
-            AudioClip placement;
+            ClipPlacement placement;
             placement.trackIndex = trackIndex;
             placement.trackName = trackName;
-            placement.clip = model.clips.audioClips[clipIndex];
-            placement.clip.start = samplesAt(static_cast<int64_t>(start));
+            placement.clipIndex = static_cast<uint16_t>(clipIndex);
+            placement.start = samplesAt(static_cast<int64_t>(start));
             model.clips.audioPlacements.push_back(placement);
         }
         TimebaseRecord record;
@@ -128,7 +128,7 @@ TEST(Binding, PairsFoldsAndAlternates) {
 
     // Without alternates the playlist is set aside, and one leg a sample apart
     // keeps the surround legs apart.
-    b.model.clips.audioPlacements.back().clip.start.value += 1;
+    b.model.clips.audioPlacements.back().start.value += 1;
     b.model.playlistRows.back().position[0].value += 1;
     ConvertOptions dropAlternates;
     dropAlternates.keepAltTakes = false;
@@ -201,7 +201,7 @@ TEST(Binding, FinalOrderEmptyUnmatchedAndFreezeRecords) {
     // clips are stored in: a tick position, however small, makes it tick-based.
     b.model.timebaseRecords[0].tickBased = true;
     EXPECT_EQ(b.run().timebaseOfTrack["Stray"], 0);
-    b.model.clips.audioPlacements.back().clip.start = ticksAt(0);
+    b.model.clips.audioPlacements.back().start = ticksAt(0);
     analysis = b.run();
     EXPECT_EQ(analysis.timebaseOfTrack["Stray"], 2);
     EXPECT_EQ(analysis.counts.judgedByPositions, 1);
