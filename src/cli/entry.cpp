@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/console.h"
+#include "cli/learn.h"
 #include "cli/options.h"
 #include "driver/convert.h"
 #include "driver/output_path.h"
@@ -135,12 +136,12 @@ int runEntry(const std::vector<std::string>& args) {
             closingPause(line.pauseAtEnd);
             std::fflush(stdout);
             return 2;
-        case EntryJob::learn:
-            say("\n  --learn: learning a plug-in from a chain file is not built into this version yet.\n"
-                "  Nothing was learned.\n");
+        case EntryJob::learn: {
+            const int code = learnPlugin(line.learnChainPath, line.learnSignature, line.options.programPath);
             closingPause(line.pauseAtEnd);
             std::fflush(stdout);
-            return 1;
+            return code;
+        }
         case EntryJob::convert:
             break;
     }

@@ -14,6 +14,9 @@ struct ConvertOptions {
     std::string outputPath;
     std::string audioDir = "Audio Files";
     bool audioDirGiven = false;
+    // Every --audio-dir given, in order: searched by file name with the session's
+    // folder tree when a file is not where the session puts it.
+    std::vector<std::string> audioDirs;
     std::string programPath;
     std::string vstIniPath;
     std::vector<std::string> paramFiles;

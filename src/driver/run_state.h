@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/analysis_model.h"
@@ -57,6 +58,7 @@ struct RunCounters {
     std::vector<std::string> modeOff;
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
+    int frozenTracks = 0;            // delivered frozen (--keep-frozen)
     bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;
@@ -69,6 +71,7 @@ struct RunState {
     ptxgui::Progress* progress = nullptr;
     std::string sessionFolder;  // the parent of the media folder, or "."
     std::string projectFolder;  // absolute folder of the project; FILE paths resolve from it ("" unknown)
+    bool inMemory = false;      // the in-memory road: no folder is searched for media
 
     SessionFile session;
     SessionImage image;
@@ -79,6 +82,8 @@ struct RunState {
     AnalysisModel analysis;
     MediaTable media;
     ProjectHeadSummary headSummary;  // what the head writer carried, for the notes
+    // Tracks frozen in Pro Tools that --keep-frozen could not keep frozen: name, reason.
+    std::vector<std::pair<std::string, std::string>> freezeRefusals;
     PluginRun pluginRun;             // REAPER's lists, the plug-in table and what matching decided
 
     bool composeReport = false;

@@ -99,6 +99,18 @@ void sayMediaNotes(const RunState& state) {
                 "      track converts from its source with the plug-in live).\n");
         }
     }
+    if (!media.relinkedFiles.empty()) {
+        const size_t count = media.relinkedFiles.size();
+        say("  %d audio file(s) were not where the session keeps them and were found\n"
+            "      by name under the session's folder or an --audio-dir folder; their\n"
+            "      FILE lines point where they were found:\n",
+            static_cast<int>(count));
+        const size_t shown = std::min<size_t>(count, 12);
+        for (size_t n = 0; n < shown; ++n) {
+            say("      %s -> %s\n", media.relinkedFiles[n]->name.c_str(), media.relinkedFiles[n]->path.c_str());
+        }
+        if (count > shown) say("      ... and %d more\n", static_cast<int>(count - shown));
+    }
     if (!media.missingFiles.empty()) {
         const size_t count = media.missingFiles.size();
         say("  WARNING: %d referenced audio file(s) are not in \"Audio Files\" or beside it:\n", static_cast<int>(count));
@@ -137,7 +149,7 @@ void sayClosingNotes(const RunState& state) {
     if (state.counters.audioItems > 0) {  // only when a FILE line was written
         const MediaSummary media = summarizeMedia(state.media);
         const std::string folder = pathFromProject(state.options.audioDir, state.projectFolder);
-        say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
+        say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems + media.relinkedItems > 0 ? "every other " : "every ",
             folder.c_str());
         if (!media.missingFiles.empty()) {
             say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
@@ -242,11 +254,28 @@ void sayTimingNotes(const RunState& state) {
             "      please send this session file, that should not happen\n",
             c.unmatchedTracks);
     }
-    if (c.freezeRecords > 0) {
+    const int frozen = state.counters.frozenTracks;
+    if (c.freezeRecords > 0 && frozen == 0) {
         say("  %d internal freeze record(s) left out (Pro Tools writes these when a\n"
             "      track is frozen). The track itself converts UNFROZEN: original\n"
             "      audio with its plug-ins live and editable.\n",
             c.freezeRecords);
+    }
+    if (frozen > 0) {
+        say("  %d frozen track(s) delivered FROZEN (--keep-frozen): Pro Tools' own\n"
+            "      freeze render plays, locked, so it sounds as it did even where a\n"
+            "      plug-in cannot load. Track > Unfreeze in REAPER brings back the\n"
+            "      source clips with the plug-ins live.\n",
+            frozen);
+    }
+    const auto& refusals = state.freezeRefusals;
+    for (size_t n = 0; n < refusals.size(); ++n) {
+        if (n == 0) {
+            say("  %d frozen track(s) converted UNFROZEN even with --keep-frozen:\n      %s: %s\n",
+                static_cast<int>(refusals.size()), refusals[n].first.c_str(), refusals[n].second.c_str());
+        } else {
+            say("      %s: %s\n", refusals[n].first.c_str(), refusals[n].second.c_str());
+        }
     }
     sayInactiveNotes(state.counters);
     if (!state.model.tracks.currentNamesFitted && !state.model.tracks.rows.empty()) {

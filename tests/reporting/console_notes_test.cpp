@@ -75,6 +75,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     counters.patchTracks = {"Keys"};
     counters.pluginsFound = 3;
     counters.audioItems = 2;
+    counters.frozenTracks = 1;
+    state.freezeRefusals = {{"Keys", "it has alternate playlist lanes"}};
 
     expectInOrder(notesOf(state), {
         "  5 dual-pan point(s) on 2 stereo track(s) (REAPER dual pan)\n",
@@ -92,6 +94,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         std::string("carried. Please send the session: ") + kSupportAddress + "\n",
         "  WARNING: 1 mixer strip(s) are neither mono nor stereo and were\n",
         "tool does not convert. Please send the session:\n      Pad (7 control slots)\n",
+        "  1 frozen track(s) delivered FROZEN (--keep-frozen): Pro Tools' own\n",
+        "  1 frozen track(s) converted UNFROZEN even with --keep-frozen:\n      Keys: it has alternate playlist lanes\n",
         "  WARNING: this session holds a track type this build does not\n",
         "  3 plug-in instances found, 0 written with their settings\n",
         "  note: 1 clip(s) over 10 minutes (longest 11.7 min, from a 12.0 min\n",
