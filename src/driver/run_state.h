@@ -59,6 +59,11 @@ struct RunCounters {
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
     int frozenTracks = 0;            // delivered frozen (--keep-frozen)
+    int videoTracksWritten = 0;
+    int videoItems = 0;
+    int videoClipColours = 0;        // video items given their clip's colour
+    int videoTracksWithoutFile = 0;  // placements, but no file the session lists as video
+    int videoFilesMissing = 0;       // found neither where the media is nor in "Video Files"
     bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;

@@ -210,6 +210,8 @@ void readMixStage(RunState& state) {
 void clipStage(RunState& state) {
     SessionModel& model = state.model;
     model.fileFolders = readFileFolders(state.image);
+    model.videoFiles = readVideoFiles(state.image);
+    model.videoPlaylists = readVideoPlacements(state.image);
     model.syncOffsets = readClipSyncOffsets(state.image);
     model.timebaseRecords = readTimebaseRecords(state.image);
     model.playlistRows = readPlaylistRows(state.image);

@@ -862,6 +862,44 @@ void sayInactiveNotes(const RunCounters& counters) {
     }
 }
 
+// The video tracks written, their frame rate and quality, and what could not be placed.
+void sayVideoNotes(const RunState& state) {
+    const RunCounters& c = state.counters;
+    if (c.videoTracksWritten == 0) return;
+    say("  %d video track(s), %d video item(s) written. REAPER carries video on\n"
+        "      an ordinary track as a video item, which is what these are; it\n"
+        "      reads the frame rate and size from the file itself.\n"
+        "      Lengths and source offsets are the session's own, in frames, so a\n"
+        "      split picture arrives as the same two pieces on the same track,\n"
+        "      the second one starting where it was cut rather than at the top.\n",
+        c.videoTracksWritten, c.videoItems);
+    if (c.videoClipColours > 0) say("      %d video clip(s) carried a clip color.\n", c.videoClipColours);
+    const SessionInfo& info = state.model.info;
+    if (info.videoFrameRate > 1) {
+        say("      Frame rate %.3f fps, read from the session rather than assumed:\n"
+            "      a 23.976 reel read as 24 drifts about a second over a reel.\n",
+            info.videoFrameRate);
+    }
+    if (info.videoQuality > 1) {
+        say("      The video track was set to %s, not Full Quality. REAPER's\n"
+            "      video decode quality is a global preference, so set it in\n"
+            "      REAPER's own preferences if picture plays rough.\n",
+            videoQualityWord(info.videoQuality));
+    }
+    if (c.videoTracksWithoutFile > 0) {
+        say("      %d video track(s) hold a file this build does not recognize as\n"
+            "      video, so no item was written for them. Their movie is still in\n"
+            "      the session folder; drag it onto the track in REAPER.\n",
+            c.videoTracksWithoutFile);
+    }
+    if (c.videoFilesMissing > 0) {
+        say("      %d video file(s) were not found next to the session, so the\n"
+            "      item carries the bare name and REAPER will show it OFFLINE\n"
+            "      until you point at the file.\n",
+            c.videoFilesMissing);
+    }
+}
+
 // Outboard on hardware inserts cannot be carried: named per track, a line each.
 void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
     if (inserts.empty()) return;
@@ -1036,6 +1074,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayPreferClapNotes(state.pluginRun.matches);
     sayWideAuxLockAndGridNotes(state);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
+    sayVideoNotes(state);
     sayGroupsNotAppliedNotes(state);
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayPositionFaultNotes(state.model.positionFaults);

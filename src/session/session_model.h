@@ -24,6 +24,7 @@
 #include "session/strips.h"
 #include "session/tempo.h"
 #include "session/tracks.h"
+#include "session/video.h"
 
 struct SessionModel {
     SessionInfo info;
@@ -34,6 +35,8 @@ struct SessionModel {
 
     std::vector<AudioFileRef> audioFiles;
     FileFolderMap fileFolders;
+    std::vector<std::string> videoFiles;
+    std::vector<VideoPlaylist> videoPlaylists;
     ClipLists clips;
     ClipSyncOffsets syncOffsets;
     std::vector<TimebaseRecord> timebaseRecords;

@@ -165,3 +165,19 @@ TEST(GoldenRuns, TempoMapAndFarPositionsInBothUnits) {
         EXPECT_NE(project.find(line), std::string::npos) << line;
     }
 }
+
+// A video track of two placements of one movie beside an audio track: at 24
+// frames a second (the session names no rate), 48 frames in and a cut at 96
+// that runs on to the audio's end at 6 s, coloured. The movie lies in "Video Files".
+TEST(GoldenRuns, VideoTrackWithTwoPlacements) {
+    BuiltSession s;
+    s.files = {{"dialog.wav", 288000}};
+    s.clips = {{"dialog", 0, 0, 288000}};
+    BuiltTrack picture{"Picture", 0, 0, 0, false, {}, 1};
+    picture.kind = 0x2623;
+    s.tracks = {{"Dialog", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1}, picture};
+    s.videoFiles = {"Reel 1.mov"};
+    BuiltPlacement cut{0xFFFFFFFF, 96, false, true, 0, false, 30};
+    s.videoPlaylists = {{"Picture", {cut, {0xFFFFFFFF, 48}}}};
+    expectGolden("video-track", s, {}, {"Audio Files/dialog.wav", "Video Files/Reel 1.mov"});
+}
