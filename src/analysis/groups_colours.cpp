@@ -67,6 +67,8 @@ bool membersTrusted(const std::vector<GroupRecord>& records, size_t rows, GroupT
 
 void linkMixGroup(const GroupRecord& group, uint32_t bit, const std::vector<SessionTrack>& rows, GroupTables& groups) {
     bool holdsMaster = false;
+    bool linked = false;  // some member got a bit a GROUP_FLAGS line carries
+    const bool links = attributeOn(group, 0) || attributeOn(group, 1) || attributeOn(group, 7) || attributeOn(group, 8);
     for (uint16_t member : group.members) {
         if (member >= rows.size()) continue;
         if (rows[member].kind == kMasterRow) {
@@ -78,6 +80,7 @@ void linkMixGroup(const GroupRecord& group, uint32_t bit, const std::vector<Sess
         if (attributeOn(group, 1)) bits.mute |= bit;
         if (attributeOn(group, 7)) bits.solo |= bit;
         if (attributeOn(group, 8)) bits.fourth |= bit;
+        linked = linked || links;
     }
     if (holdsMaster) groups.masterFaderGroups.push_back(group.name);
     std::string uncarried;
@@ -86,7 +89,11 @@ void linkMixGroup(const GroupRecord& group, uint32_t bit, const std::vector<Sess
         uncarried += formatText("%s#%d", uncarried.empty() ? "" : ", ", static_cast<int>(attribute));
     }
     if (!uncarried.empty()) groups.uncarried.emplace_back(group.name, uncarried);
-    ++groups.written;
+    if (linked) {
+        ++groups.written;
+    } else {
+        groups.linkless.push_back(group.name);
+    }
 }
 
 // A VCA takes a bit only when some member follows it.

@@ -22,7 +22,8 @@ struct GroupTables {
     std::map<std::string, TrackGroupBits> bits;  // by the strip's name in the track table
     std::map<std::string, double> vcaLevelDb;    // VCA master name: its level
     std::vector<std::string> decoded;            // live groups, in file order
-    int written = 0;                             // mix groups given a bit
+    int written = 0;                             // mix groups that link a member's volume, mute or solo
+    std::vector<std::string> linkless;           // mix groups given a bit that link nothing carried
     std::vector<std::pair<std::string, double>> vcaMasters;  // VCA groups written: master and level
     std::vector<std::string> unresolvedVcas;
     std::vector<std::string> editGroups;

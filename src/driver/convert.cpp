@@ -205,7 +205,7 @@ int runLoadedStages(RunState& state, std::string* memoryProject) {
     if (memoryProject != nullptr) {
         writeStage(state, *memoryProject);
         notesStage(state, options.sessionPath);
-        if (state.composeReport) reportStage(state);
+        if (state.composeReport) reportStage(state, options.sessionPath);
         closingNotesStage(state);
         return 0;
     }
@@ -235,7 +235,7 @@ int runLoadedStages(RunState& state, std::string* memoryProject) {
     mediaStage(state);
     if (state.composeReport) {
         stepProgress(5, "report");
-        reportStage(state);
+        reportStage(state, choice.path);
     }
     closingNotesStage(state);
     wantedParamsStage(state);
@@ -301,6 +301,7 @@ int convertInMemory(const ConvertOptions& options, const std::vector<uint8_t>& f
     projectText.clear();
     return runConversion(options, result, nullptr, [&](RunState& state) {
         state.inMemory = true;
+        state.options.writeReport = false;  // this road writes no file
         const int loadCode = loadWithRetries(state.session, [&](int64_t rate) {
             return loadSessionBytes(state.session, fileBytes, rate);
         });

@@ -14,6 +14,7 @@
 #include "project/media.h"
 #include "plugins/preparation.h"
 #include "project/project_head.h"
+#include "reporting/plugin_outcome.h"
 #include "session/blocks.h"
 #include "session/ptx_file.h"
 #include "session/session_model.h"
@@ -90,6 +91,7 @@ struct RunState {
     // Tracks frozen in Pro Tools that --keep-frozen could not keep frozen: name, reason.
     std::vector<std::pair<std::string, std::string>> freezeRefusals;
     PluginRun pluginRun;             // REAPER's lists, the plug-in table and what matching decided
+    std::vector<PluginOutcome> pluginOutcomes;  // filled by the FX chain writer, read by the report
 
     bool composeReport = false;
     std::string reportText;

@@ -1,11 +1,16 @@
 #include "driver/stages.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <map>
 #include <set>
+#include <system_error>
 
 #include "analysis/passes.h"
 #include "cli/console.h"
+#include "driver/output_path.h"
 #include "plugins/listing.h"
 #include "plugins/preparation.h"
 #include "project/media.h"
@@ -13,6 +18,7 @@
 #include "melodyne/ara_sets.h"
 #include "project/text.h"
 #include "reporting/console_notes.h"
+#include "reporting/report_file.h"
 #include "session/tempo.h"
 
 namespace {
@@ -185,7 +191,6 @@ void optionNoticesStage(const RunState& state) {
         {!o.kontaktState, "--no-kontakt-state", "writing Kontakt's settings"},
         {!o.corpusDir.empty(), "--dump-corpus", "the plug-in chunk corpus"},
         {o.keepPluginMidi, "--keep-plugin-midi", "writing plug-in chains"},
-        {o.writeReport, "--report", "the conversion report"},
     };
     bool first = true;
     for (const Notice& notice : notices) {
@@ -246,7 +251,51 @@ void mediaStage(RunState& state) {
 
 void closingNotesStage(RunState& state) { sayClosingNotes(state); }
 
-void reportStage(RunState& state) { composeSummaryLine(state); }
+namespace {
+
+bool sameExistingFile(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return std::filesystem::equivalent(a, b, error) && !error;
+}
+
+// Writes the text under a temporary name and moves it into place whole; gives
+// the system's reason when that failed, else "". Nothing is left behind on failure.
+std::string storeWhole(const std::string& path, const std::string& text) {
+    const std::string temporary = partialPath(path);
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    if (!file) return std::strerror(errno);
+    std::string reason;
+    if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) reason = std::strerror(errno);
+    if (std::fclose(file) != 0 && reason.empty()) reason = std::strerror(errno);
+    std::error_code error;
+    if (reason.empty()) {
+        std::filesystem::rename(temporary, path, error);
+        if (!error) return std::string();
+        reason = error.message();
+    }
+    std::filesystem::remove(temporary, error);
+    return reason;
+}
+
+}  // namespace
+
+void reportStage(RunState& state, const std::string& projectPath) {
+    state.reportText.clear();
+    setReportCapture(&state.reportText);
+    state.counters.needsLook = composeReport(state, projectPath);
+    setReportCapture(nullptr);
+    composeSummaryLine(state);
+    if (!state.options.writeReport) return;
+    const std::string path = reportPathFor(state.options.sessionPath);
+    // Never over the session or the project just written.
+    const bool taken = sameExistingFile(path, state.options.sessionPath) || sameExistingFile(path, projectPath);
+    if (taken || !storeWhole(path, state.reportText).empty()) {
+        say("  could not write report: %s\n", path.c_str());
+        return;
+    }
+    state.reportPath = path;
+    say("  report written: %s\n", path.c_str());
+}
 
 void composeSummaryLine(const RunState& state) {
     const RunCounters& c = state.counters;

@@ -29,8 +29,9 @@ void writeStage(RunState& state, std::string& text);
 void notesStage(RunState& state, const std::string& writtenPath);
 // The referenced media looked up; missing files named.
 void mediaStage(RunState& state);
-// The conversion report and the summary line.
-void reportStage(RunState& state);
+// The conversion report and the summary line; the report is stored beside the
+// session with --report. projectPath is the project written.
+void reportStage(RunState& state, const std::string& projectPath);
 // The closing console notes, after the report.
 void closingNotesStage(RunState& state);
 // The summary line of the progress protocol, from the counters as they stand.

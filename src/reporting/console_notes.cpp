@@ -86,6 +86,42 @@ void sayQuotedFileNames(const std::vector<std::string>& names) {
 
 }  // namespace
 
+std::string timecodeText(uint64_t frames, int32_t integerRate, bool dropFrame) {
+    const uint64_t rate = integerRate > 0 ? static_cast<uint64_t>(integerRate) : 30;
+    if (dropFrame) {
+        const uint64_t dropped = rate / 15;                    // 2 labels a minute at 30, 4 at 60
+        const uint64_t perMinute = rate * 60 - dropped;
+        const uint64_t perTenMinutes = rate * 600 - 9 * dropped;  // every tenth minute keeps them
+        const uint64_t tens = frames / perTenMinutes;
+        const uint64_t rest = frames % perTenMinutes;
+        frames += 9 * dropped * tens + (rest > dropped ? dropped * ((rest - dropped) / perMinute) : 0);
+    }
+    const uint64_t seconds = frames / rate;
+    return formatText("%02llu:%02llu:%02llu%s%02llu", static_cast<unsigned long long>(seconds / 3600),
+                      static_cast<unsigned long long>(seconds / 60 % 60), static_cast<unsigned long long>(seconds % 60),
+                      dropFrame ? ";" : ":", static_cast<unsigned long long>(frames % rate));
+}
+
+std::string sessionStartText(const SessionInfo& info) {
+    const SessionTimecode timecode = sessionTimecode(info);
+    const bool dropLabels = std::string(timecode.shortName).find("drop") != std::string::npos;
+    const uint64_t frames = timecode.factor > 1 ? info.sessionStartFramesWide : info.sessionStartFrames;
+    return timecodeText(frames, timecode.integerRate, dropLabels);
+}
+
+int unknownWidthPanLanes(const RunState& state) {
+    int panLanes = 0;
+    for (const UnknownWidthStrip& unknown : state.analysis.unknownWidthStrips) {
+        for (const StripRow& strip : state.model.strips) {
+            if (strip.present && strip.name == unknown.name) {
+                panLanes += strip.panLane.points.empty() ? 0 : 1;
+                break;
+            }
+        }
+    }
+    return panLanes;
+}
+
 void sayMediaNotes(const RunState& state) {
     const MediaSummary media = summarizeMedia(state.media);
     if (!media.siblingFiles.empty()) {
@@ -916,15 +952,7 @@ void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
 // Strips neither mono nor stereo: their pan is not carried, nor their pan lane.
 void sayUnknownWidthNotes(const RunState& state) {
     const std::vector<UnknownWidthStrip>& strips = state.analysis.unknownWidthStrips;
-    int panLanes = 0;
-    for (const UnknownWidthStrip& unknown : strips) {
-        for (const StripRow& strip : state.model.strips) {
-            if (strip.present && strip.name == unknown.name) {
-                panLanes += strip.panLane.points.empty() ? 0 : 1;
-                break;
-            }
-        }
-    }
+    const int panLanes = unknownWidthPanLanes(state);
     if (panLanes > 0) {
         say("  %d surround/multichannel strip(s) carry PAN automation that is NOT\n"
             "      written: a surround strip has no single pan, and its panner lanes\n"
@@ -974,24 +1002,6 @@ void sayWideAuxLockAndGridNotes(const RunState& state) {
     }
 }
 
-// "01:00:00:00" for a count of frames at the integer rate; drop-frame counts
-// skip the labels a drop-frame clock skips, and the frames stand behind ";".
-std::string timecodeText(uint64_t frames, int32_t integerRate, bool dropFrame) {
-    const uint64_t rate = integerRate > 0 ? static_cast<uint64_t>(integerRate) : 30;
-    if (dropFrame) {
-        const uint64_t dropped = rate / 15;                    // 2 labels a minute at 30, 4 at 60
-        const uint64_t perMinute = rate * 60 - dropped;
-        const uint64_t perTenMinutes = rate * 600 - 9 * dropped;  // every tenth minute keeps them
-        const uint64_t tens = frames / perTenMinutes;
-        const uint64_t rest = frames % perTenMinutes;
-        frames += 9 * dropped * tens + (rest > dropped ? dropped * ((rest - dropped) / perMinute) : 0);
-    }
-    const uint64_t seconds = frames / rate;
-    return formatText("%02llu:%02llu:%02llu%s%02llu", static_cast<unsigned long long>(seconds / 3600),
-                      static_cast<unsigned long long>(seconds / 60 % 60), static_cast<unsigned long long>(seconds % 60),
-                      dropFrame ? ";" : ":", static_cast<unsigned long long>(frames % rate));
-}
-
 // The session's bit depth carried as REAPER's recording format, and its
 // timecode rate and Session Start as REAPER's frame rate and project start.
 void sayFormatNotes(const RunState& state) {
@@ -1008,11 +1018,9 @@ void sayFormatNotes(const RunState& state) {
     }
     if (!head.timecodeWritten) return;
     const SessionTimecode& timecode = head.timecode;
-    const bool dropLabels = std::string(timecode.shortName).find("drop") != std::string::npos;
-    const uint64_t frames = timecode.factor > 1 ? info.sessionStartFramesWide : info.sessionStartFrames;
     say("  Timecode: %s fps, Session Start %s (%.4f s) written as REAPER's\n"
         "      frame rate and project start, so the ruler reads the same timecode.\n",
-        timecode.shortName, timecodeText(frames, timecode.integerRate, dropLabels).c_str(), timecode.startSeconds);
+        timecode.shortName, sessionStartText(info).c_str(), timecode.startSeconds);
     const char* dropNumber = timecode.row ? timecode.row->dropNumber : "";
     if (std::string(dropNumber) == "30") {
         say("      REAPER has no 30 drop-frame setting; the ruler runs at 30 non-drop.\n");
@@ -1058,7 +1066,6 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTrackColourNotes(state);
     sayMeterAndMarkerNotes(state);
     sayColourSchemeNotes(state);
-    sayPanDepthNote(state.model.info);
     sayGroupNotes(state);
     sayTrackStateNotes(state.counters);
     sayMidiTrackViewNotes(state.counters);

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kRowsAndChannels = 1;
 constexpr int kRowsAndDevices = 2;
+constexpr int kTrackColour = 5;
 
 // A line each under the note, at most 8, then how many more.
 void sayLines(const std::vector<std::string>& names) {
@@ -75,7 +76,9 @@ void sayClipTintNotes(const RunState& state) {
             "      given a guessed shade.\n",
             counts.tintsNotMeasured);
     }
-    if (counts.clipsLeftToReaper > 0) {
+    // Under the codings not measured every such clip is left, not only MIDI clips and hand-colored tracks.
+    const bool measured = coding == kRowsAndChannels || coding == kRowsAndDevices || coding == kTrackColour;
+    if (counts.clipsLeftToReaper > 0 && measured) {
         say("      %d clip(s) with no color of their own are left for REAPER to\n"
             "      draw in the track color: MIDI clips (Pro Tools tints their notes,\n"
             "      not their body) and clips on hand-colored tracks, which are not\n"
@@ -252,6 +255,7 @@ void sayColourSchemeNotes(const RunState& state) {
         sayClipTintNotes(state);
     }
     if (trackNotes) saySchemeTrackNotes(state.analysis.colours);
+    sayPanDepthNote(info);
     if (!clipNotes) return;
     sayOwnClipColourNotes(counts);
     sayThemeNotes(state);
@@ -270,6 +274,13 @@ void sayGroupNotes(const RunState& state) {
             "      transfer those, so muting one member in REAPER will NOT\n"
             "      mute the others. Their faders will still move together.\n",
             groups.written);
+    }
+    if (!groups.linkless.empty()) {
+        say("      %d group(s) NOT linked in REAPER: none of the controls they link\n"
+            "      in Pro Tools is one this build carries, so each member's fader,\n"
+            "      mute and solo move on their own:\n",
+            count(groups.linkless));
+        sayLines(groups.linkless);
     }
     if (!groups.vcaMasters.empty()) {
         say("      %d VCA group(s) written as REAPER VCA links. The master is\n"

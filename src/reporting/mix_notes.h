@@ -11,7 +11,7 @@ void sayTrackColourNotes(const RunState& state);
 void sayMarkerColourNotes(const RunState& state);
 // "None carried a stored marker color", behind the notes on memory locations.
 void sayNoMarkerColourNote(const RunState& state);
-// The display schemes, the clip colours and the theme they follow.
+// The display schemes, the pan law, the clip colours and the theme they follow.
 void sayColourSchemeNotes(const RunState& state);
 // Mix and VCA groups written, and what could not be linked.
 void sayGroupNotes(const RunState& state);

@@ -152,7 +152,8 @@ namespace {
 
 // A, B, C, a VCA master at -6 dB and D; "Mix" links A and B with volume, mute,
 // solo and attribute 5; "Old" stands once; "EditOnly" is an Edit group; the
-// VCA leads C and D; "Empty VCA" leads nobody.
+// VCA leads C and D; "Empty VCA" leads nobody; "Fourth" links A and D by
+// attribute 4 alone, which no GROUP_FLAGS field carries.
 BuiltSession groupedSession(int allMembers) {
     BuiltSession s;
     s.tracks = {track("A"), track("B"), track("C"), track("VCA 1"), track("D")};
@@ -163,7 +164,8 @@ BuiltSession groupedSession(int allMembers) {
     std::vector<uint16_t> all;
     for (int m = 0; m < allMembers; ++m) all.push_back(static_cast<uint16_t>(m));
     s.groups = {{"<ALL>", 2, 255, all},          {"Mix", 1, 1, {0, 1}, -1, attributes}, {"Old", 1, 2, {2}, -1, {}, 1},
-                {"EditOnly", 0, 3, {0, 2}},     {"VCA", 1, 4, {2, 3, 4}, 3},          {"Empty VCA", 1, 5, {3}, 3}};
+                {"EditOnly", 0, 3, {0, 2}},     {"VCA", 1, 4, {2, 3, 4}, 3},          {"Empty VCA", 1, 5, {3}, 3},
+                {"Fourth", 1, 6, {0, 4}, -1, std::vector<uint8_t>{0, 0, 0, 0, 1}}};
     return s;
 }
 
@@ -176,8 +178,10 @@ TEST(GroupRuns, MixGroupsAndVcasBecomeGroupFlags) {
               (std::vector<std::string>{"A=1 1 0 0 1 1 1 1", "B=1 1 0 0 1 1 1 1", "C=" + follow + " 0 2",
                                         "VCA 1=" + follow + " 2", "D=" + follow + " 0 2"}));
     EXPECT_EQ(trackLines(run.project, "VOLPAN")[3], "VCA 1=0.501187 0 -1 -1.000000 1.000000");
-    for (const char* note : {"  4 mix/VCA group(s) decoded from the session:\n      Mix\n      EditOnly\n      VCA\n",
+    for (const char* note : {"  5 mix/VCA group(s) decoded from the session:\n      Mix\n      EditOnly\n      VCA\n",
                              "      1 written as REAPER fader-link group(s).\n",
+                             "      1 group(s) NOT linked in REAPER: none of the controls they link\n",
+                             "      mute and solo move on their own:\n      Fourth\n",
                              "      1 VCA group(s) written as REAPER VCA links.",
                              "        VCA master \"VCA 1\" at -6.0 dB\n",
                              "  WARNING: 1 group record(s) ignored -- they appeared only once,\n",

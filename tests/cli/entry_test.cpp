@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <sys/wait.h>
 
+#include "cli/console.h"
 #include "cli/options.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
@@ -103,14 +104,26 @@ TEST(Entry, SelfCheckAndConvertTwice) {
     addSessionHead(builder, 48000);
     const std::string session = builder.writeFile(folder, "song.ptx");
 
-    // This version composes no report: the self-check says so rather than that two texts differ.
+    // The report handed back and the report on disk are the same bytes.
     ProgramRun selfCheck = runProgram({session}, "PTX_API_SELFTEST=1");
     EXPECT_EQ(selfCheck.exitCode, 0);
-    EXPECT_NE(selfCheck.out.find("  API SELFTEST: rc=0 report_text=0 ondisk=0 NO REPORT (the conversion report is "
-                                 "not built into this version yet)\n"),
+    const size_t size = readFileText(folder + "/song-varnoak-report.txt").size();
+    EXPECT_GT(size, 0u);
+    EXPECT_NE(selfCheck.out.find(formatText("  API SELFTEST: rc=0 report_text=%zu ondisk=%zu IDENTICAL\n", size, size)),
               std::string::npos)
         << selfCheck.out;
     EXPECT_NE(selfCheck.out.find("  API SELFTEST: console_text="), std::string::npos);
+
+    // A report that cannot be written costs no project, and leaves nothing half-written.
+    std::filesystem::remove(folder + "/song-varnoak-report.txt");
+    std::filesystem::create_directory(folder + "/song-varnoak-report.txt");
+    ProgramRun blocked = runProgram({"--report", "--overwrite", session});
+    EXPECT_EQ(blocked.exitCode, 0);
+    EXPECT_NE(blocked.out.find("  could not write report: " + folder + "/song-varnoak-report.txt\n"), std::string::npos)
+        << blocked.out;
+    EXPECT_TRUE(fileExists(folder + "/song.rpp"));
+    EXPECT_FALSE(fileExists(folder + "/song-varnoak-report.txt.partial"));
+    EXPECT_FALSE(fileExists(folder + "/song.rpp.partial"));
 
     ProgramRun noOutput = runProgram({"--convert-twice", session});
     EXPECT_EQ(noOutput.exitCode, 1);
@@ -131,14 +144,13 @@ TEST(Entry, OptionsNotBuiltYetSaySo) {
     ImageBuilder builder;
     addSessionHead(builder, 48000);
     const std::string session = builder.writeFile(folder, "song.ptx");
-    const ProgramRun all = runProgram({"--check", session, "--skip-muted-fx", "--usage-json", "u.json", "--report"});
+    const ProgramRun all = runProgram({"--check", session, "--skip-muted-fx", "--usage-json", "u.json"});
     EXPECT_EQ(all.exitCode, 0) << all.out;
     EXPECT_NE(all.out.find("\n\n  --skip-bypassed-fx: writing plug-in chains is not built into this version yet.\n"
-                           "  --usage-json: the usage summary is not built into this version yet.\n"
-                           "  --report: the conversion report is not built into this version yet.\n"),
+                           "  --usage-json: the usage summary is not built into this version yet.\n"),
               std::string::npos)
         << all.out;
-    const ProgramRun built = runProgram({"--check", "--no-click", "--recover-deleted", "--no-fades", "--no-stretch",
+    const ProgramRun built = runProgram({"--check", "--report", "--no-click", "--recover-deleted", "--no-fades", "--no-stretch",
                                          "--comments", "item", "--tempo-ramps", "--pt-theme", "dark", "--no-ara",
                                          "--vstini", "x.ini", "--prefer-clap", "--keep-frozen", "--audio-dir", ".",
                                          session});

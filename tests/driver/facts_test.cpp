@@ -13,6 +13,7 @@
 #include "cli/console.h"
 #include "driver/stages.h"
 #include "project/text.h"
+#include "reporting/note_order.h"
 #include "session/real_sessions.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
@@ -233,6 +234,7 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
         ASSERT_EQ(run.code, 0) << run.console;
+        EXPECT_EQ(noteOrderFault(run.console), "") << name;
         EXPECT_LT(seconds, 20.0) << name;  // a sanitizer build; an optimised one takes well under a second
 
         const std::string project = readFileText(options.outputPath);
@@ -251,7 +253,7 @@ TEST(FactsRuns, LargeSessionsConvertWholeAndQuickly) {
 // unmatched; the comps of "Megan Solo", named "Meg Solo", "Meg Solo.01" ...,
 // ride on it as lanes, found through the track that owns them; SinkDown's
 // inactive track is told by its track block (its list row holds no such byte);
-// the console names the saved-by version.
+// the console names the saved-by version; its notes keep the catalogue's order.
 TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
     const std::string studio = std::string(TRELLUM_SHARED_DIR) + "/studio";
     if (filesEnding(studio, ".ptx").empty()) GTEST_SKIP() << "no studio sessions";
@@ -278,6 +280,9 @@ TEST(StudioRuns, EveryTrackBoundCompsAsLanesAndTheSavedByVersion) {
         EXPECT_EQ(inactive, c.inactive);
         ConvertOptions options = optionsFor(studio + "/" + c.file);
         options.checkOnly = true;
-        EXPECT_NE(runConvert(options).console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
+        const std::string console = runConvert(options).console;
+        EXPECT_NE(console.find(std::string("  Read:  ") + c.savedBy + ", "), std::string::npos);
+        EXPECT_EQ(noteOrderFault(console), "") << c.file;
+        EXPECT_EQ(noteOrderFault(runConvert(withNoteSwitches(options)).console), "") << c.file;
     }
 }

@@ -3,7 +3,6 @@
 // review the change in the diff.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "project/text.h"
@@ -11,8 +10,6 @@
 #include "support/session_builder.h"
 
 namespace {
-
-const std::string kExpected = std::string(TRELLUM_SOURCE_DIR) + "/tests/golden/expected/";
 
 std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -39,16 +36,8 @@ std::string expectGolden(const std::string& caseName, const BuiltSession& sessio
     const std::string console = replaceAll(run.console, folder, "SESSION");
     EXPECT_EQ(checkProjectText(project), std::nullopt);
 
-    const std::string projectFile = kExpected + caseName + ".rpp";
-    const std::string consoleFile = kExpected + caseName + ".console";
-    if (std::getenv("TRELLUM_UPDATE_GOLDEN")) {
-        writeFileText(projectFile, project);
-        writeFileText(consoleFile, console);
-        return project;
-    }
-    EXPECT_TRUE(fileExists(projectFile)) << "no stored " << projectFile << "; run with TRELLUM_UPDATE_GOLDEN=1";
-    EXPECT_EQ(project, readFileText(projectFile)) << caseName;
-    EXPECT_EQ(console, readFileText(consoleFile)) << caseName;
+    EXPECT_EQ(project, storedText(caseName + ".rpp", project)) << caseName;
+    EXPECT_EQ(console, storedText(caseName + ".console", console)) << caseName;
     return project;
 }
 

@@ -59,3 +59,9 @@ bool fileExists(const std::string& path) { return static_cast<bool>(std::ifstrea
 void writeFileText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
+
+std::string storedText(const std::string& file, const std::string& text) {
+    const std::string path = TRELLUM_SOURCE_DIR "/tests/golden/expected/" + file;
+    if (std::getenv("TRELLUM_UPDATE_GOLDEN")) writeFileText(path, text);
+    return readFileText(path);
+}

@@ -28,3 +28,6 @@ ConvertOptions optionsFor(const std::string& sessionPath);
 std::string readFileText(const std::string& path);
 bool fileExists(const std::string& path);
 void writeFileText(const std::string& path, const std::string& text);
+// The stored text of tests/golden/expected/<file>; with TRELLUM_UPDATE_GOLDEN
+// set, stores `text` there first (read the diff).
+std::string storedText(const std::string& file, const std::string& text);
