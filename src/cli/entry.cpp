@@ -11,6 +11,7 @@
 #include "cli/options.h"
 #include "driver/convert.h"
 #include "driver/output_path.h"
+#include "reporting/usage_summary.h"
 #include "reporting/support.h"
 
 namespace {
@@ -84,11 +85,23 @@ void sayNoSession() {
 }
 
 // Converts one session as the command line asked; the return code of its last pass.
+// The usage summary after the run; a file that cannot be written changes no exit code.
+void writeUsageSummary(const std::string& path, int code, const std::string& body) {
+    const std::string text = usageSummaryText(kProgramVersion, code, body.empty() ? std::string(kEmptyUsageBody) : body);
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    const bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file && std::fclose(file) != 0) file = nullptr;
+    if (!written || !file) say("  could not write the usage summary file\n");
+}
+
 int convertOne(const CommandLine& line, ConvertOptions options) {
     if (!options.audioDirGiven) options.audioDir = folderOf(options.sessionPath) + "/Audio Files";
     StderrProgress stderrProgress;
     ptxgui::Progress* progress = line.progressWanted ? &stderrProgress : nullptr;
-    int code = convert(options, nullptr, progress);
+    const bool usage = !options.usageJsonPath.empty() && !options.checkOnly && !options.listOnly;
+    ConvertResult result;
+    int code = convert(options, usage ? &result : nullptr, progress);
+    if (usage) writeUsageSummary(options.usageJsonPath, code, result.usageBody);
     std::fflush(stdout);
     if (line.progressWanted) writeProgressTail(code);
     if (code == 0 && line.convertTwice) {

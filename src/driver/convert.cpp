@@ -13,6 +13,7 @@
 #include "driver/refusals.h"
 #include "driver/run_state.h"
 #include "driver/stages.h"
+#include "reporting/usage_summary.h"
 
 namespace {
 
@@ -237,6 +238,7 @@ int runLoadedStages(RunState& state, std::string* memoryProject) {
         stepProgress(5, "report");
         reportStage(state, choice.path);
     }
+    if (!options.usageJsonPath.empty() && !options.checkOnly) state.usageBody = composeUsageBody(state);
     closingNotesStage(state);
     wantedParamsStage(state);
     if (options.checkOnly) {
@@ -284,6 +286,7 @@ int runConversion(const ConvertOptions& options, ConvertResult* result, ptxgui::
         if (state) {
             result->reportText = state->reportText;
             result->reportPath = state->reportPath;
+            result->usageBody = state->usageBody;
         }
     }
     setProgress(nullptr);

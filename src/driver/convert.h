@@ -65,6 +65,9 @@ struct ConvertResult {
     std::string consoleText;
     std::string reportText;
     std::string reportPath;
+    // The last four keys of the usage summary, composed when usageJsonPath is
+    // set; empty when the run stopped before it was composed.
+    std::string usageBody;
 };
 
 // Returns 0 when the project was written (or the check or list finished), 1 when

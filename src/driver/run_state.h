@@ -96,5 +96,6 @@ struct RunState {
     bool composeReport = false;
     std::string reportText;
     std::string reportPath;
+    std::string usageBody;
     RunCounters counters;
 };

@@ -185,8 +185,6 @@ void optionNoticesStage(const RunState& state) {
         {!o.placeholders, "--no-placeholders", "writing plug-in chains"},
         {!o.aaxSlots, "--no-aax-slots", "writing plug-in chains"},
         {o.skipMissingFx, "--skip-missing-fx", "writing plug-in chains"},
-        {!o.usageJsonPath.empty(), "--usage-json", "the usage summary"},
-        {o.usageShared, "--usage-shared", "the usage summary"},
         {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
         {!o.kontaktState, "--no-kontakt-state", "writing Kontakt's settings"},
         {!o.corpusDir.empty(), "--dump-corpus", "the plug-in chunk corpus"},

@@ -192,11 +192,20 @@ void sayClosingNotes(const RunState& state) {
                 "      --audio-dir \"<the folder your .wav files are really in>\"\n");
         }
     }
-    // No usage summary is written yet, so nothing of this run is shared.
-    say("\n  PRIVACY: this program contains no network code. No information\n"
-        "      about this session was transmitted from this computer: no\n"
-        "      upload, no telemetry, no usage reporting. A report reaches\n"
-        "      varnoak only when it is attached to an email and sent.\n");
+    if (state.options.usageShared) {
+        say("\n  PRIVACY: this program contains no network code. It wrote an\n"
+            "      anonymous summary of this conversion (counts, and which plug-ins\n"
+            "      converted how), which varnoak sends because usage summaries are on\n"
+            "      in Help > App settings. The summary holds no track, clip or file\n"
+            "      names, no paths and no audio. Nothing else about this session\n"
+            "      left this computer. A report reaches varnoak only when it is\n"
+            "      attached to an email and sent.\n");
+    } else {
+        say("\n  PRIVACY: this program contains no network code. No information\n"
+            "      about this session was transmitted from this computer: no\n"
+            "      upload, no telemetry, no usage reporting. A report reaches\n"
+            "      varnoak only when it is attached to an email and sent.\n");
+    }
 }
 
 namespace {
