@@ -7,9 +7,11 @@
 #include <sstream>
 
 #include "cli/console.h"
+#include "cli/learn.h"
 #include "cli/options.h"
 #include "driver/convert.h"
 #include "driver/output_path.h"
+#include "reporting/usage_summary.h"
 #include "reporting/support.h"
 
 namespace {
@@ -83,11 +85,23 @@ void sayNoSession() {
 }
 
 // Converts one session as the command line asked; the return code of its last pass.
+// The usage summary after the run; a file that cannot be written changes no exit code.
+void writeUsageSummary(const std::string& path, int code, const std::string& body) {
+    const std::string text = usageSummaryText(kProgramVersion, code, body.empty() ? std::string(kEmptyUsageBody) : body);
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    const bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file && std::fclose(file) != 0) file = nullptr;
+    if (!written || !file) say("  could not write the usage summary file\n");
+}
+
 int convertOne(const CommandLine& line, ConvertOptions options) {
     if (!options.audioDirGiven) options.audioDir = folderOf(options.sessionPath) + "/Audio Files";
     StderrProgress stderrProgress;
     ptxgui::Progress* progress = line.progressWanted ? &stderrProgress : nullptr;
-    int code = convert(options, nullptr, progress);
+    const bool usage = !options.usageJsonPath.empty() && !options.checkOnly && !options.listOnly;
+    ConvertResult result;
+    int code = convert(options, usage ? &result : nullptr, progress);
+    if (usage) writeUsageSummary(options.usageJsonPath, code, result.usageBody);
     std::fflush(stdout);
     if (line.progressWanted) writeProgressTail(code);
     if (code == 0 && line.convertTwice) {
@@ -129,12 +143,12 @@ int runEntry(const std::vector<std::string>& args) {
             closingPause(line.pauseAtEnd);
             std::fflush(stdout);
             return 2;
-        case EntryJob::learn:
-            say("\n  --learn: learning a plug-in from a chain file is not built into this version yet.\n"
-                "  Nothing was learned.\n");
+        case EntryJob::learn: {
+            const int code = learnPlugin(line.learnChainPath, line.learnSignature, line.options.programPath);
             closingPause(line.pauseAtEnd);
             std::fflush(stdout);
-            return 1;
+            return code;
+        }
         case EntryJob::convert:
             break;
     }

@@ -46,7 +46,7 @@ using Values = std::vector<std::string>;
 // are handled before the table is consulted for the rest.
 const OptionRow kOptionTable[] = {
     {{"--tempo"}, Value::one, [](CommandLine& l, const Values& v) { l.options.tempoOverride = std::atof(v[0].c_str()); }},
-    {{"--audio-dir"}, Value::one, [](CommandLine& l, const Values& v) { l.options.audioDir = v[0]; l.options.audioDirGiven = true; }},
+    {{"--audio-dir"}, Value::one, [](CommandLine& l, const Values& v) { l.options.audioDir = v[0]; l.options.audioDirGiven = true; l.options.audioDirs.push_back(v[0]); }},
     {{"-o"}, Value::one, [](CommandLine& l, const Values& v) { l.options.outputPath = v[0]; }},
     {{"--keep-alt-takes"}, Value::none, [](CommandLine& l, const Values&) { l.options.keepAltTakes = true; }},
     {{"--drop-alt-takes", "--no-alt-takes"}, Value::none, [](CommandLine& l, const Values&) { l.options.keepAltTakes = false; }},

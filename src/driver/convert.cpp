@@ -13,6 +13,7 @@
 #include "driver/refusals.h"
 #include "driver/run_state.h"
 #include "driver/stages.h"
+#include "reporting/usage_summary.h"
 
 namespace {
 
@@ -236,6 +237,7 @@ int runLoadedStages(RunState& state, std::string* memoryProject) {
         stepProgress(5, "report");
         reportStage(state, choice.path);
     }
+    if (!options.usageJsonPath.empty() && !options.checkOnly) state.usageBody = composeUsageBody(state);
     closingNotesStage(state);
     wantedParamsStage(state);
     if (options.checkOnly) {
@@ -283,6 +285,7 @@ int runConversion(const ConvertOptions& options, ConvertResult* result, ptxgui::
         if (state) {
             result->reportText = state->reportText;
             result->reportPath = state->reportPath;
+            result->usageBody = state->usageBody;
         }
     }
     setProgress(nullptr);
@@ -299,6 +302,7 @@ int convertInMemory(const ConvertOptions& options, const std::vector<uint8_t>& f
                     ConvertResult* result) {
     projectText.clear();
     return runConversion(options, result, nullptr, [&](RunState& state) {
+        state.inMemory = true;
         state.options.writeReport = false;  // this road writes no file
         const int loadCode = loadWithRetries(state.session, [&](int64_t rate) {
             return loadSessionBytes(state.session, fileBytes, rate);

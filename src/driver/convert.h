@@ -14,6 +14,9 @@ struct ConvertOptions {
     std::string outputPath;
     std::string audioDir = "Audio Files";
     bool audioDirGiven = false;
+    // Every --audio-dir given, in order: searched by file name with the session's
+    // folder tree when a file is not where the session puts it.
+    std::vector<std::string> audioDirs;
     std::string programPath;
     std::string vstIniPath;
     std::vector<std::string> paramFiles;
@@ -62,6 +65,9 @@ struct ConvertResult {
     std::string consoleText;
     std::string reportText;
     std::string reportPath;
+    // The last four keys of the usage summary, composed when usageJsonPath is
+    // set; empty when the run stopped before it was composed.
+    std::string usageBody;
 };
 
 // Returns 0 when the project was written (or the check or list finished), 1 when

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/analysis_model.h"
@@ -58,6 +59,12 @@ struct RunCounters {
     std::vector<std::string> modeOff;
     int inactiveTracks = 0;
     int voiceOffTracks = 0;
+    int frozenTracks = 0;            // delivered frozen (--keep-frozen)
+    int videoTracksWritten = 0;
+    int videoItems = 0;
+    int videoClipColours = 0;        // video items given their clip's colour
+    int videoTracksWithoutFile = 0;  // placements, but no file the session lists as video
+    int videoFilesMissing = 0;       // found neither where the media is nor in "Video Files"
     bool soloTrackWritten = false;   // the empty soloed track that keeps the rest silent
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;
@@ -70,6 +77,7 @@ struct RunState {
     ptxgui::Progress* progress = nullptr;
     std::string sessionFolder;  // the parent of the media folder, or "."
     std::string projectFolder;  // absolute folder of the project; FILE paths resolve from it ("" unknown)
+    bool inMemory = false;      // the in-memory road: no folder is searched for media
 
     SessionFile session;
     SessionImage image;
@@ -80,11 +88,14 @@ struct RunState {
     AnalysisModel analysis;
     MediaTable media;
     ProjectHeadSummary headSummary;  // what the head writer carried, for the notes
+    // Tracks frozen in Pro Tools that --keep-frozen could not keep frozen: name, reason.
+    std::vector<std::pair<std::string, std::string>> freezeRefusals;
     PluginRun pluginRun;             // REAPER's lists, the plug-in table and what matching decided
     std::vector<PluginOutcome> pluginOutcomes;  // filled by the FX chain writer, read by the report
 
     bool composeReport = false;
     std::string reportText;
     std::string reportPath;
+    std::string usageBody;
     RunCounters counters;
 };

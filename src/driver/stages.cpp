@@ -181,9 +181,6 @@ void optionNoticesStage(const RunState& state) {
     const Notice notices[] = {
         {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
         {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
-        {!o.usageJsonPath.empty(), "--usage-json", "the usage summary"},
-        {o.usageShared, "--usage-shared", "the usage summary"},
-        {o.keepFrozen, "--keep-frozen", "delivering frozen tracks frozen"},
         {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
     };
     bool first = true;
@@ -216,6 +213,8 @@ void readMixStage(RunState& state) {
 void clipStage(RunState& state) {
     SessionModel& model = state.model;
     model.fileFolders = readFileFolders(state.image);
+    model.videoFiles = readVideoFiles(state.image);
+    model.videoPlaylists = readVideoPlacements(state.image);
     model.syncOffsets = readClipSyncOffsets(state.image);
     model.timebaseRecords = readTimebaseRecords(state.image);
     model.playlistRows = readPlaylistRows(state.image);

@@ -1,10 +1,12 @@
 // Where each audio file of the project is found: the session's media folder,
-// the folders the session lists for the file, or the usual sibling folders.
+// the folders the session lists for the file, the usual sibling folders, or
+// anywhere under the session's folder and the --audio-dir folders, by name.
 #pragma once
 
 #include <cstddef>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "session/file_folders.h"
@@ -14,20 +16,31 @@ struct RunState;
 enum class MediaPlace {
     mediaFolder,    // in the media folder (audioDir)
     siblingFolder,  // in another folder of the session folder
+    relinked,       // found by name elsewhere in the session's tree or an --audio-dir folder
     missing,        // nowhere: the path points into the media folder all the same
 };
 
 struct MediaFile {
     std::string name;  // file name, no folder
     std::string path;  // the path written into FILE lines, as it resolves from the project's folder
+    std::string diskPath;  // the same file as the working folder sees it
     MediaPlace place = MediaPlace::missing;
     int itemCount = 0;  // items written whose source is this file
 };
+
+// Every file under some folders, by file name: where a name is met more than
+// once, the path that sorts first, so that the choice does not hang on the
+// order the system lists folders in.
+using FileNameIndex = std::unordered_map<std::string, std::string>;
+FileNameIndex indexFolders(const std::vector<std::string>& roots);
 
 // Each file is looked up once per run; files stay in the order of their first lookup.
 struct MediaTable {
     std::vector<MediaFile> files;
     std::map<std::string, std::size_t> indexOfName;
+    // Built on the first file the fixed folders do not hold, then kept.
+    bool treeIndexed = false;
+    FileNameIndex tree;
 };
 
 // Where to look: the media folder, the session folder that holds the sibling
@@ -37,6 +50,7 @@ struct MediaSearch {
     std::string sessionFolder;
     const FileFolderMap* listedFolders = nullptr;
     std::string projectFolder;  // absolute; "" writes paths as they were looked up
+    std::vector<std::string> treeRoots;  // searched by file name last; empty: no search
 };
 MediaSearch mediaSearchOf(const RunState& state);
 
@@ -59,5 +73,7 @@ struct MediaSummary {
     std::vector<std::string> siblingFiles;  // found outside the media folder
     int siblingItems = 0;                   // items whose FILE line points there
     std::vector<std::string> missingFiles;  // used by an item and found nowhere
+    std::vector<const MediaFile*> relinkedFiles;  // found by name elsewhere
+    int relinkedItems = 0;
 };
 MediaSummary summarizeMedia(const MediaTable& table);

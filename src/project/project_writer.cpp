@@ -11,6 +11,7 @@
 #include "project/text.h"
 #include "project/track_block.h"
 #include "project/track_tables.h"
+#include "project/video_tracks.h"
 
 void writeProjectText(RunState& state, ProjectText& text) {
     ProjectWriter writer{state, text, 0, {}, false, {}, {}};
@@ -27,6 +28,8 @@ void writeProjectText(RunState& state, ProjectText& text) {
         writeTrack(writer, i);
         ++state.counters.outputTracks;
     }
+
+    writeVideoTracks(writer);
 
     size_t returnIndex = 0;
     for (const std::string& bus : busesReceivingSends(state)) {

@@ -10,6 +10,7 @@
 #include "project/audio_items.h"
 #include "project/colour_choice.h"
 #include "project/envelopes.h"
+#include "project/freeze.h"
 #include "project/midi_items.h"
 #include "project/project_head.h"
 #include "project/project_writer.h"
@@ -186,8 +187,14 @@ void writeReturnChain(ProjectWriter& writer, const std::string& busName, int wid
     writeStripChain(writer, busName, place);
 }
 
-// The freeze writer is not built yet: a track has no freeze.
-void writeFreeze(ProjectWriter&, size_t) {}
+// A frozen track's chain sits in its freeze; the track shows an empty one.
+void writeEmptyChain(ProjectText& text) {
+    text.open("FXCHAIN");
+    text.statement("SHOW").num(0);
+    text.statement("LASTSEL").num(0);
+    text.statement("DOCKED").num(0);
+    text.close();
+}
 
 // The track's Pro Tools comment as the notes of an empty item at its start.
 void writeCommentItem(ProjectWriter& writer, const std::string& name, const std::string& matchKey, uint32_t headSeed) {
@@ -304,6 +311,12 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     const uint32_t headSeed = static_cast<uint32_t>(i + 1);
 
     text.open("TRACK").guid(headSeed);
+    // A track kept frozen writes its chain and items apart, into its freeze.
+    const FreezePlan freeze = tryFreeze(writer.state, i);
+    std::string frozenBody;
+    ProjectText frozenText(frozenBody, text.depth() + 1);
+    ProjectWriter frozenWriter{writer.state, frozenText, writer.takeIndex, {}, writer.dumpClipColours, {}, writer.stripsWithChain};
+    ProjectWriter& inner = freeze.frozen ? frozenWriter : writer;
     text.statement("NAME").name(track.name);
     const bool countColour = first && !track.matchKey.empty();
     text.statement("PEAKCOL").colour(peakColourOf(writer.state, track.name, track.matchKey, countColour));
@@ -375,7 +388,8 @@ void writeTrack(ProjectWriter& writer, size_t i) {
     }
 
     writeReceives(writer, i);
-    writeTrackChain(writer, i, trackWidthOf(state, key, strip, shape));
+    if (freeze.frozen) writeEmptyChain(text);
+    writeTrackChain(inner, i, trackWidthOf(state, key, strip, shape));
     writeSendsInto(writer, first ? trackKey(track) : track.name, static_cast<int>(i));
     writer.namesWithTrack.insert(track.name);
     if (holds(track.name, "[alt takes]") || holds(track.name, "[alt playlist]")) {
@@ -392,14 +406,20 @@ void writeTrack(ProjectWriter& writer, size_t i) {
         for (const Lane& lane : track.lanes) names.name(lane.name);
     }
     writeTrackEnvelopes(writer, i, autoMode);
-    for (const AudioClip& clip : track.clips) writeAudioItem(writer, track, clip, 0, laneCount);
+    for (const AudioClip& clip : track.clips) writeAudioItem(inner, track, clip, 0, laneCount);
     for (size_t l = 0; l < track.lanes.size(); ++l) {
         for (const AudioClip& clip : track.lanes[l].clips) {
-            writeAudioItem(writer, track, clip, static_cast<int>(l) + 1, laneCount);
+            writeAudioItem(inner, track, clip, static_cast<int>(l) + 1, laneCount);
         }
     }
-    writeMidiItemsOf(writer, track);
-    writeFreeze(writer, i);
+    writeMidiItemsOf(inner, track);
+    if (freeze.frozen) {
+        frozenText.flush();
+        writer.takeIndex = frozenWriter.takeIndex;
+        writer.stripsWithChain = frozenWriter.stripsWithChain;
+        writer.araEdits.insert(writer.araEdits.end(), frozenWriter.araEdits.begin(), frozenWriter.araEdits.end());
+        writeFreeze(writer, i, freeze, frozenBody);
+    }
     if (state.options.commentsMode == 0 && first) writeCommentItem(writer, track.name, track.matchKey, headSeed);
     text.close();
 }

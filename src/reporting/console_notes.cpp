@@ -135,6 +135,18 @@ void sayMediaNotes(const RunState& state) {
                 "      track converts from its source with the plug-in live).\n");
         }
     }
+    if (!media.relinkedFiles.empty()) {
+        const size_t count = media.relinkedFiles.size();
+        say("  %d audio file(s) were not where the session keeps them and were found\n"
+            "      by name under the session's folder or an --audio-dir folder; their\n"
+            "      FILE lines point where they were found:\n",
+            static_cast<int>(count));
+        const size_t shown = std::min<size_t>(count, 12);
+        for (size_t n = 0; n < shown; ++n) {
+            say("      %s -> %s\n", media.relinkedFiles[n]->name.c_str(), media.relinkedFiles[n]->path.c_str());
+        }
+        if (count > shown) say("      ... and %d more\n", static_cast<int>(count - shown));
+    }
     if (!media.missingFiles.empty()) {
         const size_t count = media.missingFiles.size();
         say("  WARNING: %d referenced audio file(s) are not in \"Audio Files\" or beside it:\n", static_cast<int>(count));
@@ -173,18 +185,27 @@ void sayClosingNotes(const RunState& state) {
     if (state.counters.audioItems > 0) {  // only when a FILE line was written
         const MediaSummary media = summarizeMedia(state.media);
         const std::string folder = pathFromProject(state.options.audioDir, state.projectFolder);
-        say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems > 0 ? "every other " : "every ",
+        say("  Media folder written into %sFILE line:\n      %s\n", media.siblingItems + media.relinkedItems > 0 ? "every other " : "every ",
             folder.c_str());
         if (!media.missingFiles.empty()) {
             say("  If REAPER shows OFFLINE, that path is wrong - re-run with\n"
                 "      --audio-dir \"<the folder your .wav files are really in>\"\n");
         }
     }
-    // No usage summary is written yet, so nothing of this run is shared.
-    say("\n  PRIVACY: this program contains no network code. No information\n"
-        "      about this session was transmitted from this computer: no\n"
-        "      upload, no telemetry, no usage reporting. A report reaches\n"
-        "      varnoak only when it is attached to an email and sent.\n");
+    if (state.options.usageShared) {
+        say("\n  PRIVACY: this program contains no network code. It wrote an\n"
+            "      anonymous summary of this conversion (counts, and which plug-ins\n"
+            "      converted how), which varnoak sends because usage summaries are on\n"
+            "      in Help > App settings. The summary holds no track, clip or file\n"
+            "      names, no paths and no audio. Nothing else about this session\n"
+            "      left this computer. A report reaches varnoak only when it is\n"
+            "      attached to an email and sent.\n");
+    } else {
+        say("\n  PRIVACY: this program contains no network code. No information\n"
+            "      about this session was transmitted from this computer: no\n"
+            "      upload, no telemetry, no usage reporting. A report reaches\n"
+            "      varnoak only when it is attached to an email and sent.\n");
+    }
 }
 
 namespace {
@@ -307,11 +328,28 @@ void sayTimingNotes(const RunState& state) {
             "      please send this session file, that should not happen\n",
             c.unmatchedTracks);
     }
-    if (c.freezeRecords > 0) {
+    const int frozen = state.counters.frozenTracks;
+    if (c.freezeRecords > 0 && frozen == 0) {
         say("  %d internal freeze record(s) left out (Pro Tools writes these when a\n"
             "      track is frozen). The track itself converts UNFROZEN: original\n"
             "      audio with its plug-ins live and editable.\n",
             c.freezeRecords);
+    }
+    if (frozen > 0) {
+        say("  %d frozen track(s) delivered FROZEN (--keep-frozen): Pro Tools' own\n"
+            "      freeze render plays, locked, so it sounds as it did even where a\n"
+            "      plug-in cannot load. Track > Unfreeze in REAPER brings back the\n"
+            "      source clips with the plug-ins live.\n",
+            frozen);
+    }
+    const auto& refusals = state.freezeRefusals;
+    for (size_t n = 0; n < refusals.size(); ++n) {
+        if (n == 0) {
+            say("  %d frozen track(s) converted UNFROZEN even with --keep-frozen:\n      %s: %s\n",
+                static_cast<int>(refusals.size()), refusals[n].first.c_str(), refusals[n].second.c_str());
+        } else {
+            say("      %s: %s\n", refusals[n].first.c_str(), refusals[n].second.c_str());
+        }
     }
     sayInactiveNotes(state.counters);
     if (!state.model.tracks.currentNamesFitted && !state.model.tracks.rows.empty()) {
@@ -940,6 +978,44 @@ void sayInactiveNotes(const RunCounters& counters) {
     }
 }
 
+// The video tracks written, their frame rate and quality, and what could not be placed.
+void sayVideoNotes(const RunState& state) {
+    const RunCounters& c = state.counters;
+    if (c.videoTracksWritten == 0) return;
+    say("  %d video track(s), %d video item(s) written. REAPER carries video on\n"
+        "      an ordinary track as a video item, which is what these are; it\n"
+        "      reads the frame rate and size from the file itself.\n"
+        "      Lengths and source offsets are the session's own, in frames, so a\n"
+        "      split picture arrives as the same two pieces on the same track,\n"
+        "      the second one starting where it was cut rather than at the top.\n",
+        c.videoTracksWritten, c.videoItems);
+    if (c.videoClipColours > 0) say("      %d video clip(s) carried a clip color.\n", c.videoClipColours);
+    const SessionInfo& info = state.model.info;
+    if (info.videoFrameRate > 1) {
+        say("      Frame rate %.3f fps, read from the session rather than assumed:\n"
+            "      a 23.976 reel read as 24 drifts about a second over a reel.\n",
+            info.videoFrameRate);
+    }
+    if (info.videoQuality > 1) {
+        say("      The video track was set to %s, not Full Quality. REAPER's\n"
+            "      video decode quality is a global preference, so set it in\n"
+            "      REAPER's own preferences if picture plays rough.\n",
+            videoQualityWord(info.videoQuality));
+    }
+    if (c.videoTracksWithoutFile > 0) {
+        say("      %d video track(s) hold a file this build does not recognize as\n"
+            "      video, so no item was written for them. Their movie is still in\n"
+            "      the session folder; drag it onto the track in REAPER.\n",
+            c.videoTracksWithoutFile);
+    }
+    if (c.videoFilesMissing > 0) {
+        say("      %d video file(s) were not found next to the session, so the\n"
+            "      item carries the bare name and REAPER will show it OFFLINE\n"
+            "      until you point at the file.\n",
+            c.videoFilesMissing);
+    }
+}
+
 // Outboard on hardware inserts cannot be carried: named per track, a line each.
 void sayHardwareInsertNotes(const std::vector<HardwareInsert>& inserts) {
     if (inserts.empty()) return;
@@ -1085,6 +1161,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayPreferClapNotes(state.pluginRun.matches);
     sayWideAuxLockAndGridNotes(state);
     saySampleBasedMidiNotes(state.analysis.midiCounts);
+    sayVideoNotes(state);
     sayGroupsNotAppliedNotes(state);
     sayHardwareInsertNotes(state.model.hardwareInserts);
     sayPositionFaultNotes(state.model.positionFaults);

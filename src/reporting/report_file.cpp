@@ -116,6 +116,11 @@ void reportCarried(const RunState& state) {
 
     const int returns = static_cast<int>(state.analysis.routing.returnTracks.size());
     if (returns > 0) reportLine("plus %d send-return bus track(s)\n", returns);
+    if (counters.frozenTracks > 0) {
+        reportLine("%d frozen track(s) delivered FROZEN (--keep-frozen); Track > Unfreeze\n"
+                   "in REAPER restores the source and plug-ins\n",
+                   counters.frozenTracks);
+    }
     if (counters.soloedAndMuted > 0) {
         reportLine("%d track(s) soloed AND muted in Pro Tools arrive muted with their solo off\n"
                    "(REAPER would play a soloed track through its mute)%s\n",
@@ -124,7 +129,7 @@ void reportCarried(const RunState& state) {
                                                "\"Pro Tools solo (the soloed tracks were muted)\", keeps the rest silent"
                                              : "");
     }
-    if (state.analysis.counts.freezeRecords > 0) {
+    if (state.analysis.counts.freezeRecords > 0 && counters.frozenTracks == 0) {
         reportLine("frozen track(s) converted UNFROZEN - original audio with the\n"
                    "plug-ins live and editable (%d internal freeze record(s) left out)\n",
                    state.analysis.counts.freezeRecords);
@@ -380,13 +385,55 @@ int reportNeedsALook(const RunState& state, const PluginTallies& tallies) {
     return blocks;
 }
 
-// Folded surround tracks, wide auxes and strips wider than stereo. Video
-// tracks are not written yet, so they have no lines here.
+// The video tracks written, and what of the picture could not be carried.
+void reportVideo(const RunState& state) {
+    const RunCounters& c = state.counters;
+    const SessionInfo& info = state.model.info;
+    reportLine("  %d video track(s), %d video item(s) written. Position, length,\n"
+               "  source offset, name and clip color are the session's own, in\n"
+               "  frames, so a split picture arrives as the same two pieces on\n"
+               "  the same track, the second starting where it was cut.\n",
+               c.videoTracksWritten, c.videoItems);
+    if (info.videoFrameRate > 0) {
+        reportLine("    Frame rate %.3f fps, read from the session rather than\n"
+                   "    assumed: a 23.976 reel read as 24 drifts about a second\n"
+                   "    over the length of a reel.\n",
+                   info.videoFrameRate);
+    }
+    if (info.videoQuality > 1) {
+        reportLine("    The video track was set to %s, not Full Quality. REAPER's\n"
+                   "    video decode quality is a global preference with no place\n"
+                   "    in a project file, so set it in REAPER if picture plays\n"
+                   "    rough. Nothing else about the picture is affected.\n",
+                   videoQualityWord(info.videoQuality));
+    }
+    if (c.videoTracksWithoutFile > 0) {
+        reportLine("    %d video track(s) hold a file this build does not recognize\n"
+                   "    as video, so no item was written. The movie is still in the\n"
+                   "    session folder; drag it onto the track in REAPER.\n",
+                   c.videoTracksWithoutFile);
+    }
+    if (c.videoFilesMissing > 0) {
+        reportLine("    %d video file(s) were not found beside the session, so the\n"
+                   "    item carries the bare name and REAPER shows it OFFLINE\n"
+                   "    until you point at the file.\n",
+                   c.videoFilesMissing);
+    }
+    reportLine("    Pro Tools' Video Sync Offset (Setup > Video Sync Offset) is a\n"
+               "    preference, not part of the session file: it calibrates one\n"
+               "    monitoring rig's video delay and does not travel with the\n"
+               "    session. Nothing was lost; there was nothing there to carry.\n");
+}
+
+// Video tracks, folded surround tracks, wide auxes and strips wider than stereo.
 void reportWideTracks(const RunState& state) {
     const int folded = state.analysis.counts.foldedSurround;
     const int wide = static_cast<int>(state.analysis.unknownWidthStrips.size());
-    if (folded == 0 && wide == 0) return;
+    const bool video = state.counters.videoTracksWritten > 0;
+    if (folded == 0 && wide == 0 && !video) return;
     reportLine("\nPICTURE AND WIDE TRACKS\n");
+    if (video) reportVideo(state);
+    if (folded == 0 && wide == 0) return;
     if (folded > 0) {
         reportLine("  %d surround track(s) folded from their Pro Tools legs into one\n"
                    "  multichannel track each, the way a stereo pair is folded: one\n"
@@ -420,12 +467,24 @@ void reportWideTracks(const RunState& state) {
                kSupportAddress);
 }
 
-// No usage summary is written yet, so nothing of this run is shared.
-void reportPrivacy() {
-    reportLine("\nPRIVACY\n"
-               "  This conversion sent nothing from this computer: the converter\n"
-               "  that wrote this report has no network code, and there was no\n"
-               "  upload, telemetry or usage reporting.\n\n");
+// With --usage-shared the anonymous summary is said to leave the computer.
+void reportPrivacy(bool usageShared) {
+    if (usageShared) {
+        reportLine("\nPRIVACY\n"
+                   "  The converter that wrote this report has no network code. It\n"
+                   "  wrote an anonymous summary of this conversion (counts, and\n"
+                   "  which plug-ins converted how), which varnoak sends because\n"
+                   "  usage summaries are on in Help > App settings\n"
+                   "  (%s). The summary holds no track, clip or\n"
+                   "  file names, no paths and no audio. Nothing else about this\n"
+                   "  session was transmitted from this computer.\n\n",
+                   kPrivacyAddress);
+    } else {
+        reportLine("\nPRIVACY\n"
+                   "  This conversion sent nothing from this computer: the converter\n"
+                   "  that wrote this report has no network code, and there was no\n"
+                   "  upload, telemetry or usage reporting.\n\n");
+    }
     reportLine("  This report is your property. It names your tracks, your\n"
                "  plug-ins and the paths to your files. No one receives it\n"
                "  unless you send it. Review its contents before providing it\n"
@@ -450,6 +509,6 @@ int composeReport(const RunState& state, const std::string& projectPath) {
     reportPlugins(state, tallies);
     const int needsLook = reportNeedsALook(state, tallies);
     reportWideTracks(state);
-    reportPrivacy();
+    reportPrivacy(state.options.usageShared);
     return needsLook;
 }

@@ -27,6 +27,7 @@
 #include "session/tempo.h"
 #include "session/tracks.h"
 #include "session/warp.h"
+#include "session/video.h"
 
 struct SessionModel {
     SessionInfo info;
@@ -37,6 +38,8 @@ struct SessionModel {
 
     std::vector<AudioFileRef> audioFiles;
     FileFolderMap fileFolders;
+    std::vector<std::string> videoFiles;
+    std::vector<VideoPlaylist> videoPlaylists;
     ClipLists clips;
     ClipSyncOffsets syncOffsets;
     std::vector<TimebaseRecord> timebaseRecords;

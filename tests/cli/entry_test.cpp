@@ -24,11 +24,9 @@ std::string shellQuote(const std::string& text) {
     return quoted + "'";
 }
 
-// Runs the built program with the given arguments and an empty standard input.
-ProgramRun runProgram(const std::vector<std::string>& args, const std::string& environment = "") {
+// Runs a shell command with an empty standard input and keeps what it printed.
+ProgramRun runCommand(std::string command) {
     static const std::string folder = makeTempFolder("entry");
-    std::string command = environment + " " + shellQuote(TRELLUM_BINARY);
-    for (const std::string& arg : args) command += " " + shellQuote(arg);
     command += " </dev/null >" + folder + "/out 2>" + folder + "/err";
     int status = std::system(command.c_str());
     ProgramRun run;
@@ -36,6 +34,13 @@ ProgramRun runProgram(const std::vector<std::string>& args, const std::string& e
     run.out = readFileText(folder + "/out");
     run.err = readFileText(folder + "/err");
     return run;
+}
+
+// Runs the built program with the given arguments.
+ProgramRun runProgram(const std::vector<std::string>& args, const std::string& environment = "") {
+    std::string command = environment + " " + shellQuote(TRELLUM_BINARY);
+    for (const std::string& arg : args) command += " " + shellQuote(arg);
+    return runCommand(command);
 }
 
 // The exit code, a blank, then standard output.
@@ -63,9 +68,8 @@ TEST(Entry, JobsAndExitCodes) {
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.out.find("this version understands.\n\n  Press Enter to close.\n"), std::string::npos);
 
-    run = runProgram({"--learn", "chain.RfxChain", "ABCDEFGH"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_NE(run.out.find("Nothing was learned."), std::string::npos);
+    EXPECT_EQ(outcome({"--learn", "/nonexistent/chain.RfxChain", "ABCDEFGH"}),
+              "1   cannot open /nonexistent/chain.RfxChain\n");
 }
 
 TEST(Entry, ProgressProtocolOnStandardError) {
@@ -145,16 +149,17 @@ TEST(Entry, OptionsNotBuiltYetSaySo) {
     ImageBuilder builder;
     addSessionHead(builder, 48000);
     const std::string session = builder.writeFile(folder, "song.ptx");
-    const ProgramRun all = runProgram({"--check", session, "--skip-muted-fx", "--usage-json", "u.json"});
+    const ProgramRun all = runProgram({"--check", session, "--skip-muted-fx", "--want-params", "w.txt"});
     EXPECT_EQ(all.exitCode, 0) << all.out;
-    EXPECT_NE(all.out.find("\n\n  --usage-json: the usage summary is not built into this version yet.\n"),
+    EXPECT_NE(all.out.find("\n\n  --want-params: listing plug-ins whose parameter lanes were not placed is not built into this version yet.\n"),
               std::string::npos)
         << all.out;
-    const ProgramRun built = runProgram({"--check", "--report", "--no-click", "--recover-deleted", "--no-fades", "--no-stretch",
-                                         "--comments", "item", "--tempo-ramps", "--pt-theme", "dark", "--no-ara",
-                                         "--vstini", "x.ini", "--prefer-clap", "--skip-muted-fx", "--no-placeholders",
-                                         "--no-aax-slots", "--skip-missing-fx", "--keep-plugin-midi",
-                                         "--no-kontakt-state", session});
+    const ProgramRun built = runProgram({"--check", "--report", "--no-click", "--recover-deleted", "--no-fades",
+                                         "--no-stretch", "--comments", "item", "--tempo-ramps", "--pt-theme", "dark",
+                                         "--no-ara", "--vstini", "x.ini", "--prefer-clap", "--skip-muted-fx",
+                                         "--no-placeholders", "--no-aax-slots", "--skip-missing-fx",
+                                         "--keep-plugin-midi", "--no-kontakt-state", "--keep-frozen", "--audio-dir",
+                                         ".", "--usage-json", "u.json", "--usage-shared", session});
     EXPECT_EQ(built.out.find("not built"), std::string::npos) << built.out;
 }
 
@@ -200,4 +205,28 @@ TEST(Entry, WorkingFoldersOutputFoldersAndSeveralSessions) {
     // Several sessions into one -o file: nothing is converted.
     EXPECT_EQ(runProgram({"two.ptx", "s/song.ptx", "-o", "one.rpp"}, inFolder).exitCode, 1);
     EXPECT_FALSE(fileExists(folder + "/one.rpp"));
+}
+
+// --usage-json leaves one line of JSON that Python's parser reads; --check leaves none.
+TEST(Entry, UsageSummaryIsJson) {
+    const std::string folder = makeTempFolder("usage");
+    BuiltSession s;
+    s.files = {{"kick.wav", 48000}};
+    s.clips = {{"kick", 0, 0, 48000}};
+    s.tracks = {{"Kick", 0, 0, 0, false, {{"", false, {{0, 0}, {0, 96000}}}}, 1}, {"Bus", 0, 0, 0, false, {}, 1}};
+    const std::string session = buildSession(s).writeFile(folder, "song.ptx");
+    const std::string summary = folder + "/usage.json";
+    ASSERT_EQ(runProgram({session, "--usage-json", summary, "--usage-shared"}).exitCode, 0);
+    const std::string text = readFileText(summary);
+    EXPECT_EQ(text.find('\n'), text.size() - 1);
+    // The session's values as Python reads them: two tracks, two clips, the media not found.
+    const std::string script = "import json,sys; d=json.load(open(sys.argv[1])); s=d['session']; "
+                               "print(d['schema'], d['build'], d['result'], s['sample_rate'], s['tracks'], s['clips'], "
+                               "'bit_depth' in s, d['plugins'], d['not_converted'], d['warnings'])";
+    const ProgramRun parsed = runCommand("python3 -c " + shellQuote(script) + " " + shellQuote(summary));
+    EXPECT_EQ(parsed.out, "varnoak-usage 1 287 converted 48000 2 2 False [] [] ['media-missing']\n") << parsed.err;
+
+    std::filesystem::remove(summary);
+    ASSERT_EQ(runProgram({session, "--check", "--usage-json", summary}).exitCode, 0);
+    EXPECT_FALSE(fileExists(summary));
 }

@@ -25,9 +25,9 @@ TEST(OptionScan, DefaultsAndValues) {
     EXPECT_TRUE(d.keepAltTakes && d.preferVst3 && d.placeholders && d.commentsMode == 1 && line.pauseAtEnd == 0);
     ASSERT_EQ(line.positional, std::vector<std::string>{"song.ptx"});
 
-    line = scan({"--tempo", "97.5", "-o", "-weird.rpp", "--audio-dir", "media", "--params", "a.tsv", "x.ptx",
-                 "--params", "b.tsv", "--pt-theme", "light", "--comments", "item", "--usage-json", "u.json",
-                 "--dump-corpus", "corpus", "--vstini", "v.ini", "--want-params", "w.txt"});
+    line = scan({"--tempo", "97.5", "-o", "-weird.rpp", "--audio-dir", "elsewhere", "--audio-dir", "media", "--params",
+                 "a.tsv", "x.ptx", "--params", "b.tsv", "--pt-theme", "light", "--comments", "item", "--usage-json",
+                 "u.json", "--dump-corpus", "corpus", "--vstini", "v.ini", "--want-params", "w.txt"});
     const ConvertOptions& o = line.options;
     EXPECT_EQ(line.job, EntryJob::convert);
     EXPECT_DOUBLE_EQ(o.tempoOverride, 97.5);
@@ -36,6 +36,7 @@ TEST(OptionScan, DefaultsAndValues) {
                   o.wantParamsPath,
               "-weird.rpp|media|u.json|corpus|v.ini|w.txt");
     EXPECT_TRUE(o.audioDirGiven);
+    EXPECT_EQ(o.audioDirs, (std::vector<std::string>{"elsewhere", "media"}));
     EXPECT_EQ(o.paramFiles, (std::vector<std::string>{"a.tsv", "b.tsv"}));
     EXPECT_EQ(std::make_pair(o.ptTheme, o.commentsMode), std::make_pair(1, 0));
     EXPECT_EQ(line.positional, std::vector<std::string>{"x.ptx"});

@@ -69,7 +69,8 @@ TEST(GoldenRuns, FadesOverlapsAndAutomation) {
     // Seven lanes: a strip neither mono nor stereo, whose third lane is no pan.
     s.tracks.push_back({"Surround Pad", 0, 0, 0, false, {}, 1});
     s.tracks[2].lanes = {{0, {}}, {0, {}}, {0, {{48000, 30}}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}};
-    expectGolden("fades-overlaps-automation", s, {}, {"Audio Files/vox.wav", "Audio Files/bass.wav"});
+    // The bass take was moved into a subfolder after the session was saved: found there by name.
+    expectGolden("fades-overlaps-automation", s, {}, {"Audio Files/vox.wav", "Audio Files/Day 2/bass.wav"});
 }
 
 // Tracks output into a drum bus that an aux takes; sends reach a reverb aux
@@ -234,4 +235,20 @@ TEST(GoldenRuns, MidiUnderATempoMapWithControllersAndSysex) {
                        {{kQuarter, 2, 64, 127}, {2 * kQuarter, 4, 0, 50}}, {{3 * kQuarter, {0x7E, 0x7F, 0x09, 0x01}}}}};
     s.tracks = {keys, lead};
     expectGolden("midi-tempo-controllers", s);
+}
+
+// A video track of two placements of one movie beside an audio track: at 24
+// frames a second (the session names no rate), 48 frames in and a cut at 96
+// that runs on to the audio's end at 6 s, coloured. The movie lies in "Video Files".
+TEST(GoldenRuns, VideoTrackWithTwoPlacements) {
+    BuiltSession s;
+    s.files = {{"dialog.wav", 288000}};
+    s.clips = {{"dialog", 0, 0, 288000}};
+    BuiltTrack picture{"Picture", 0, 0, 0, false, {}, 1};
+    picture.kind = 0x2623;
+    s.tracks = {{"Dialog", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1}, picture};
+    s.videoFiles = {"Reel 1.mov"};
+    BuiltPlacement cut{0xFFFFFFFF, 96, false, true, 0, false, 30};
+    s.videoPlaylists = {{"Picture", {cut, {0xFFFFFFFF, 48}}}};
+    expectGolden("video-track", s, {}, {"Audio Files/dialog.wav", "Video Files/Reel 1.mov"});
 }

@@ -2,9 +2,13 @@
 // easy to get subtly wrong and that REAPER would read differently.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "driver/run_state.h"
 #include "project/project_writer.h"
 #include "project/text.h"
+#include "support/image_builder.h"
+#include "support/run_capture.h"
 
 namespace {
 
@@ -224,4 +228,56 @@ TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
     EXPECT_EQ(actAndArm(ret, "PANENV2"), "ACT 1 ARM 1");
     EXPECT_EQ(actAndArm(ret, "VOLENV3"), "none");
     EXPECT_EQ(actAndArm(ret, "DUALPANENVL"), "none");
+}
+
+// --keep-frozen: a track whose one render is on disk stays frozen, its own items
+// inside the freeze; each other frozen track is written unfrozen, with its reason.
+TEST(TrackBlock, FrozenTracksKeptFrozenOrToldWhyNot) {
+    const std::string folder = makeTempFolder("frozen");
+    std::filesystem::create_directory(folder + "/Audio Files");
+    // 16-bit mono at 48 kHz behind a LIST chunk of odd size: 144000 bytes of data are 1.5 s.
+    writeFileText(folder + "/Audio Files/Gtr-FZ_01.wav",
+                  std::string("RIFF\0\0\0\0WAVELIST\3\0\0\0abc\0fmt \x10\0\0\0\1\0\1\0", 36) +
+                      std::string("\x80\xBB\0\0\0\x77\1\0\2\0\x10\0data\x80\x32\2\0", 20));
+    writeFileText(folder + "/Audio Files/Pad-FZ_01.wav", "RIFF");
+    RunState state;
+    state.options.keepFrozen = true;
+    state.options.audioDir = folder + "/Audio Files";
+    state.sessionFolder = folder;
+    for (const char* name : {"Gtr", "Keys", "Pad", "Bass", "Two", "Three"}) {
+        OutputTrack track;
+        track.name = name;
+        track.clips = {clipAt(1, 1, name + std::string(" take"))};
+        state.analysis.outputTracks.push_back(track);
+    }
+    state.analysis.outputTracks[3].lanes = {{"Bass.01", {}}};
+    state.analysis.freezeRecords = {{"Gtr", {{"Gtr-FZ_01.wav", 1, 0.5}}},
+                                    {"Keys", {{"Keys-FZ_01.wav", 0, 0}}},
+                                    {"Pad", {{"Pad-FZ_01.wav", 0, 0}}},
+                                    {"Bass", {{"Gtr-FZ_01.wav", 0, 0}}},
+                                    {"Two", {{"Two-FZ.L.wav", 0, 0}, {"Two-FZ.R.wav", 0, 0}}},
+                                    {"Three", {{"Three.wav", 0, 0}}}};
+    const std::string project = writeAll(state);
+    EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
+    EXPECT_EQ(state.counters.frozenTracks, 1);
+    const std::string gtr = blockOf(project, "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}");
+    EXPECT_NE(gtr.find("    <FXCHAIN\n      SHOW 0\n      LASTSEL 0\n      DOCKED 0\n    >\n    <FREEZE 0\n      <ITEM\n"
+                       "        POSITION 1.0000000000\n"),
+              std::string::npos) << gtr;
+    EXPECT_EQ(itemNamed(gtr, "Freeze 1"),
+              "    <ITEM\n      POSITION 1.0000000000\n      SNAPOFFS 0\n      LENGTH 1.5000000000\n      LOOP 0\n"
+              "      ALLTAKES 0\n      FADEIN 1 0 0 1 0 0 0\n      FADEOUT 1 0 0 1 0 0 0\n      MUTE 0 0\n"
+              "      FREEZE 1.0000000000 1.5000000000 0\n      LOCK 1\n      SEL 0\n"
+              "      IGUID {CC7179B9-6C9E-8EFF-5247-64C3CB1680CD}\n      NAME \"Freeze 1\"\n      VOLPAN 1 0 1 -1\n"
+              "      SOFFS 0.5000000000\n      PLAYRATE 1 1 0 -1 0 0.0025\n      CHANMODE 0\n"
+              "      GUID {462279B9-A7E5-8EFF-B432-64C37E3B80CD}\n      <SOURCE WAVE\n"
+              "        FILE \"" + folder + "/Audio Files/Gtr-FZ_01.wav\"\n      >\n    >\n");
+    const std::vector<std::pair<std::string, std::string>> refusals = {
+        {"Keys", "its render \"Keys-FZ_01.wav\" is not on disk"},
+        {"Pad", "its render could not be read"},
+        {"Bass", "it has alternate playlist lanes"},
+        {"Two", "its render is two mono files, one per side (not supported yet)"},
+        {"Three", "its render could not be identified in the session"}};
+    EXPECT_EQ(state.freezeRefusals, refusals);
+    EXPECT_EQ(project.find("<FREEZE", project.find("NAME \"Keys\"")), std::string::npos);
 }

@@ -77,6 +77,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     counters.audioItems = 2;
     state.pluginRun.tallies.bypassedCarried = 1;
     state.pluginRun.tallies.aaxOnly["EQ3 7-Band"] = {2, "an equalizer", true};
+    counters.frozenTracks = 1;
+    state.freezeRefusals = {{"Keys", "it has alternate playlist lanes"}};
 
     expectInOrder(notesOf(state), {
         "  1 plug-in(s) carried across bypassed\n",
@@ -95,6 +97,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         std::string("carried. Please send the session: ") + kSupportAddress + "\n",
         "  WARNING: 1 mixer strip(s) are neither mono nor stereo and were\n",
         "tool does not convert. Please send the session:\n      Pad (7 control slots)\n",
+        "  1 frozen track(s) delivered FROZEN (--keep-frozen): Pro Tools' own\n",
+        "  1 frozen track(s) converted UNFROZEN even with --keep-frozen:\n      Keys: it has alternate playlist lanes\n",
         "  WARNING: this session holds a track type this build does not\n",
         "  3 plug-in instances found, 0 written with their settings\n",
         "    2 cannot transfer - AAX only, no VST/VST3 version exists:\n      EQ3 7-Band               x2\n"

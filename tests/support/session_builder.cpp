@@ -146,8 +146,8 @@ void clipGroups(ImageBuilder& b, const BuiltSession& session) {
     b.closeBlock();
 }
 
-void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks) {
-    b.openBlock(0x1050, 2);
+void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks, uint16_t holder = 0x1050) {
+    b.openBlock(holder, 2);
     b.openBlock(0x104F, 10);
     b.u8(p.muted ? 1 : 0);
     b.u8(0);
@@ -188,6 +188,30 @@ void playlists(ImageBuilder& b, const BuiltSession& session) {
         for (const BuiltPlaylist& list : track.playlists) playlist(b, list, track.name);
     }
     b.closeBlock();
+}
+
+void video(ImageBuilder& b, const BuiltSession& session) {
+    if (!session.videoFiles.empty()) {
+        b.openBlock(0x103A, 1);
+        b.u32(static_cast<uint32_t>(session.videoFiles.size() + 1));
+        b.u8(1);
+        b.u32(static_cast<uint32_t>(session.videoFiles.size()));
+        b.name("Video Files");
+        b.zeros(4);
+        b.bytes({2, 2, 0, 0, 0});
+        for (const std::string& file : session.videoFiles) {
+            b.name(file);
+            b.text("MooV");
+            b.bytes({1, 10, 0, 0, 0});
+        }
+        b.closeBlock();
+    }
+    for (const auto& [name, placements] : session.videoPlaylists) {
+        b.openBlock(0x1053, 1);
+        b.name(name);
+        for (const BuiltPlacement& p : placements) placement(b, p, false, 0x1051);
+        b.closeBlock();
+    }
 }
 
 // The older track table, which names the playlist numbers of each track.
@@ -487,6 +511,7 @@ ImageBuilder buildSession(const BuiltSession& session) {
     clipGroups(b, session);
     playlists(b, session);
     playlistOwners(b, session);
+    video(b, session);
     midi(b, session);
     tempoMap(b, session);
     pathList(b, session);

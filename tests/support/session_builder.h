@@ -175,6 +175,10 @@ struct BuiltSession {
     int32_t trackCoding = -1;  // the colour coding block, when either is 0 or more
     int32_t clipCoding = -1;
     bool displayRecords = false;  // one display record per track
+    // Video: the movie files of a list of their own, and one placement list per
+    // video track (a track of kind 0x2623), by name; positions in video frames.
+    std::vector<std::string> videoFiles = {};
+    std::vector<std::pair<std::string, std::vector<BuiltPlacement>>> videoPlaylists = {};
 };
 
 ImageBuilder buildSession(const BuiltSession& session);
