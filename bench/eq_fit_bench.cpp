@@ -68,5 +68,5 @@ void fitSevenBand(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(fitSevenBand)->Arg(48000)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(fitSevenBand)->Arg(44100)->Arg(48000)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK_MAIN();

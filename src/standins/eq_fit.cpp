@@ -144,19 +144,35 @@ double firstOrderPower(double f1, bool highPass, double sampleRate, double w) {
     return (h * h - 2.0 * h * p * std::cos(w) + p * p) / denominator;
 }
 
-// One grid point of a fit: its cosines, the fixed first-order part, the target
-// as power and amplitude, and how a distance is measured there.
-enum class PointRule : uint8_t { Decibels, Amplitude, HeldDown };
+// Points of a grid measured by one rule, as arrays: the cosines, the fixed
+// first-order part and the target as power or amplitude.
+struct PointSet {
+    std::vector<double> cos1, cos2, fixedPower, target;
+    mutable std::vector<double> power, denominator;  // the model's, filled by each measure
 
-struct GridPoint {
-    double cos1, cos2, fixedPower, targetPower, targetAmplitude;
-    PointRule rule;
+    void add(double w, double fixed, double targetValue) {
+        cos1.push_back(std::cos(w));
+        cos2.push_back(std::cos(2.0 * w));
+        fixedPower.push_back(fixed);
+        target.push_back(targetValue);
+        power.push_back(0.0);
+        denominator.push_back(0.0);
+    }
+    size_t size() const { return target.size(); }
 };
 
-// The points of one fit: all of them for the worst measure, and the thinner
-// set of the smooth measure. Points where the target is below -50 dB are left out.
+// The points of one grid by their rule: in dB where the target is at -20 dB or
+// above, in amplitude below that, only held down above the top; a target below
+// -50 dB is left out.
+struct RuleSets {
+    PointSet decibels, amplitude, heldDown;
+    size_t size() const { return decibels.size() + amplitude.size() + heldDown.size(); }
+};
+
+// All points for the worst measure; the smooth measure takes every second
+// point up to the top and all above it.
 struct FitGrid {
-    std::vector<GridPoint> all, smooth;
+    RuleSets all, smooth;
 };
 
 FitGrid makeGrid(const EqBandPlan& plan, double sampleRate) {
@@ -181,17 +197,18 @@ FitGrid makeGrid(const EqBandPlan& plan, double sampleRate) {
         const double w = 2.0 * kPi * f / sampleRate;
         const double t = targetDb(plan, f);
         if (t < -50.0) continue;
-        GridPoint point;
-        point.cos1 = std::cos(w);
-        point.cos2 = std::cos(2.0 * w);
-        point.fixedPower = plan.firstOrderFrequency > 0
-                               ? firstOrderPower(plan.firstOrderFrequency, plan.highSide, sampleRate, w)
-                               : 1.0;
-        point.targetPower = std::pow(10.0, t / 10.0);
-        point.targetAmplitude = std::pow(10.0, t / 20.0);
-        point.rule = i >= below ? PointRule::HeldDown : t >= -20.0 ? PointRule::Decibels : PointRule::Amplitude;
-        grid.all.push_back(point);
-        if (i >= below || i % 2 == 0) grid.smooth.push_back(point);
+        const double fixed = plan.firstOrderFrequency > 0
+                                 ? firstOrderPower(plan.firstOrderFrequency, plan.highSide, sampleRate, w)
+                                 : 1.0;
+        for (RuleSets* sets : {&grid.all, &grid.smooth}) {
+            if (sets == &grid.smooth && i < below && i % 2 != 0) continue;
+            if (i >= below)
+                sets->heldDown.add(w, fixed, std::pow(10.0, t / 10.0));
+            else if (t >= -20.0)
+                sets->decibels.add(w, fixed, std::pow(10.0, t / 10.0));
+            else
+                sets->amplitude.add(w, fixed, std::pow(10.0, t / 20.0));
+        }
     }
     return grid;
 }
@@ -201,63 +218,63 @@ enum class Measure { Worst, Smooth };
 // Sub-bands a fit moves at most: a split shelf's three and three added.
 constexpr size_t kMostSubBands = 8;
 
-// The model's power at a point, floored at 1e-12 in amplitude.
-double modelPower(const GridPoint& point, const PowerTerms* terms, size_t count) {
-    double numerator = point.fixedPower;
-    double denominator = 1.0;
+// Fills the set's model power, floored at 1e-12 in amplitude; band by band,
+// over plain arrays, so that the loops vectorise.
+void modelPower(const PointSet& set, const PowerTerms* terms, size_t count) {
+    const size_t n = set.size();
+    double* power = set.power.data();
+    double* denominator = set.denominator.data();
+    const double* c1 = set.cos1.data();
+    const double* c2 = set.cos2.data();
+    for (size_t i = 0; i < n; ++i) power[i] = set.fixedPower[i], denominator[i] = 1.0;
     for (size_t k = 0; k < count; ++k) {
-        numerator *= terms[k].n0 + terms[k].n1 * point.cos1 + terms[k].n2 * point.cos2;
-        denominator *= terms[k].d0 + terms[k].d1 * point.cos1 + terms[k].d2 * point.cos2;
+        const PowerTerms& p = terms[k];
+        for (size_t i = 0; i < n; ++i) {
+            power[i] *= p.n0 + p.n1 * c1[i] + p.n2 * c2[i];
+            denominator[i] *= p.d0 + p.d1 * c1[i] + p.d2 * c2[i];
+        }
     }
-    return std::max(numerator / denominator, 1e-24);
-}
-
-// The distance at a point of the smooth measure.
-double pointDistance(const GridPoint& point, double power) {
-    // The smooth measure only steers the first run of the simplex: a float
-    // logarithm is precise enough there and much quicker.
-    const auto quickDecibels = [](double ratio) { return 4.342944819032518 * double(std::log(float(ratio))); };
-    switch (point.rule) {
-    case PointRule::Decibels: return std::fabs(quickDecibels(power / point.targetPower));
-    case PointRule::Amplitude: return 25.0 * std::fabs(point.targetAmplitude - std::sqrt(power));
-    case PointRule::HeldDown: return std::max(0.0, quickDecibels(power / point.targetPower) - 3.0);
-    }
-    return 0.0;
+    for (size_t i = 0; i < n; ++i) power[i] = std::max(power[i] / denominator[i], 1e-24);
 }
 
 double measure(const std::vector<EqSubBand>& bands, double sampleRate, const FitGrid& grid, Measure kind) {
     PowerTerms terms[kMostSubBands];
     const size_t count = std::min(bands.size(), kMostSubBands);
     for (size_t k = 0; k < count; ++k) terms[k] = powerTerms(bands[k], sampleRate);
+    const RuleSets& sets = kind == Measure::Smooth ? grid.smooth : grid.all;
+    for (const PointSet* set : {&sets.decibels, &sets.amplitude, &sets.heldDown}) modelPower(*set, terms, count);
+    const PointSet& db = sets.decibels;
+    const PointSet& amplitude = sets.amplitude;
+    const PointSet& held = sets.heldDown;
     if (kind == Measure::Smooth) {
-        if (grid.smooth.empty()) return 0.0;
-        double sum = 0.0;
-        for (const GridPoint& point : grid.smooth) {
-            const double e = pointDistance(point, modelPower(point, terms, count));
+        // The smooth measure only steers the first run of the simplex: a float
+        // logarithm is precise enough there and much quicker.
+        const auto quickDecibels = [](double ratio) { return 4.342944819032518 * double(std::log(float(ratio))); };
+        const auto eighth = [](double e) {
             const double e2 = e * e;
             const double e4 = e2 * e2;
-            sum += e4 * e4;
-        }
-        return std::pow(sum / double(grid.smooth.size()), 1.0 / 8.0);
+            return e4 * e4;
+        };
+        if (sets.size() == 0) return 0.0;
+        double sum = 0.0;
+        for (size_t i = 0; i < db.size(); ++i) sum += eighth(quickDecibels(db.power[i] / db.target[i]));
+        for (size_t i = 0; i < amplitude.size(); ++i)
+            sum += eighth(25.0 * std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
+        for (size_t i = 0; i < held.size(); ++i)
+            sum += eighth(std::max(0.0, quickDecibels(held.power[i] / held.target[i]) - 3.0));
+        return std::pow(sum / double(sets.size()), 1.0 / 8.0);
     }
     // The worst distance in dB is the dB of the worst power ratio: one logarithm
     // at the end instead of one a point.
-    double ratio = 1.0, heldDown = 0.0, amplitude = 0.0;
-    for (const GridPoint& point : grid.all) {
-        const double power = modelPower(point, terms, count);
-        switch (point.rule) {
-        case PointRule::Decibels:
-            ratio = std::max(ratio, power > point.targetPower ? power / point.targetPower : point.targetPower / power);
-            break;
-        case PointRule::Amplitude:
-            amplitude = std::max(amplitude, std::fabs(point.targetAmplitude - std::sqrt(power)));
-            break;
-        case PointRule::HeldDown:
-            heldDown = std::max(heldDown, power / point.targetPower);
-            break;
-        }
+    double ratio = 1.0, worstAmplitude = 0.0, heldDown = 0.0;
+    for (size_t i = 0; i < db.size(); ++i) {
+        const double r = db.power[i] / db.target[i];
+        ratio = std::max(ratio, std::max(r, 1.0 / r));
     }
-    double worst = std::max(decibels(ratio), 25.0 * amplitude);
+    for (size_t i = 0; i < amplitude.size(); ++i)
+        worstAmplitude = std::max(worstAmplitude, std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
+    for (size_t i = 0; i < held.size(); ++i) heldDown = std::max(heldDown, held.power[i] / held.target[i]);
+    double worst = std::max(decibels(ratio), 25.0 * worstAmplitude);
     if (heldDown > 0.0) worst = std::max(worst, decibels(heldDown) - 3.0);
     return worst;
 }

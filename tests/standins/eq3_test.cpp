@@ -18,7 +18,7 @@ enum Type { HighPass = 0, LowShelf = 1, Bell = 3, HighShelf = 4, LowPass = 5 };
 double eq3Db(Type type, double f, double f0, double gainDb, double q, int order) {
     const double a = std::pow(10.0, gainDb / 40.0);
     const Complex s(0.0, f / f0);
-    Complex h;
+    Complex h;  // the pass filters return at once
     switch (type) {
     case Bell: h = (s * s + s * (a / q) + 1.0) / (s * s + s / (a * q) + 1.0); break;
     case LowShelf: h = a * (s * s + s * (std::sqrt(a) / q) + a) / (a * s * s + s * (std::sqrt(a) / q) + 1.0); break;
@@ -85,15 +85,16 @@ struct Setting {
 // The worst distance between EQ3's curve and the written chain on 20 Hz to 20 kHz,
 // by the fit's rule: dB where the curve is at -20 dB or above, 25 times the
 // amplitude difference below that, nothing below -50 dB.
-double worstDistance(const Setting& s, const std::vector<ReadSlot>& slots) {
+template <typename Curve>
+double worstDistance(Curve eq3, const std::vector<ReadSlot>& slots, double rate) {
     double worst = 0.0;
     for (int i = 0; i <= 600; ++i) {
         const double f = 20.0 * std::pow(1000.0, i / 600.0);
-        const double t = eq3Db(s.type, f, s.frequency, s.gainDb, s.curveQ, s.slope + 1);
+        const double t = eq3(f);
         double m = 0.0;
         for (const ReadSlot& slot : slots) {
-            if (slot.open.find("ReaEQ") != std::string::npos) m += reaEqDb(slot.state, f, s.rate);
-            if (slot.open.find("simplelp6db") != std::string::npos) m += onePoleDb(slot.parameters, f, s.rate);
+            if (slot.open.find("ReaEQ") != std::string::npos) m += reaEqDb(slot.state, f, rate);
+            if (slot.open.find("simplelp6db") != std::string::npos) m += onePoleDb(slot.parameters, f, rate);
         }
         if (t < -50.0) continue;
         const double e = t >= -20.0 ? std::fabs(m - t) : 25.0 * std::fabs(std::pow(10, t / 20) - std::pow(10, m / 20));
@@ -137,9 +138,40 @@ TEST(Eq3Fit, WrittenReaEqMeetsTheEq3CurveWithin005Db) {
         const std::vector<float> values = {0, float(s.gainDb), float(s.frequency), float(s.q), float(s.slope),
                                            float(s.type), 0, 0};
         const StandinResult result = writeEq3(values, false, {3, 0, 0, false, false, 0, 2, s.rate}, run);
-        const double worst = worstDistance(s, readSlots(result.text));
+        const auto curve = [&](double f) { return eq3Db(s.type, f, s.frequency, s.gainDb, s.curveQ, s.slope + 1); };
+        const double worst = worstDistance(curve, readSlots(result.text), s.rate);
         EXPECT_LE(worst, s.reach) << s.what;
         // Past 0.5 dB the fit says it cannot reach, in a note.
         EXPECT_EQ(result.notes.size(), run.worstError > 0.5 ? 1u : 0u) << s.what;
     }
+}
+
+// A whole 7-Band as a real session holds it: 18 dB/oct high-pass at 304 Hz and
+// low-pass at 2729 Hz, MF +6 dB at 1.5 kHz, the other bands in at 0 dB.
+TEST(Eq3Fit, SevenBandBecomesReaEqAndItsFirstOrderParts) {
+    const std::vector<float> values = {0, 0, 0, 0, 0, 1, 1, 1, 2, 304.087f, 1, 0, 100, 1, 1, 1, 0, 200, 1,
+                                       1, 6, 1500, 1, 1, 0, 2000, 1, 1, 0, 6000, 1, 1, 1, 1, 1, 2, 2728.67f, 0};
+    EqFitRun run;
+    const StandinResult result = writeEq3(values, true, {3, 0x53540010, 0, false, false, 0, 2, 44100}, run);
+    const std::vector<ReadSlot> slots = readSlots(result.text);
+    ASSERT_EQ(slots.size(), 3u);
+    EXPECT_EQ(slots[0].open.rfind("<VST \"VST: ReaEQ (Cockos)\" reaeq.dll 0 \"EQ3 7-Band (ReaEQ)\"", 0), 0u);
+    EXPECT_EQ(slots[1].open, "<JS Liteon/simplelp6db \"EQ3 7-Band high-pass 6 of 18 dB/oct (Simple 1-Pole Filter)\"");
+    EXPECT_EQ(slots[2].preset, "\"EQ3 low-pass, first-order part\"");
+    // Seeds: the ReaEQ at the base, the first-order parts at 900 plus the band's place.
+    for (auto [slot, seed] : {std::pair{0, 0x53540010u}, {1, 0x53540010u + 900}, {2, 0x53540010u + 906}})
+        EXPECT_EQ(slots[size_t(slot)].fxid, makeGuid(seed));
+    EXPECT_EQ(run.firstOrderSlots, 2);
+    const auto curve = [](double f) {
+        return eq3Db(HighPass, f, 304.087, 0, 1, 3) + eq3Db(LowPass, f, 2728.67, 0, 1, 3) +
+               eq3Db(Bell, f, 1500, 6, 1 * 0.99991, 2);
+    };
+    EXPECT_LE(worstDistance(curve, slots, 44100), 0.05);
+    // The same EQ again is fitted from the run's cache and counted again.
+    const int fitted = run.fittedBands;
+    writeEq3(values, true, {3, 0x53540010, 0, false, false, 0, 2, 44100}, run);
+    // A 1-Band notch is one ReaEQ notch band, with no fit.
+    const std::vector<ReadSlot> notch = readSlots(writeEq3({0, 0, 1000, 2, 1, 2, 0, 0}, false, {}, run).text);
+    EXPECT_TRUE(wordAt(notch.at(0).state, 4) == 1 && wordAt(notch[0].state, 8) == 6);
+    EXPECT_EQ(run.fittedBands, 2 * fitted);
 }

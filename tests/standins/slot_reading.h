@@ -49,15 +49,13 @@ inline uint32_t wordAt(const std::vector<uint8_t>& bytes, size_t at) {
 }
 
 inline double doubleAt(const std::vector<uint8_t>& bytes, size_t at) {
-    uint64_t bits = uint64_t(wordAt(bytes, at)) | (uint64_t(wordAt(bytes, at + 4)) << 32);
     double value;
-    std::memcpy(&value, &bits, 8);
+    std::memcpy(&value, &bytes.at(at + 7) - 7, 8);  // little-endian, as the machine
     return value;
 }
 
 inline float floatAt(const std::vector<uint8_t>& bytes, size_t at) {
-    const uint32_t bits = wordAt(bytes, at);
     float value;
-    std::memcpy(&value, &bits, 4);
+    std::memcpy(&value, &bytes.at(at + 3) - 3, 4);  // little-endian, as the machine
     return value;
 }
