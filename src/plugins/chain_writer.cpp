@@ -142,16 +142,18 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
         }
         return plan;
     }
+    std::vector<std::string> standInNotes;
     if (!stockName(instance.signature).empty() && standInPossible(instance)) {
         if (options.noStandIns) {
             ++tallies.avidKept;
-        } else if (std::optional<std::string> text = standInSlotText(state, instance, place)) {
+        } else if (std::optional<std::string> text = standInSlotText(state, instance, place, standInNotes)) {
             plan.kind = ChainSlotKind::standIn;
             plan.standIn = std::move(*text);
             outcome.format = "reaper";
-            plan.outcome = record(OutcomeStatus::settings,
-                                  std::string("stand-in: REAPER's own plug-ins with the same settings") +
-                                      (instance.keyInput >= 0 ? ", keyed from the key input" : ""));
+            std::string detail = std::string("stand-in: REAPER's own plug-ins with the same settings") +
+                                 (instance.keyInput >= 0 ? ", keyed from the key input" : "");
+            for (const std::string& note : standInNotes) detail += "; " + note;
+            plan.outcome = record(OutcomeStatus::settings, std::move(detail));
             return plan;
         }
     }

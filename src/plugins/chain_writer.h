@@ -40,10 +40,10 @@ struct ChainSlot {
 };
 
 // The text of the REAPER plug-ins that stand in for a stock processor whose
-// record can be read; none while no stand-in writer exists, and the instance
-// stays an AAX-only slot.
-std::optional<std::string> standInSlotText(const RunState& state, const PluginInstance& instance,
-                                           const ChainPlace& place);
+// control values can be read (EQ3 onto ReaEQ, Dyn3 onto ReaComp or ReaGate),
+// and the notes of what the stand-in could not carry; none for any other.
+std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
+                                           std::vector<std::string>& notes);
 
 // Writes one kept slot, the key channels passed by when pinFlags is set, and
 // counts it in the tallies.

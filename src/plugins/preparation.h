@@ -6,6 +6,7 @@
 #include "plugins/matching.h"
 #include "plugins/outcomes.h"
 #include "plugins/table.h"
+#include "standins/eq_fit.h"
 
 struct ConvertOptions;
 struct SessionModel;
@@ -15,6 +16,7 @@ struct PluginRun {
     PluginTables tables;
     MatchReport matches;
     ChainTallies tallies;
+    EqFitRun eqFit;  // the EQ fits of the run, each distinct band fitted once
 };
 
 // Reads trellum-plugins.txt and REAPER's lists, matches every distinct key of

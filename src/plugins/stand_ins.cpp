@@ -1,7 +1,29 @@
+#include "driver/run_state.h"
 #include "plugins/chain_writer.h"
+#include "standins/dyn3.h"
+#include "standins/eq3.h"
 
-// No stand-in writer is part of this build: every stock processor keeps its
-// AAX-only slot.
-std::optional<std::string> standInSlotText(const RunState&, const PluginInstance&, const ChainPlace&) {
-    return std::nullopt;
+std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
+                                           std::vector<std::string>& notes) {
+    StandinPlace at;
+    at.depth = 3;
+    at.seedBase = standinSeedBase(instance.recordStart);
+    at.bypassed = instance.bypassed;
+    at.keyWired = instance.keyInput >= 0 && place.pinFlags;
+    const auto pair = state.analysis.routing.keyPairOf.find(instance.recordStart);
+    at.keyPair = pair == state.analysis.routing.keyPairOf.end() ? 0 : static_cast<uint32_t>(pair->second);
+    at.trackChannels = place.width > 0 ? place.width : 2;
+    at.sampleRate = state.model.info.sampleRate;
+    const std::vector<float>& values = instance.controlValues;
+    StandinResult result;
+    if (instance.signature == "Digi47e3" || instance.signature == "Digi1be3") {
+        result = writeEq3(values, instance.signature == "Digi47e3", at, state.pluginRun.eqFit);
+    } else if (instance.signature == "Digidn3c" || instance.signature == "Digidn3e") {
+        result = writeDyn3(values, instance.signature == "Digidn3c", at);
+    } else {
+        return std::nullopt;
+    }
+    if (result.text.empty()) return std::nullopt;
+    notes = std::move(result.notes);
+    return std::move(result.text);
 }

@@ -542,6 +542,9 @@ std::optional<std::string> vstStateProblem(const std::vector<std::uint8_t>& byte
     if (vst3 && size > 0 && !isVst3Frame(bytes, at, size)) return std::string("VST3 state halves do not fill the state");
     at += size;
     const std::size_t rest = bytes.size() - at;
+    // REAPER's own plug-ins are written with the tail 00 00 10 00 00 00.
+    static const std::uint8_t kReaperTail[] = {0, 0, 0x10, 0, 0, 0};
+    if (rest == 6 && std::equal(bytes.begin() + at, bytes.end(), kReaperTail)) return std::nullopt;
     if (rest < 6 || bytes[at] != 0 || wordAt(bytes, bytes.size() - 4) != 0 || bytes[bytes.size() - 5] != 0 ||
         std::find(bytes.begin() + at + 1, bytes.end() - 5, 0) != bytes.end() - 5) {
         return std::string("state tail is not a program name between zeros");

@@ -5,6 +5,7 @@
 
 #include "cli/console.h"
 #include "driver/run_state.h"
+#include "plugins/outcomes.h"
 #include "project/media.h"
 #include "reporting/support.h"
 
@@ -27,18 +28,6 @@ std::string quoted(const std::string& text) {
         }
     }
     return out + "\"";
-}
-
-const char* outcomeWord(const PluginOutcome& outcome) {
-    if (outcome.wasInactive) return "inactive";
-    if (outcome.status == OutcomeStatus::leftOutMissing || outcome.notInstalled) return "missing";
-    switch (outcome.status) {
-        case OutcomeStatus::settings: return "settings";
-        case OutcomeStatus::defaults: return "default";
-        case OutcomeStatus::leftOutBypassed:
-        case OutcomeStatus::leftOutNoState: return "left-out";
-        default: return "unsupported";
-    }
 }
 
 std::string wordArray(const std::vector<const char*>& words) {

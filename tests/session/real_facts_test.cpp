@@ -69,16 +69,16 @@ TEST(RealSessionFacts, ReadersGiveTheLinesOfTheFacts) {
         EXPECT_EQ(clips, factsOf(path, {"clip"}));
         // The facts leave out what the playlist rows keep for undo (RegionTest has three).
         const std::vector<PlaylistRow> rows = readPlaylistRows(image);
-        for (const AudioClip& p : lists.audioPlacements) {
+        for (const ClipPlacement& p : lists.audioPlacements) {
             bool keptForUndo = false;
             for (size_t e = 0; p.trackIndex < rows.size() && e < rows[p.trackIndex].live.size(); ++e) {
                 const PlaylistRow& row = rows[p.trackIndex];
-                keptForUndo |= !row.live[e] && row.clipIndex[e] == p.clip.index && row.position[e] == p.clip.start;
+                keptForUndo |= !row.live[e] && row.clipIndex[e] == p.clipIndex && row.position[e] == p.start;
             }
-            if (keptForUndo || p.clip.start.inTicks()) continue;
+            if (keptForUndo || p.start.inTicks()) continue;
             placements += formatText("placement track %u \"%s\" clip %u \"%s\" at %llu\n", p.trackIndex,
-                                     p.trackName.c_str(), p.clip.index, p.clip.name.c_str(),
-                                     static_cast<unsigned long long>(static_cast<float>(p.clip.start.value)));
+                                     p.trackName.c_str(), p.clipIndex, lists.audioClips[p.clipIndex].name.c_str(),
+                                     static_cast<unsigned long long>(static_cast<float>(p.start.value)));
         }
         EXPECT_EQ(placements, placementLines(path));
 
