@@ -1,6 +1,7 @@
 #include "session/blocks.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -46,6 +47,14 @@ bool mayHoldChildren(const PtxBlock& block, uint64_t position, uint64_t limit) {
 bool stepOn(OpenBlock& open, uint64_t jump) {
     open.i += jump != 0 ? jump : 1;
     return !(open.i >= open.block.blockSize || open.position + open.i + jump >= open.limit);
+}
+
+// The first "Z" in [from, stop), or stop when there is none. The scans over the
+// whole image jump from one to the next instead of testing every byte.
+uint64_t nextMark(const ImageView& image, uint64_t from, uint64_t stop) {
+    if (from >= stop) return stop;
+    const void* mark = std::memchr(image.bytes + from, kBlockMark, stop - from);
+    return mark == nullptr ? stop : static_cast<uint64_t>(static_cast<const uint8_t*>(mark) - image.bytes);
 }
 
 // The type-independent part of the scan test at p: "Z", a zero high type byte,
@@ -128,7 +137,8 @@ std::vector<PtxBlock> walkBlockTree(const ImageView& image) {
 BlockIndex buildBlockIndex(const ImageView& image) {
     BlockIndex index;
     if (image.bytes == nullptr || image.length < 10) return index;
-    for (uint64_t p = 0; p + 9 < image.length; ++p) {
+    const uint64_t stop = image.length - 9;
+    for (uint64_t p = nextMark(image, 0, stop); p < stop; p = nextMark(image, p + 1, stop)) {
         uint32_t size = 0;
         if (isCandidate(image, p, size)) index.byContentType[image.u16(p + 7)].push_back(p);
     }
@@ -247,16 +257,17 @@ ImageCheck checkImage(const ImageView& image) {
     const uint64_t length = image.bytes != nullptr ? image.length : 0;
 
     // The end of the furthest block that fits.
-    for (uint64_t z = 0; z + 9 < length; ++z) {
+    const uint64_t stop = length > 9 ? length - 9 : 0;
+    for (uint64_t z = nextMark(image, 0, stop); z < stop; z = nextMark(image, z + 1, stop)) {
         uint32_t size = 0;
         if (isCandidate(image, z, size))
             check.lastCompleteEnd = std::max(check.lastCompleteEnd, z + 7 + size);
     }
 
     // The chain of blocks from the first head, followed until it stops.
-    uint64_t z = 0;
-    while (z + 9 < length && !(image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0)) ++z;
-    if (z + 9 < length) {
+    uint64_t z = nextMark(image, 0, stop);
+    while (z < stop && image.bytes[z + 2] != 0) z = nextMark(image, z + 1, stop);
+    if (z < stop) {
         while (z + 7 <= length && image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0) {
             const uint32_t size = image.u32(z + 3);
             if (size == 0 || size > length - (z + 7)) break;
