@@ -187,8 +187,10 @@ void preferClap(const CacheIndex& index, const std::map<std::string, std::vector
         clap.prefix.clear();
         clap.suffix.clear();
         if (probe && !probe(*instances.front(), clap).empty()) {
+            // A structured binding cannot be captured before C++20 (clang refuses it).
+            const std::string& signature = key;
             auto same = std::find_if(tables.overrides.begin(), tables.overrides.end(),
-                                     [&](const PluginRow& r) { return r.signature == key; });
+                                     [&](const PluginRow& r) { return r.signature == signature; });
             if (same != tables.overrides.end()) {
                 *same = clap;
             } else {

@@ -61,6 +61,14 @@ bool stepToNextMark(const ImageView& image, OpenBlock& open) {
     return true;
 }
 
+// The first "Z" in [from, stop), or stop when there is none. The scans over the
+// whole image jump from one to the next instead of testing every byte.
+uint64_t nextMark(const ImageView& image, uint64_t from, uint64_t stop) {
+    if (from >= stop) return stop;
+    const void* mark = std::memchr(image.bytes + from, kBlockMark, stop - from);
+    return mark == nullptr ? stop : static_cast<uint64_t>(static_cast<const uint8_t*>(mark) - image.bytes);
+}
+
 // The type-independent part of the scan test at p: "Z", a zero high type byte,
 // a non-zero size and a block that ends inside the image. Requires p + 9 < length.
 bool isCandidate(const ImageView& image, uint64_t p, uint32_t& size) {
@@ -160,7 +168,8 @@ std::vector<PtxBlock> topLevelBlocks(const ImageView& image) {
 BlockIndex buildBlockIndex(const ImageView& image) {
     BlockIndex index;
     if (image.bytes == nullptr || image.length < 10) return index;
-    for (uint64_t p = 0; p + 9 < image.length; ++p) {
+    const uint64_t stop = image.length - 9;
+    for (uint64_t p = nextMark(image, 0, stop); p < stop; p = nextMark(image, p + 1, stop)) {
         uint32_t size = 0;
         if (isCandidate(image, p, size)) index.byContentType[image.u16(p + 7)].push_back(p);
     }
@@ -279,16 +288,17 @@ ImageCheck checkImage(const ImageView& image) {
     const uint64_t length = image.bytes != nullptr ? image.length : 0;
 
     // The end of the furthest block that fits.
-    for (uint64_t z = 0; z + 9 < length; ++z) {
+    const uint64_t stop = length > 9 ? length - 9 : 0;
+    for (uint64_t z = nextMark(image, 0, stop); z < stop; z = nextMark(image, z + 1, stop)) {
         uint32_t size = 0;
         if (isCandidate(image, z, size))
             check.lastCompleteEnd = std::max(check.lastCompleteEnd, z + 7 + size);
     }
 
     // The chain of blocks from the first head, followed until it stops.
-    uint64_t z = 0;
-    while (z + 9 < length && !(image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0)) ++z;
-    if (z + 9 < length) {
+    uint64_t z = nextMark(image, 0, stop);
+    while (z < stop && image.bytes[z + 2] != 0) z = nextMark(image, z + 1, stop);
+    if (z < stop) {
         while (z + 7 <= length && image.bytes[z] == kBlockMark && image.bytes[z + 2] == 0) {
             const uint32_t size = image.u32(z + 3);
             if (size == 0 || size > length - (z + 7)) break;

@@ -50,14 +50,17 @@ int64_t threePointValue(const ThreePoint& record, int which) {
 // whose name is empty or whose index equals it.
 class FileLookup {
 public:
-    explicit FileLookup(const std::vector<AudioFileRef>& files) : files_(files), firstOfIndex_(65536, kNone) {
+    // The table reaches the highest index listed, not every index there could be.
+    explicit FileLookup(const std::vector<AudioFileRef>& files) : files_(files) {
         for (size_t i = files.size(); i-- > 0;) {
+            if (files[i].index >= firstOfIndex_.size()) firstOfIndex_.resize(size_t{files[i].index} + 1, kNone);
             firstOfIndex_[files[i].index] = i;
             if (files[i].name.empty()) firstUnnamed_ = i;
         }
     }
     const AudioFileRef* fileOf(uint16_t fileIndex) const {
-        size_t entry = std::min(firstOfIndex_[fileIndex], firstUnnamed_);
+        const size_t listed = fileIndex < firstOfIndex_.size() ? firstOfIndex_[fileIndex] : kNone;
+        size_t entry = std::min(listed, firstUnnamed_);
         return entry == kNone ? nullptr : &files_[entry];
     }
 
@@ -111,9 +114,12 @@ const ClipDefinition* clipOfNumber(const std::vector<ClipDefinition>& clips, uin
 
 // Finds the clipless track entry of each track number.
 struct TrackTable {
-    std::vector<int64_t> entryOfNumber = std::vector<int64_t>(65536, -1);
+    std::vector<int64_t> entryOfNumber;  // up to the highest number added
 
-    void add(uint16_t number, int64_t entry) { entryOfNumber[number] = entry; }
+    void add(uint16_t number, int64_t entry) {
+        if (number >= entryOfNumber.size()) entryOfNumber.resize(size_t{number} + 1, -1);
+        entryOfNumber[number] = entry;
+    }
     int64_t find(uint64_t number) const { return number < entryOfNumber.size() ? entryOfNumber[number] : -1; }
 };
 
