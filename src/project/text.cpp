@@ -527,7 +527,10 @@ bool isVst3Frame(const std::vector<std::uint8_t>& bytes, std::size_t from, std::
 // and pins, the state of the size the header gives, the tail with the program
 // name; for a VST3 build the state's two halves fill it.
 std::optional<std::string> vstStateProblem(const std::vector<std::uint8_t>& bytes, bool vst3) {
-    if (bytes.size() < 12 || wordAt(bytes, 4) != 0xFEED5EEE) return std::string("no state header");
+    // REAPER's compressor and gate write 0xFEED5EEF; every other plug-in 0xFEED5EEE.
+    if (bytes.size() < 12 || (wordAt(bytes, 4) != 0xFEED5EEE && wordAt(bytes, 4) != 0xFEED5EEF)) {
+        return std::string("no state header");
+    }
     std::size_t at = 8;
     for (int side = 0; side < 2; ++side) {
         if (bytes.size() - at < 4) return std::string("state header cut short");
