@@ -181,7 +181,6 @@ void optionNoticesStage(const RunState& state) {
     const Notice notices[] = {
         {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
         {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
-        {o.noStandIns, "--no-stand-ins", "writing REAPER's stand-ins for Avid's plug-ins"},
     };
     bool first = true;
     for (const Notice& notice : notices) {

@@ -536,6 +536,19 @@ void sayClipNotes(const ClipCounts& clips, const std::vector<OutputTrack>& track
     }
 }
 
+// Under --no-stand-ins, how many Avid plug-ins stayed in their slots.
+void sayStandInSwitchNotes(const RunState& state) {
+    if (!state.options.noStandIns) return;
+    const int kept = state.pluginRun.tallies.avidKept;
+    if (kept == 0) {
+        say("  --no-stand-ins: on; no Avid plug-in in this session had a REAPER stand-in.\n");
+        return;
+    }
+    say("  --no-stand-ins: %d Avid plug-in(s) left in their slot under their Pro\n"
+        "      Tools name, switched off, instead of REAPER's own equivalent.\n",
+        kept);
+}
+
 // The first meter, meter changes and repeats, and the memory locations.
 void sayMeterAndMarkerNotes(const RunState& state) {
     const ProjectHeadSummary& head = state.headSummary;
@@ -1141,6 +1154,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayAutomationModeNotes(state);
     sayTempoNotes(state);
     sayClipNotes(state.analysis.clipCounts, state.analysis.outputTracks);
+    sayStandInSwitchNotes(state);
     sayColourSwitchNotes(state);
     sayPluginSwitchNotes(state.pluginRun.matches);
     sayTrackColourNotes(state);

@@ -158,7 +158,7 @@ TEST(Entry, OptionsNotBuiltYetSaySo) {
                                          "--no-stretch", "--comments", "item", "--tempo-ramps", "--pt-theme", "dark",
                                          "--no-ara", "--vstini", "x.ini", "--prefer-clap", "--skip-muted-fx",
                                          "--no-placeholders", "--no-aax-slots", "--skip-missing-fx",
-                                         "--keep-plugin-midi", "--no-kontakt-state", "--keep-frozen", "--audio-dir",
+                                         "--keep-plugin-midi", "--no-kontakt-state", "--no-stand-ins", "--keep-frozen", "--audio-dir",
                                          ".", "--usage-json", "u.json", "--usage-shared", session});
     EXPECT_EQ(built.out.find("not built"), std::string::npos) << built.out;
 }

@@ -87,7 +87,8 @@ std::string noteOrderFault(const std::string& console) {
 
 ConvertOptions withNoteSwitches(ConvertOptions options) {
     options.checkOnly = options.noClick = options.recoverDeleted = options.noClipColors = options.noTrackColors =
-        options.keepInaudibleMidi = options.truncateMidiToClip = options.noSidechain = options.tempoRamps = true;
+        options.keepInaudibleMidi = options.truncateMidiToClip = options.noSidechain = options.tempoRamps =
+        options.noStandIns = true;
     options.keepAltTakes = options.writeReport = false;
     options.commentsMode = 0;
     return options;
