@@ -43,6 +43,14 @@ void putMask(std::vector<uint8_t>& out, uint64_t mask) {
 }
 
 // BYPASS, the <VST block with header, state and tail, and the lines after it.
+// The lines after a slot's block: its preset, window, FXID and wake state.
+void writeSlotEnd(ProjectText& text, const SlotPlace& place) {
+    if (!place.preset.empty()) text.statement("PRESETNAME").name(place.preset);
+    text.statement("FLOATPOS").num(0).num(0).num(0).num(0);
+    text.statement("FXID").guid(place.seed);
+    text.statement("WAK").num(0).num(0);
+}
+
 std::string vstSlot(const Identity& plugin, const std::vector<uint8_t>& header, const std::vector<uint8_t>& state,
                     const SlotPlace& place) {
     std::string out;
@@ -55,10 +63,7 @@ std::string vstSlot(const Identity& plugin, const std::vector<uint8_t>& header, 
         text.writeBase64Lines(base64(state));
         text.rawLine(kStockTail);
         text.close();
-        if (!place.preset.empty()) text.statement("PRESETNAME").name(place.preset);
-        text.statement("FLOATPOS").num(0).num(0).num(0).num(0);
-        text.statement("FXID").guid(place.seed);
-        text.statement("WAK").num(0).num(0);
+        writeSlotEnd(text, place);
     }
     return out;
 }
@@ -163,10 +168,7 @@ std::string writeJsSlot(const std::string& file, const std::string& parameters, 
         text.open("JS").word(file).name(place.title);
         text.rawLine(line);
         text.close();
-        if (!place.preset.empty()) text.statement("PRESETNAME").name(place.preset);
-        text.statement("FLOATPOS").num(0).num(0).num(0).num(0);
-        text.statement("FXID").guid(place.seed);
-        text.statement("WAK").num(0).num(0);
+        writeSlotEnd(text, place);
     }
     return out;
 }
