@@ -442,23 +442,6 @@ bool isQuote(char c) {
     return c == '"' || c == '\'' || c == '`';
 }
 
-// A quoted argument runs from its quote to the next of the same character.
-bool quotesClosed(std::string_view line) {
-    std::size_t i = 0;
-    while (i < line.size()) {
-        if (line[i] == ' ') {
-            ++i;
-        } else if (isQuote(line[i])) {
-            const std::size_t end = line.find(line[i], i + 1);
-            if (end == std::string_view::npos) return false;
-            i = end + 1;
-        } else {
-            while (i < line.size() && line[i] != ' ') ++i;
-        }
-    }
-    return true;
-}
-
 // A byte that starts no valid character, or a control character, with its column.
 std::optional<std::string> characterProblem(std::string_view line) {
     for (std::size_t at = 0; at < line.size();) {
@@ -474,8 +457,10 @@ std::optional<std::string> characterProblem(std::string_view line) {
     return std::nullopt;
 }
 
-// The arguments of a line: quoted ones without their quotes.
-std::vector<std::string_view> argumentsOf(std::string_view line) {
+// The arguments of a line, quoted ones without their quotes; a quoted argument
+// runs from its quote to the next of the same character. None when a quote is
+// not closed.
+std::optional<std::vector<std::string_view>> argumentsOf(std::string_view line) {
     std::vector<std::string_view> arguments;
     std::size_t i = 0;
     while (i < line.size()) {
@@ -483,6 +468,7 @@ std::vector<std::string_view> argumentsOf(std::string_view line) {
             ++i;
         } else if (isQuote(line[i])) {
             const std::size_t end = line.find(line[i], i + 1);
+            if (end == std::string_view::npos) return std::nullopt;
             arguments.push_back(line.substr(i + 1, end - i - 1));
             i = end + 1;
         } else {
@@ -608,12 +594,12 @@ std::optional<std::string> checkProjectText(std::string_view text, int startDept
             topSeen = true;
         }
         // Notes lines ("|...") are free text; everything else is read in arguments.
-        if (rest[0] != '|' && !quotesClosed(rest)) return atLine(number, "quote not closed");
+        if (rest[0] != '|' && !argumentsOf(rest)) return atLine(number, "quote not closed");
         if (rest[0] == '<') {
             if (rest.size() == 1 || rest[1] == ' ') return atLine(number, "block without a keyword");
             openedOn.push_back(number);
             ++depth;
-            const std::vector<std::string_view> arguments = argumentsOf(rest.substr(1));
+            const std::vector<std::string_view> arguments = *argumentsOf(rest.substr(1));
             std::optional<DataBlock> block;
             if (arguments[0] == "VST" || arguments[0] == "STATE") {
                 block = DataBlock{arguments[0] == "VST", false, {}};
