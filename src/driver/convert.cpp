@@ -302,7 +302,7 @@ int convertInMemory(const ConvertOptions& options, const std::vector<uint8_t>& f
                     ConvertResult* result) {
     projectText.clear();
     return runConversion(options, result, nullptr, [&](RunState& state) {
-        state.inMemory = true;
+        state.options.inMemory = true;
         state.options.writeReport = false;  // this road writes no file
         const int loadCode = loadWithRetries(state.session, [&](int64_t rate) {
             return loadSessionBytes(state.session, fileBytes, rate);

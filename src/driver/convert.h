@@ -57,6 +57,8 @@ struct ConvertOptions {
     int bypassedFxMode = 0;
     int commentsMode = 1;
     int ptTheme = 0;
+    // The in-memory road: no file beside the session or the program is read.
+    bool inMemory = false;
     // Folder that receives the plug-in chunk corpus, empty for none.
     std::string corpusDir;
 };

@@ -77,7 +77,6 @@ struct RunState {
     ptxgui::Progress* progress = nullptr;
     std::string sessionFolder;  // the parent of the media folder, or "."
     std::string projectFolder;  // absolute folder of the project; FILE paths resolve from it ("" unknown)
-    bool inMemory = false;      // the in-memory road: no folder is searched for media
 
     SessionFile session;
     SessionImage image;

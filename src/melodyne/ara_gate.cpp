@@ -83,7 +83,7 @@ void gateAraSets(const std::vector<AraSet>& sets, const std::string& sessionFold
 // Step 13: the archives of every set tried; every clip of an edited name takes its set.
 void mergeAraSets(const SessionModel& model, const ConvertOptions& options, BindingWork& work,
                   AnalysisModel& analysis) {
-    if (options.noAra || model.araSets.empty()) return;
+    if (options.noAra || options.inMemory || model.araSets.empty()) return;
     AraTables& tables = analysis.ara;
     gateAraSets(model.araSets, sessionFolderOf(options.sessionPath), tables);
 

@@ -43,10 +43,11 @@ std::string listedName(const PluginInstance& instance, const SessionModel& model
 
 void preparePlugins(const ConvertOptions& options, const SessionModel& model, const StateProbe& probe,
                     PluginRun& run) {
-    const int learned = loadLearnedEntries(options.programPath, run.tables);
+    // The in-memory road reads no list beside the program or in the user's folders.
+    const int learned = options.inMemory ? 0 : loadLearnedEntries(options.programPath, run.tables);
     if (learned > 0) say("  %d plug-in(s) learned from trellum-plugins.txt\n\n", learned);
 
-    run.cache = loadPluginCache(options.vstIniPath, options.sessionPath, options.programPath);
+    if (!options.inMemory) run.cache = loadPluginCache(options.vstIniPath, options.sessionPath, options.programPath);
     const PluginCache& cache = run.cache;
     if (!cache.entries.empty()) {
         say("  plug-in cache: %d entries from %s\n", static_cast<int>(cache.entries.size()), cache.path.c_str());

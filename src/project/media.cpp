@@ -22,7 +22,7 @@ MediaFile lookUpOnDisk(const MediaSearch& search, const std::string& fileName) {
     MediaFile file;
     file.name = fileName;
     file.path = search.audioDir + "/" + fileName;
-    if (fileName.empty()) return file;
+    if (fileName.empty() || !search.onDisk) return file;
     if (opensForReading(file.path)) {
         file.place = MediaPlace::mediaFolder;
         return file;
@@ -121,7 +121,10 @@ std::string pathFromProject(const std::string& path, const std::string& projectF
 
 MediaSearch mediaSearchOf(const RunState& state) {
     MediaSearch search{state.options.audioDir, state.sessionFolder, &state.model.fileFolders, state.projectFolder, {}};
-    if (state.inMemory) return search;
+    if (state.options.inMemory) {
+        search.onDisk = false;
+        return search;
+    }
     const std::string& session = state.options.sessionPath;
     if (!session.empty()) {
         const size_t cut = session.find_last_of("/\\");

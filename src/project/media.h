@@ -51,6 +51,7 @@ struct MediaSearch {
     const FileFolderMap* listedFolders = nullptr;
     std::string projectFolder;  // absolute; "" writes paths as they were looked up
     std::vector<std::string> treeRoots;  // searched by file name last; empty: no search
+    bool onDisk = true;                  // false: nothing is looked up, every file is missing
 };
 MediaSearch mediaSearchOf(const RunState& state);
 

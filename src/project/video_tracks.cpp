@@ -55,7 +55,7 @@ double lastAudioEnd(const std::vector<OutputTrack>& tracks) {
 // The path of the video file: in the media folder, else in "Video Files" or beside
 // the session, else wherever the media search finds it by name.
 std::string videoPath(RunState& state, const std::string& name) {
-    if (!opens(state.options.audioDir + "/" + name)) {
+    if (!state.options.inMemory && !opens(state.options.audioDir + "/" + name)) {
         for (const std::string& candidate :
              {state.sessionFolder + "/Video Files/" + name, state.sessionFolder + "/" + name}) {
             if (opens(candidate)) return pathFromProject(candidate, state.projectFolder);
