@@ -49,7 +49,11 @@ std::vector<TextHit> findLengthPrefixed(const ImageView& view, const std::vector
     const uint64_t end = view.length;
     const uint8_t* wanted = wantedLength.data();
     const uint32_t lengths = static_cast<uint32_t>(wantedLength.size());
+    // With every text shorter than 256 bytes the low byte alone turns most
+    // positions away (length 0 is never wanted), before the three high bytes are read.
+    const bool shortTexts = lengths <= 256;
     for (uint64_t p = 0; p + 4 <= end; ++p) {
+        if (shortTexts && (bytes[p] >= lengths || wanted[bytes[p]] == 0)) continue;
         const uint32_t length = static_cast<uint32_t>(bytes[p]) | static_cast<uint32_t>(bytes[p + 1]) << 8 |
                                 static_cast<uint32_t>(bytes[p + 2]) << 16 | static_cast<uint32_t>(bytes[p + 3]) << 24;
         if (length >= lengths || wanted[length] == 0) continue;
@@ -117,7 +121,9 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
     std::vector<std::pair<uint64_t, uint64_t>> spans;
     for (const SessionTrack& track : tracks) spans.emplace_back(track.blockStart, track.blockEnd);
     const SpanIndex trackIndex = makeSpanIndex(spans);
-    std::vector<TextHit> nameMap = findLengthPrefixed(view, names);
+    // Found only when a row stands outside the track blocks.
+    std::vector<TextHit> nameMap;
+    bool nameMapFound = false;
     std::unordered_map<std::string, size_t> firstIndex;
     for (size_t i = 0; i < names.size(); ++i) firstIndex.emplace(names[i], i);
 
@@ -131,6 +137,8 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
         std::optional<size_t> owner;
         if (aligned) owner = firstSpanReaching(trackIndex, z, z + 1);
         if (!owner) {
+            if (!nameMapFound) nameMap = findLengthPrefixed(view, names);
+            nameMapFound = true;
             auto after = std::upper_bound(nameMap.begin(), nameMap.end(), z,
                                           [](uint64_t p, const TextHit& hit) { return p < hit.position; });
             if (after == nameMap.begin()) continue;
@@ -149,7 +157,8 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
         hasRow[*owner] = true;
     }
 
-    std::vector<TextHit> busHits = findLengthPrefixed(view, busNames);
+    std::vector<TextHit> busHits;  // found at the first send row
+    bool busHitsFound = false;
     std::set<size_t> unfilled;
     for (size_t i = 0; i < strips.size(); ++i) unfilled.insert(i);
     size_t first = 0;
@@ -180,6 +189,8 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
             strip.panLeft = own.panLeft;
             strip.panRight = own.panRight;
             for (size_t k = first + 1; k < next; ++k) {
+                if (!busHitsFound) busHits = findLengthPrefixed(view, busNames);
+                busHitsFound = true;
                 auto bus = nearestBus(busHits, busNames, rows[k].position);
                 if (!bus) continue;
                 SendRecord send;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 #include <unordered_set>
 
 namespace {
@@ -219,40 +220,44 @@ std::vector<TrackListRow> readTrackListRows(const SessionImage& image) {
 std::vector<std::string> readTrackNameScan(const SessionImage& image,
                                            const std::vector<std::string>& knownNames) {
     const ImageView& view = image.view;
-    struct Candidate {
-        uint64_t position;
-        uint64_t end;
-        std::string text;
-    };
-    std::vector<Candidate> candidates;
-    // A length from 2 to 64 is its low byte and three zero bytes: the low byte,
-    // read straight, turns most positions away with one test.
-    const uint64_t span = view.length >= 4 ? std::min<uint64_t>(kNameScanSpan, view.length - 3) : 0;
-    for (uint64_t p = 0; p < span; ++p) {
+    std::unordered_set<std::string_view> known(knownNames.begin(), knownNames.end());
+    // A name standing at p: a length from 2 to 64 (its low byte and three zero
+    // bytes: the low byte, read straight, turns most positions away with one
+    // test), printable bytes, and no word of a path. Returns its end, or 0.
+    std::string text;
+    auto nameAt = [&](uint64_t p, bool mustBeKnown) -> uint64_t {
         const uint8_t low = view.bytes[p];
-        if (low < 2 || low > 64) continue;
-        if (view.bytes[p + 1] != 0 || view.bytes[p + 2] != 0 || view.bytes[p + 3] != 0) continue;
-        const uint32_t length = low;
-        auto text = readName(view, p, 2, 64);
-        if (!text || isRejectedScanName(*text)) continue;
-        candidates.push_back(Candidate{p, p + 4 + length, std::move(*text)});
-    }
+        if (low < 2 || low > 64) return 0;
+        if (view.bytes[p + 1] != 0 || view.bytes[p + 2] != 0 || view.bytes[p + 3] != 0) return 0;
+        if (mustBeKnown && (!view.holds(p + 4, low) ||
+                            !known.count(std::string_view(reinterpret_cast<const char*>(view.bytes + p + 4), low)))) {
+            return 0;
+        }
+        auto name = readName(view, p, 2, 64);
+        if (!name || isRejectedScanName(*name)) return 0;
+        text = std::move(*name);
+        return p + 4 + low;
+    };
 
-    std::unordered_set<std::string> known(knownNames.begin(), knownNames.end());
-    size_t first = 0;
-    while (first < candidates.size() && !known.count(candidates[first].text)) ++first;
+    // The table starts at the first known name and runs while each name stands
+    // at most 40 bytes behind the one before.
+    const uint64_t span = view.length >= 4 ? std::min<uint64_t>(kNameScanSpan, view.length - 3) : 0;
     std::vector<std::string> result;
-    if (first == candidates.size()) return result;
-
     std::unordered_set<std::string> seen;
-    addNew(result, seen, candidates[first].text);
-    uint64_t lastEnd = candidates[first].end;
-    for (size_t i = first + 1; i < candidates.size(); ++i) {
-        const Candidate& c = candidates[i];
-        if (c.position < lastEnd) continue;
-        if (c.position - lastEnd > 40) break;
-        addNew(result, seen, c.text);
-        lastEnd = c.end;
+    uint64_t lastEnd = 0;
+    uint64_t p = 0;
+    for (; p < span && lastEnd == 0; ++p) {
+        if (const uint64_t end = nameAt(p, true)) {
+            addNew(result, seen, text);
+            lastEnd = end;
+        }
+    }
+    for (p = lastEnd; lastEnd != 0 && p < span && p - lastEnd <= 40; ++p) {
+        if (const uint64_t end = nameAt(p, false)) {
+            addNew(result, seen, text);
+            lastEnd = end;
+            p = end - 1;
+        }
     }
     return result;
 }
