@@ -80,7 +80,7 @@ TEST(Robustness, EveryCutAndMutationOfTheRealSessionsConvertsToReadableText) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
     constexpr int kCuts = 200;
-    constexpr int kMutations = 900;
+    constexpr int kMutations = 2000;
     for (const std::string& path : filesEnding(sessions, ".ptx")) {
         const std::vector<uint8_t> whole = readBytes(path);
         for (int k = 0; k < kCuts; ++k) {
