@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "project/text.h"
+#include "reporting/note_order.h"
 #include "support/run_capture.h"
 #include "support/session_builder.h"
 
@@ -123,6 +124,7 @@ TEST(ParameterLanes, PlacedWrittenCountedAndWanted) {
          }) {
         EXPECT_NE(run.console.find(note), std::string::npos) << note << run.console;
     }
+    EXPECT_EQ(noteOrderFault(run.console), "");
     EXPECT_NE(run.result.reportText.find("     1 [settings] VST3: Abcd (Maker)          7 automation point(s)\n"),
               std::string::npos)
         << run.result.reportText;
