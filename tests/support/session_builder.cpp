@@ -272,20 +272,20 @@ void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool 
 }
 
 // A track block with its name and its fader row, in a row holder when it routes.
-// A value 0 to 1 as the session stores it: (value - 0.5) x 2^31.
-uint32_t laneRaw(double value) { return static_cast<uint32_t>(static_cast<int32_t>(std::lround((value - 0.5) * 2147483648.0))); }
-
+// A plug-in lane: its points, then its name, number and id text. A value v is
+// stored as (v - 0.5) x 2^31.
 void pluginLane(ImageBuilder& b, const BuiltPluginLane& lane) {
+    auto raw = [](double v) { return static_cast<uint32_t>(static_cast<int32_t>(std::lround((v - 0.5) * 2147483648.0))); };
     b.openBlock(0x260F);
     b.openBlock(0x260B);
     b.zeros(16);
     b.u16(static_cast<uint16_t>(lane.points.size()));
     b.u8(lane.ticks ? 1 : 0);
     b.zeros(7);
-    b.u32(laneRaw(lane.start));
+    b.u32(raw(lane.start));
     for (const auto& [time, value] : lane.points) {
         b.u32(static_cast<uint32_t>(time));
-        b.u32(laneRaw(value));
+        b.u32(raw(value));
     }
     b.zeros(2);
     b.closeBlock();
