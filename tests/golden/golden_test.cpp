@@ -114,32 +114,6 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     expectGolden("outputs-sends-returns", s, {}, {"Audio Files/kick.wav"});
 }
 
-// Automated plug-ins. What to check: Kontakt on "Synth" has its "Volume" lane
-// on 3, the number Kontakt gave Pro Tools, and "Cutoff" (number 9) on 7, two
-// behind; its points in ticks, 120 BPM then 60 from the second quarter, stand
-// at 2 s and 3 s behind a PT 0 line with the start value. Its "Master Bypass"
-// lane and the EQ3 gain lane on "Vox", rebuilt as ReaEQ, are told as not carried.
-TEST(GoldenRuns, PluginLanesOnAPluginAndAStandIn) {
-    constexpr int32_t kQuarter = 960000;
-    BuiltSession s;
-    s.files = {{"vox.wav", 48000}};
-    s.clips = {{"vox", 0, 0, 48000}};
-    s.tempos = {{0, 120}, {2 * kQuarter, 60}};
-    std::vector<uint8_t> kontakt = {88, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 'h', 's', 'i', 'n'}, eq3;
-    kontakt.resize(kontakt.size() + 48, 'k');
-    kontakt.resize(kontakt.size() + 24, 0);
-    for (int k = 0; k < 38; ++k) eq3.insert(eq3.end(), {'d', '_', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-    BuiltPlugin instrument{"", -1, "NiInNi$D", 1, kontakt}, eq{"", -1, "Digi47e3", 1, eq3};
-    instrument.lanes = {{"Volume", 4, {{0, 0.25}}, "3"},
-                        {"Cutoff", 9, {{3 * kQuarter, 0.5}, {4 * kQuarter, 0.75}}, "", true, 0.125},
-                        {"Master Bypass", 1, {{0, 1.0}}}};
-    eq.lanes = {{"MF Gain", 12, {{24000, 0.6}, {48000, 0.4}}}};
-    s.tracks = {{"Synth", 0, 0, 0, false, {}, 2}, {"Vox", 0, 0, 0, false, {{"", false, {{0, 0}}}}, 1}};
-    s.tracks[0].plugins = {instrument};
-    s.tracks[1].plugins = {eq};
-    expectGolden("plugin-lanes", s, {}, {"Audio Files/vox.wav"});
-}
-
 // Positions in both units, far out, under a tempo map of 500 BPM (a quarter
 // lasts 0.12 s) up to 720700 quarters (86484 s) and 60 BPM behind. What to
 // check in the project: the TEMPO points at 0 and 86484 s; "Click" (tick-based

@@ -1,6 +1,6 @@
 // Plug-in automation lanes through whole runs: the tables beside the program,
 // each way a lane is placed or not, the <PARMENV text, the notes, the report
-// and the --want-params file.
+// and the --want-params file; the project and console kept as golden files too.
 #include <gtest/gtest.h>
 
 #include "project/text.h"
@@ -20,6 +20,7 @@ TEST(ParameterLanes, PlacedWrittenCountedAndWanted) {
     BuiltSession s;
     s.files = {{"v.wav", 48000}};
     s.clips = {{"v", 0, 0, 48000}};
+    s.tempos = {{0, 120}, {480000, 60}};
     const std::vector<uint8_t> ffbs = {'F', 'F', 'B', 'S', 1, 0, 0, 0, 0, 0, 0, 0};
     BuiltPlugin placed{"", -1, "TestABCD", 1, ffbs}, offset{"", -1, "FabFTest", 1, ffbs}, noState{"", -1, "TestABCD"};
     placed.lanes = {
@@ -67,8 +68,8 @@ TEST(ParameterLanes, PlacedWrittenCountedAndWanted) {
         lane("4:4 0 1 0.5 \"Filter: Cutoff" + title, "1", half),
         lane("10:10 0 1 0.5 \"ASSIGN: Drive" + title, "0", half),
         lane("7:7 0 1 0.5 \"ASSIGN: Wet" + title, "0", half),
-        // A quarter note at 120 BPM: half a second.
-        lane("10:10 0 1 0.5 \"Freq / VST3: Fab (Maker)", "1", "        PT 0 0.500000000 0\n        PT 0.5000000000 0.500000000 0\n")};
+        // Half a quarter note at 120 BPM and half at 60: 0.25 s and 0.5 s.
+        lane("10:10 0 1 0.5 \"Freq / VST3: Fab (Maker)", "1", "        PT 0 0.500000000 0\n        PT 0.7500000000 0.500000000 0\n")};
     EXPECT_EQ(blocks, expected) << project;
     // The seed of the first: (recordStart << 4) ^ (5 * 0x9E3779B1), the record 25 bytes before its signature.
     const uint32_t record = static_cast<uint32_t>(std::string(built.image().begin(), built.image().end()).find("TestABCD") - 25);
@@ -90,6 +91,10 @@ TEST(ParameterLanes, PlacedWrittenCountedAndWanted) {
     EXPECT_NE(run.result.reportText.find("     1 [settings] VST3: Abcd (Maker)          7 automation point(s)\n"),
               std::string::npos) << run.result.reportText;
     EXPECT_EQ(readFileText(folder + "/wanted.txt"), "VST3: Abcd (Maker)\nVST3: Fab (Maker)\n");
+    for (auto [file, text] : {std::pair{"plugin-lanes.rpp", project}, std::pair{"plugin-lanes.console", run.console}}) {
+        for (size_t at; (at = text.find(folder)) != std::string::npos;) text.replace(at, folder.size(), "SESSION");
+        EXPECT_EQ(text, storedText(file, text));
+    }
 
     // A --params file that can't be read is said, and the run goes on without tables.
     options.paramFiles = {folder + "/none.tsv"};
