@@ -193,7 +193,6 @@ int runLoadedStages(RunState& state, std::string* memoryProject) {
         listStage(state);
         return 0;
     }
-    optionNoticesStage(state);
     readMixStage(state);
 
     stepProgress(1, "clips");

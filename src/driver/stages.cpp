@@ -171,25 +171,6 @@ void listStage(RunState& state) {
     }
 }
 
-void optionNoticesStage(const RunState& state) {
-    const ConvertOptions& o = state.options;
-    struct Notice {
-        bool given;
-        const char* option;
-        const char* work;
-    };
-    const Notice notices[] = {
-        {!o.paramFiles.empty(), "--params", "reading plug-in parameter names"},
-        {!o.wantParamsPath.empty(), "--want-params", "listing plug-ins whose parameter lanes were not placed"},
-    };
-    bool first = true;
-    for (const Notice& notice : notices) {
-        if (!notice.given) continue;
-        say("%s  %s: %s is not built into this version yet.\n", first ? "\n" : "", notice.option, notice.work);
-        first = false;
-    }
-}
-
 void readMixStage(RunState& state) {
     SessionModel& model = state.model;
     model.strips = readStripRows(state.image, model.trackList.names, model.busNames);
@@ -305,4 +286,10 @@ void composeSummaryLine(const RunState& state) {
                               problemKind().empty() ? "" : " problem=1"));
 }
 
-void wantedParamsStage(RunState&) {}
+void wantedParamsStage(RunState& state) {
+    if (state.options.wantParamsPath.empty()) return;
+    std::FILE* file = std::fopen(state.options.wantParamsPath.c_str(), "wb");
+    if (!file) return;
+    for (const std::string& name : state.pluginRun.wantedPlugins) std::fprintf(file, "%s\n", name.c_str());
+    std::fclose(file);
+}

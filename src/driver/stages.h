@@ -9,8 +9,6 @@
 
 // Rate, header, damage, tempo, tracks of the session.
 void readStage(RunState& state);
-// For each option given whose work is not built yet, a line that says so.
-void optionNoticesStage(const RunState& state);
 // --list: tempo, tracks and buses.
 void listStage(RunState& state);
 // Strip rows, automation lanes, plug-in records, the learned and parameter

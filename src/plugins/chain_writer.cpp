@@ -7,6 +7,7 @@
 #include "cli/console.h"
 #include "driver/run_state.h"
 #include "plugins/identity.h"
+#include "plugins/parameter_lanes.h"
 #include "plugins/state_rules.h"
 #include "plugins/state_scan.h"
 #include "plugins/table.h"
@@ -394,6 +395,9 @@ int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginIns
     for (size_t k = 0; k < instances.size(); ++k) {
         if (std::optional<ChainSlot> plan = decide(state, instances[k], static_cast<int>(k) + 1, place)) {
             plans.push_back(std::move(*plan));
+        } else {
+            countLanesLost(instances[k], state.pluginOutcomes.back().plugin, state.pluginRun.lanes.lostAtDefaults,
+                           state.pluginRun.lanes);
         }
     }
     if (plans.empty()) return 0;
@@ -418,6 +422,7 @@ void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const C
     if (plan.kind == ChainSlotKind::marker) {
         writeMarkerSlot(text, instance, state.pluginOutcomes[plan.outcome].plugin, place);
         ++tallies.markersWritten;
+        carrySlotLanes(state, text, plan);
         return;
     }
     if (plan.kind == ChainSlotKind::standIn) {
@@ -425,6 +430,7 @@ void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const C
     } else {
         writePluginSlot(state, text, plan, place, pinFlags);
     }
+    carrySlotLanes(state, text, plan);
     if (instance.inactive) {
         ++tallies.inactiveOffline;
     } else if (instance.bypassed) {

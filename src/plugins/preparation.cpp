@@ -3,6 +3,7 @@
 #include <set>
 
 #include "cli/console.h"
+#include "cli/options.h"
 #include "driver/convert.h"
 #include "plugins/identity.h"
 #include "session/session_model.h"
@@ -29,6 +30,26 @@ void listInstancesToTell(const SessionModel& model, const PluginTables& tables, 
     report.multiMono.assign(multiMono.begin(), multiMono.end());
 }
 
+// The files of --params, else the two tables beside the program; each told by
+// the plug-ins it brought that no file before it named.
+void loadParameterTables(const ConvertOptions& options, ParameterNames& names) {
+    const bool given = !options.paramFiles.empty();
+    const std::string folder = folderOf(options.programPath);
+    const std::vector<std::string> paths =
+        given ? options.paramFiles
+              : std::vector<std::string>{folder + "/trellum-params.tsv", folder + "/trellum-params-local.tsv"};
+    for (const std::string& path : paths) {
+        const size_t known = names.byPlugin.size();
+        if (readParameterTable(path, names) > 0) {
+            say("  plug-in parameter names: %d plug-in build(s) from %s\n",
+                static_cast<int>(names.byPlugin.size() - known), path.c_str());
+        } else if (given) {
+            say("  --params %s: nothing read\n", path.c_str());
+        }
+    }
+    finishParameterTables(names);
+}
+
 }  // namespace
 
 std::string listedName(const PluginInstance& instance, const SessionModel& model, const PluginTables& tables) {
@@ -46,6 +67,7 @@ void preparePlugins(const ConvertOptions& options, const SessionModel& model, co
     // The in-memory road reads no list beside the program or in the user's folders.
     const int learned = options.inMemory ? 0 : loadLearnedEntries(options.programPath, run.tables);
     if (learned > 0) say("  %d plug-in(s) learned from trellum-plugins.txt\n\n", learned);
+    loadParameterTables(options, run.parameterNames);
 
     if (!options.inMemory) run.cache = loadPluginCache(options.vstIniPath, options.sessionPath, options.programPath);
     const PluginCache& cache = run.cache;

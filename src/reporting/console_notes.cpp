@@ -1,6 +1,7 @@
 #include "reporting/console_notes.h"
 
 #include <algorithm>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -611,6 +612,60 @@ void sayMidiTrackNotes(const RunCounters& counters) {
     }
 }
 
+// " a (2), b (1).": each plug-in with its count, in name order.
+std::string namesWithCounts(const std::map<std::string, int>& tally) {
+    std::string list;
+    for (const auto& [name, count] : tally) list += formatText("%s %s (%d)", list.empty() ? "" : ",", name.c_str(), count);
+    return list + ".\n";
+}
+
+int totalOf(const std::map<std::string, int>& tally) {
+    int total = 0;
+    for (const auto& entry : tally) total += entry.second;
+    return total;
+}
+
+// Plug-in parameter lanes: how they were placed, and those not carried.
+void sayParameterLaneNotes(const LaneCounts& lanes) {
+    if (lanes.points > 0) say("  %d plug-in parameter automation points\n", lanes.points);
+    if (lanes.byNumber > 0) {
+        say("      %d automated control(s) placed by the parameter number the\n"
+            "      plug-in itself gave Pro Tools\n",
+            lanes.byNumber);
+    }
+    if (lanes.byName > 0) {
+        say("      %d automated control(s) placed by matching their name in the\n"
+            "      plug-in's own parameter list\n",
+            lanes.byName);
+    }
+    if (!lanes.assign.empty()) {
+        say("  %d automation lane(s) written SWITCHED OFF, titled \"ASSIGN\": which\n"
+            "      knob each one drives is not verified for these plug-ins. Each sits\n"
+            "      on its most likely knob and moves nothing until you check it: open\n"
+            "      the lane, and if the knob it shows is the one Pro Tools automated\n"
+            "      (the lane title names it), switch the lane on; if not, move its\n"
+            "      points to the right knob. Until then each control stays at the\n"
+            "      value the session saved:%s",
+            totalOf(lanes.assign), namesWithCounts(lanes.assign).c_str());
+    }
+    if (!lanes.lostAtDefaults.empty()) {
+        say("  %d automation lane(s) NOT carried on plug-ins that arrive at their\n"
+            "      defaults (their settings did not transfer, so neither did the\n"
+            "      automation moving them):%s",
+            totalOf(lanes.lostAtDefaults), namesWithCounts(lanes.lostAtDefaults).c_str());
+    }
+    if (!lanes.lostOnStandIns.empty()) {
+        say("  %d automation lane(s) NOT carried on Avid plug-ins written as REAPER's\n"
+            "      own stand-ins: each stand-in holds the value the session saved:%s",
+            totalOf(lanes.lostOnStandIns), namesWithCounts(lanes.lostOnStandIns).c_str());
+    }
+    if (lanes.bypassLanes > 0) {
+        say("  %d plug-in bypass automation lane(s) NOT carried -- the plug-in stays\n"
+            "      in the bypass state the session saved\n",
+            lanes.bypassLanes);
+    }
+}
+
 // Automation points, then what the MIDI pass did at clip edges.
 void sayAutomationAndMidiEdgeNotes(const RunState& state) {
     const RunCounters& counters = state.counters;
@@ -662,6 +717,7 @@ void sayAutomationAndMidiEdgeNotes(const RunState& state) {
         say("  %d dual-pan point(s) on %d stereo track(s) (REAPER dual pan)\n", counters.dualPanPoints,
             counters.dualPanTracks);
     }
+    sayParameterLaneNotes(state.pluginRun.lanes);
 }
 
 // " \"a\", \"b\"": at most 12 names, then ", ...".

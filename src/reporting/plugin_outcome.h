@@ -21,7 +21,8 @@ struct PluginOutcome {
     OutcomeStatus status = OutcomeStatus::settings;
     std::string detail;            // the reason, told to the user
     bool notInstalled = false;     // the build is not in REAPER's lists
-    int lanesWritten = 0;
+    int lanesWritten = 0;          // parameter lanes written on the slot
+    int pointsWritten = 0;         // and their points
     std::string format = "none";   // "vst3", "clap", "vst2", "reaper" or "none"
     std::string maker;
     bool wasInactive = false;

@@ -243,7 +243,7 @@ void reportEveryPlugin(const std::vector<PluginOutcome>& outcomes) {
                            : o.status == OutcomeStatus::defaults ? "[defaults]"
                                                                  : "[dropped ]";
         reportLine("    %2d %s %-26s", o.slot, mark, cutAt(o.plugin, kPluginNameWidth).c_str());
-        if (o.lanesWritten > 0) reportLine("  %d automation point(s)", o.lanesWritten);
+        if (o.lanesWritten > 0) reportLine("  %d automation point(s)", o.pointsWritten);
         if (o.notInstalled && o.status != OutcomeStatus::leftOutMissing) reportLine("  (not installed for REAPER here)");
         if (!o.detail.empty() && o.status != OutcomeStatus::settings) reportLine("  - %s", o.detail.c_str());
         reportLine("\n");

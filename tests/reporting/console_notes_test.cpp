@@ -78,11 +78,15 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     state.pluginRun.tallies.bypassedCarried = 1;
     state.pluginRun.tallies.aaxOnly["EQ3 7-Band"] = {2, "an equalizer", true};
     counters.frozenTracks = 1;
+    state.pluginRun.lanes.points = 4;
+    state.pluginRun.lanes.bypassLanes = 1;
     state.freezeRefusals = {{"Keys", "it has alternate playlist lanes"}};
 
     expectInOrder(notesOf(state), {
         "  1 plug-in(s) carried across bypassed\n",
         "  5 dual-pan point(s) on 2 stereo track(s) (REAPER dual pan)\n",
+        "  4 plug-in parameter automation points\n",
+        "  1 plug-in bypass automation lane(s) NOT carried -- the plug-in stays\n",
         "  1 clips given clip gain\n",
         "  Pan law: -6.0 dB, read from the session's Pan Depth\n",
         "  WARNING: this session has 2 MASTER FADERS. REAPER has exactly\n",

@@ -28,7 +28,8 @@ TEST(ReportFile, EveryPluginByNameAndWhatNeedsALook) {
     state.pluginOutcomes[4].notInstalled = true;
     state.pluginOutcomes[4].display = "VST: Gone (Maker)";
     state.pluginOutcomes[0].notInstalled = true;
-    state.pluginOutcomes[0].lanesWritten = 3;
+    state.pluginOutcomes[0].lanesWritten = 1;  // one lane of three points
+    state.pluginOutcomes[0].pointsWritten = 3;
     state.pluginOutcomes[0].display = "VST3: Pro-Q 3 (FabFilter)";
     state.pluginOutcomes[1].processesAudio = true;
     std::string report;

@@ -1,6 +1,7 @@
 #include "support/session_builder.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "session/image.h"
 
@@ -271,6 +272,30 @@ void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool 
 }
 
 // A track block with its name and its fader row, in a row holder when it routes.
+// A plug-in lane: its points, then its name, number and id text. A value v is
+// stored as (v - 0.5) x 2^31.
+void pluginLane(ImageBuilder& b, const BuiltPluginLane& lane) {
+    auto raw = [](double v) { return static_cast<uint32_t>(static_cast<int32_t>(std::lround((v - 0.5) * 2147483648.0))); };
+    b.openBlock(0x260F);
+    b.openBlock(0x260B);
+    b.zeros(16);
+    b.u16(static_cast<uint16_t>(lane.points.size()));
+    b.u8(lane.ticks ? 1 : 0);
+    b.zeros(7);
+    b.u32(raw(lane.start));
+    for (const auto& [time, value] : lane.points) {
+        b.u32(static_cast<uint32_t>(time));
+        b.u32(raw(value));
+    }
+    b.zeros(2);
+    b.closeBlock();
+    b.name(lane.name);
+    b.u32(static_cast<uint32_t>(lane.number));
+    b.zeros(8);
+    b.name(lane.idText);
+    b.closeBlock();
+}
+
 void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
     b.openBlock(track.midi ? 0x2620 : static_cast<uint16_t>(track.kind));
     b.openBlock(0x2619);
@@ -305,6 +330,7 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
         b.openBlock(0x260E);
         b.u16(plugin.keyInput < 0 ? 0xFFFF : static_cast<uint16_t>(plugin.keyInput));
         b.closeBlock();
+        for (const BuiltPluginLane& lane : plugin.lanes) pluginLane(b, lane);
     }
     b.zeros(64);
     if (track.inputId != 0) {

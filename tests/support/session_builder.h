@@ -71,8 +71,19 @@ struct BuiltPath {
     uint32_t id = 0;  // the path's id is (1, id)
 };
 
+// An automation lane of a plug-in: the control's name and number, the id the
+// plug-in gave it, points (time in samples or ticks, value 0 to 1).
+struct BuiltPluginLane {
+    std::string name;
+    int32_t number = 0;
+    std::vector<std::pair<int32_t, double>> points;
+    std::string idText = {};
+    bool ticks = false;
+    double start = 0.5;
+};
+
 // A plug-in insert; keyInput names its sidechain key by number, -1 for none.
-// The state bytes stand behind the name and eight zeros.
+// The state bytes stand behind the name and eight zeros; the lanes follow the record.
 struct BuiltPlugin {
     std::string name;
     int32_t keyInput = -1;
@@ -81,6 +92,7 @@ struct BuiltPlugin {
     std::vector<uint8_t> state = {};
     bool bypassed = false;
     bool inactive = false;
+    std::vector<BuiltPluginLane> lanes = {};
 };
 
 // A note of a MIDI clip: its start from the clip's start and its length, in
