@@ -67,7 +67,7 @@ void preparePlugins(const ConvertOptions& options, const SessionModel& model, co
     // The in-memory road reads no list beside the program or in the user's folders.
     const int learned = options.inMemory ? 0 : loadLearnedEntries(options.programPath, run.tables);
     if (learned > 0) say("  %d plug-in(s) learned from trellum-plugins.txt\n\n", learned);
-    loadParameterTables(options, run.parameterNames);
+    if (!options.inMemory) loadParameterTables(options, run.parameterNames);
 
     if (!options.inMemory) run.cache = loadPluginCache(options.vstIniPath, options.sessionPath, options.programPath);
     const PluginCache& cache = run.cache;
