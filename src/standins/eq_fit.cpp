@@ -148,7 +148,7 @@ double firstOrderPower(double f1, bool highPass, double sampleRate, double w) {
 // Points of a grid measured by one rule, as arrays: the cosines, the fixed
 // first-order part and the target as power or amplitude.
 struct PointSet {
-    std::vector<double> cos1, cos2, fixedPower, target;
+    std::vector<double> cos1, cos2, fixedPower, target, inverseTarget;
     mutable std::vector<double> power, denominator;  // the model's, filled by each measure
 
     void add(double w, double fixed, double targetValue) {
@@ -156,6 +156,7 @@ struct PointSet {
         cos2.push_back(std::cos(2.0 * w));
         fixedPower.push_back(fixed);
         target.push_back(targetValue);
+        inverseTarget.push_back(1.0 / targetValue);
         power.push_back(0.0);
         denominator.push_back(0.0);
     }
@@ -254,8 +255,8 @@ enum class Measure { Worst, Smooth, True };
 // Sub-bands a fit moves at most: a split shelf's three and three added.
 constexpr size_t kMostSubBands = 8;
 
-// Fills the set's model power, floored at 1e-12 in amplitude; band by band,
-// over plain arrays, so that the loops vectorise.
+// Fills the set's model power as numerator and denominator, band by band,
+// over plain arrays, so that the loops vectorise; the measures divide once a point.
 void modelPower(const PointSet& set, const PowerTerms* terms, size_t count) {
     const size_t n = set.size();
     double* power = set.power.data();
@@ -270,7 +271,6 @@ void modelPower(const PointSet& set, const PowerTerms* terms, size_t count) {
             denominator[i] *= p.d0 + p.d1 * c1[i] + p.d2 * c2[i];
         }
     }
-    for (size_t i = 0; i < n; ++i) power[i] = std::max(power[i] / denominator[i], 1e-24);
 }
 
 double measure(const std::vector<EqSubBand>& bands, double sampleRate, const FitGrid& grid, Measure kind) {
@@ -282,12 +282,18 @@ double measure(const std::vector<EqSubBand>& bands, double sampleRate, const Fit
     const PointSet& db = sets.decibels;
     const PointSet& amplitude = sets.amplitude;
     const PointSet& held = sets.heldDown;
+    // The model's power, floored at 1e-12 in amplitude.
+    const auto powerAt = [](const PointSet& set, size_t i) {
+        return std::max(set.power[i] / set.denominator[i], 1e-24);
+    };
     if (kind == Measure::Smooth) {
-        // The smooth measure only steers the coarse run: the logarithm by the
-        // first terms of its series in u = (r - 1) / (r + 1), exact to 0.2% for
-        // ratios from 1/2 to 2 and rising with the ratio beyond, is enough.
-        const auto quickDecibels = [](double ratio) {
-            const double u = (ratio - 1.0) / (ratio + 1.0);
+        // The smooth measure only steers the coarse run: the logarithm of the
+        // ratio r of model to target by the first terms of its series in
+        // u = (r - 1) / (r + 1), exact to 0.2% for ratios from 1/2 to 2 and
+        // rising with the ratio beyond, is enough.
+        const auto quickDecibels = [](const PointSet& set, size_t i) {
+            const double model = set.power[i], target = set.denominator[i] * set.target[i];
+            const double u = (model - target) / (model + target);
             const double u2 = u * u;
             return 8.685889638065036 * u * (1.0 + u2 * (1.0 / 3.0 + u2 * 0.2));
         };
@@ -298,24 +304,24 @@ double measure(const std::vector<EqSubBand>& bands, double sampleRate, const Fit
         };
         if (sets.size() == 0) return 0.0;
         double sum = 0.0;
-        for (size_t i = 0; i < db.size(); ++i) sum += eighth(quickDecibels(db.power[i] / db.target[i]));
+        for (size_t i = 0; i < db.size(); ++i) sum += eighth(quickDecibels(db, i));
         for (size_t i = 0; i < amplitude.size(); ++i)
-            sum += eighth(25.0 * std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
-        for (size_t i = 0; i < held.size(); ++i)
-            sum += eighth(std::max(0.0, quickDecibels(held.power[i] / held.target[i]) - 3.0));
+            sum += eighth(25.0 * std::fabs(amplitude.target[i] - std::sqrt(powerAt(amplitude, i))));
+        for (size_t i = 0; i < held.size(); ++i) sum += eighth(std::max(0.0, quickDecibels(held, i) - 3.0));
         return std::pow(sum / double(sets.size()), 1.0 / 8.0);
     }
     // The worst distance in dB is the dB of the worst power ratio: one logarithm
     // at the end instead of one a point.
-    double ratio = 1.0, worstAmplitude = 0.0, heldDown = 0.0;
+    double lowest = 1.0, highest = 1.0, worstAmplitude = 0.0, heldDown = 0.0;
     for (size_t i = 0; i < db.size(); ++i) {
-        const double r = db.power[i] / db.target[i];
-        ratio = std::max(ratio, std::max(r, 1.0 / r));
+        const double r = powerAt(db, i) * db.inverseTarget[i];
+        lowest = std::min(lowest, r);
+        highest = std::max(highest, r);
     }
     for (size_t i = 0; i < amplitude.size(); ++i)
-        worstAmplitude = std::max(worstAmplitude, std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
-    for (size_t i = 0; i < held.size(); ++i) heldDown = std::max(heldDown, held.power[i] / held.target[i]);
-    double worst = std::max(decibels(ratio), 25.0 * worstAmplitude);
+        worstAmplitude = std::max(worstAmplitude, std::fabs(amplitude.target[i] - std::sqrt(powerAt(amplitude, i))));
+    for (size_t i = 0; i < held.size(); ++i) heldDown = std::max(heldDown, powerAt(held, i) * held.inverseTarget[i]);
+    double worst = std::max(decibels(std::max(highest, 1.0 / lowest)), 25.0 * worstAmplitude);
     if (heldDown > 0.0) worst = std::max(worst, decibels(heldDown) - 3.0);
     return worst;
 }
