@@ -56,11 +56,11 @@ std::vector<double> stageQs(int order) {
     }
 }
 
-// The analogue curve EQ3 draws, as power (|H|^2) at f.
-double targetPower(const EqBandPlan& plan, double f) {
+// The analogue curve EQ3 draws, as power (|H|^2) at f; a is 10^(gain / 40)
+// and qs the stage Qs of a pass filter.
+double targetPower(const EqBandPlan& plan, double a, const std::vector<double>& qs, double f) {
     using Complex = std::complex<double>;
     const double x = f / plan.frequency;
-    const double a = std::pow(10.0, plan.gainDb / 40.0);
     const Complex s(0.0, x);
     Complex response(1.0, 0.0);
     switch (plan.kind) {
@@ -75,7 +75,7 @@ double targetPower(const EqBandPlan& plan, double f) {
     }
     case 2: {
         const double y = plan.highSide ? plan.frequency / f : x;
-        for (double q : stageQs(plan.order)) response /= Complex(1 - y * y, y / q);
+        for (double q : qs) response /= Complex(1 - y * y, y / q);
         if (plan.order % 2 == 1) response /= Complex(1.0, y);
         break;
     }
@@ -222,9 +222,11 @@ void addPoints(RuleSets& sets, const EqBandPlan& plan, double sampleRate, const 
         const double f = top + i * (0.48 * sampleRate - top) / above;
         if (f > top + 1.0) points.push_back({f, true});
     }
+    const double a = std::pow(10.0, plan.gainDb / 40.0);
+    const std::vector<double> qs = stageQs(plan.order);
     for (const auto& [f, held] : points) {
         const double w = 2.0 * kPi * f / sampleRate;
-        const double t = std::max(targetPower(plan, f), 1e-24);
+        const double t = std::max(targetPower(plan, a, qs, f), 1e-24);
         if (t < 1e-5) continue;  // below -50 dB
         const double fixed = plan.firstOrderFrequency > 0
                                  ? firstOrderPower(plan.firstOrderFrequency, plan.highSide, sampleRate, w)
@@ -336,10 +338,11 @@ struct FitBand {
     bool limited = true;  // false for a band the fit added or one marked free
 };
 
-std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vector<FitBand>& fitBands,
-                               double sampleRate) {
-    std::vector<EqSubBand> bands;
-    bands.reserve(fitBands.size());
+// The bands of a point of the simplex, into `bands` (which keeps its room
+// from one call to the next).
+void bandsInto(std::vector<EqSubBand>& bands, const std::vector<double>& point, const std::vector<FitBand>& fitBands,
+               double sampleRate) {
+    bands.clear();
     for (size_t k = 0; k < fitBands.size(); ++k) {
         const EqSubBand& start = fitBands[k].start;
         EqSubBand band = start;
@@ -362,6 +365,12 @@ std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vect
         if (band.type == 0 || band.type == 1) band.q = std::min(band.q, shelfMaxQ(band.gainDb));
         bands.push_back(band);
     }
+}
+
+std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vector<FitBand>& fitBands,
+                               double sampleRate) {
+    std::vector<EqSubBand> bands;
+    bandsInto(bands, point, fitBands, sampleRate);
     return bands;
 }
 
@@ -397,8 +406,10 @@ struct SimplexEnd {
 // aim is reached or the simplex has settled.
 SimplexEnd simplex(const std::vector<EqSubBand>& from, const std::vector<FitBand>& fitBands, double sampleRate,
                    const FitGrid& grid, Measure kind, double gainStep, double logStep, int iterations) {
+    std::vector<EqSubBand> bands;
     const auto errorOf = [&](const std::vector<double>& point) {
-        return measure(bandsOf(point, fitBands, sampleRate), sampleRate, grid, kind);
+        bandsInto(bands, point, fitBands, sampleRate);
+        return measure(bands, sampleRate, grid, kind);
     };
     const std::vector<double> start = pointOf(from);
     const size_t n = start.size();
@@ -425,7 +436,8 @@ SimplexEnd simplex(const std::vector<EqSubBand>& from, const std::vector<FitBand
         if (kind == Measure::Worst) {
             reached = best.error <= kFitAim;
         } else if (iteration % kCheckEvery == kCheckEvery - 1) {
-            reached = measure(bandsOf(best.point, fitBands, sampleRate), sampleRate, grid, Measure::Worst) <= kFitAim;
+            bandsInto(bands, best.point, fitBands, sampleRate);
+            reached = measure(bands, sampleRate, grid, Measure::Worst) <= kFitAim;
         }
         if (reached || vertices.back().error - best.error <= kSettled) break;
         std::vector<double> centroid(n, 0.0);
