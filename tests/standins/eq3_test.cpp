@@ -83,13 +83,13 @@ struct Setting {
 };
 
 // The worst distance between EQ3's curve and the written chain on 20 Hz to 20 kHz,
-// at 1/400 octave, by the fit's rule: dB where the curve is at -20 dB or above,
+// at 1/100 octave, by the fit's rule: dB where the curve is at -20 dB or above,
 // 25 times the amplitude difference below that, nothing below -50 dB.
 template <typename Curve>
 double worstDistance(Curve eq3, const std::vector<ReadSlot>& slots, double rate) {
     double worst = 0.0;
-    for (int i = 0; i <= 4000; ++i) {
-        const double f = 20.0 * std::pow(1000.0, i / 4000.0);
+    for (int i = 0; i <= 1000; ++i) {
+        const double f = 20.0 * std::pow(1000.0, i / 1000.0);
         const double t = eq3(f);
         double m = 0.0;
         for (const ReadSlot& slot : slots) {
