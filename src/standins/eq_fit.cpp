@@ -389,7 +389,6 @@ struct Vertex {
     double error;
 };
 
-
 // Distances the fit aims for on its own grid, a little inside the tolerance
 // so that the fine grid confirms it; and the spread of errors at which a
 // simplex has settled.
@@ -430,7 +429,8 @@ SimplexEnd simplex(const std::vector<EqSubBand>& from, const std::vector<FitBand
         // Sorted by error, equals in their order: an insertion sort, as the
         // vertices are few and mostly in order already.
         for (size_t v = 1; v < vertices.size(); ++v) {
-            for (size_t u = v; u > 0 && vertices[u].error < vertices[u - 1].error; --u) std::swap(vertices[u], vertices[u - 1]);
+            for (size_t u = v; u > 0 && vertices[u].error < vertices[u - 1].error; --u)
+                std::swap(vertices[u], vertices[u - 1]);
         }
         const Vertex& best = vertices.front();
         if (kind == Measure::Worst) {
