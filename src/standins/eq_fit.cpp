@@ -9,6 +9,7 @@
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
+constexpr double kLn10 = 2.302585092994046;
 constexpr double kSubBandQ = 0.70710678;
 constexpr double kNotchQFactor = 1.5538;
 
@@ -55,11 +56,11 @@ std::vector<double> stageQs(int order) {
     }
 }
 
-// The analogue curve EQ3 draws, in dB at f.
-double targetDb(const EqBandPlan& plan, double f) {
+// The analogue curve EQ3 draws, as power (|H|^2) at f; a is 10^(gain / 40)
+// and qs the stage Qs of a pass filter.
+double targetPower(const EqBandPlan& plan, double a, const std::vector<double>& qs, double f) {
     using Complex = std::complex<double>;
     const double x = f / plan.frequency;
-    const double a = std::pow(10.0, plan.gainDb / 40.0);
     const Complex s(0.0, x);
     Complex response(1.0, 0.0);
     switch (plan.kind) {
@@ -74,7 +75,7 @@ double targetDb(const EqBandPlan& plan, double f) {
     }
     case 2: {
         const double y = plan.highSide ? plan.frequency / f : x;
-        for (double q : stageQs(plan.order)) response /= Complex(1 - y * y, y / q);
+        for (double q : qs) response /= Complex(1 - y * y, y / q);
         if (plan.order % 2 == 1) response /= Complex(1.0, y);
         break;
     }
@@ -84,7 +85,7 @@ double targetDb(const EqBandPlan& plan, double f) {
         break;
     }
     }
-    return decibels(std::norm(response));
+    return std::norm(response);
 }
 
 // |H|^2 of one biquad at a point is (n0 + n1 cos w + n2 cos 2w) / (d0 + d1 cos w + d2 cos 2w).
@@ -96,7 +97,7 @@ PowerTerms powerTerms(const EqSubBand& band, double sampleRate) {
     const double w = 2.0 * kPi * band.frequency / sampleRate;
     const double cw = std::cos(w);
     const double alpha = std::sin(w) / (2.0 * band.q);
-    const double a = std::pow(10.0, band.gainDb / 40.0);
+    const double a = std::exp(band.gainDb * (kLn10 / 40.0));
     double b0, b1, b2, a0, a1, a2;
     switch (band.type) {
     case 8:
@@ -147,7 +148,7 @@ double firstOrderPower(double f1, bool highPass, double sampleRate, double w) {
 // Points of a grid measured by one rule, as arrays: the cosines, the fixed
 // first-order part and the target as power or amplitude.
 struct PointSet {
-    std::vector<double> cos1, cos2, fixedPower, target;
+    std::vector<double> cos1, cos2, fixedPower, target, inverseTarget;
     mutable std::vector<double> power, denominator;  // the model's, filled by each measure
 
     void add(double w, double fixed, double targetValue) {
@@ -155,6 +156,7 @@ struct PointSet {
         cos2.push_back(std::cos(2.0 * w));
         fixedPower.push_back(fixed);
         target.push_back(targetValue);
+        inverseTarget.push_back(1.0 / targetValue);
         power.push_back(0.0);
         denominator.push_back(0.0);
     }
@@ -169,57 +171,94 @@ struct RuleSets {
     size_t size() const { return decibels.size() + amplitude.size() + heldDown.size(); }
 };
 
-// All points for the worst measure; the smooth measure takes every second
-// point up to the top and all above it.
+// Three grids: the fit's (1/24 octave, finer across narrow bands) for the
+// worst measure; every second point of it up to the top for the smooth measure;
+// and a fine one (1/128 octave, finer still across narrow bands) that tells the
+// fit's true distance, which narrow bands can hide between the fit's points.
 struct FitGrid {
-    RuleSets all, smooth;
+    RuleSets all, smooth, fine;
 };
+
+// Octaves between the half-gain points of a bell of this Q.
+double bandwidthOctaves(double q) { return 2.0 / std::log(2.0) * std::asinh(1.0 / (2.0 * q)); }
+
+// Frequencies from 20 Hz to the top at perOctave steps and the top itself; then
+// steps of a bandwidth / perBandwidth across three bandwidths either side of
+// each bell narrower than a third of an octave; sorted.
+std::vector<double> gridFrequencies(const EqBandPlan& plan, double top, double perOctave, double perBandwidth) {
+    std::vector<double> frequencies;
+    for (int i = 0;; ++i) {
+        const double f = 20.0 * std::exp2(i / perOctave);
+        if (f > top * (1.0 - 1e-9)) break;
+        frequencies.push_back(f);
+    }
+    frequencies.push_back(top);
+    std::vector<std::pair<double, double>> narrow;  // frequency, Q
+    if (plan.kind == 0) narrow.push_back({plan.frequency, plan.q});
+    for (const EqSubBand& band : plan.subBands) {
+        if (band.type == 8) narrow.push_back({band.frequency, band.q});
+    }
+    for (const auto& [centre, q] : narrow) {
+        const double octaves = bandwidthOctaves(q);
+        if (octaves > 1.0 / 3.0) continue;
+        const double step = octaves / perBandwidth;
+        for (double at = -3.0 * octaves; at <= 3.0 * octaves; at += step) {
+            const double f = centre * std::exp2(at);
+            if (f >= 20.0 && f < top) frequencies.push_back(f);
+        }
+    }
+    std::sort(frequencies.begin(), frequencies.end());
+    return frequencies;
+}
+
+// Every stride-th of the frequencies, and `above` points between the top and
+// 0.48 of the rate, each in the set of its rule.
+void addPoints(RuleSets& sets, const EqBandPlan& plan, double sampleRate, const std::vector<double>& frequencies,
+               size_t stride, int above) {
+    const double top = std::min(0.46 * sampleRate, 20000.0);
+    std::vector<std::pair<double, bool>> points;  // frequency, above the top
+    for (size_t i = 0; i < frequencies.size(); i += stride) points.push_back({frequencies[i], false});
+    for (int i = 1; i <= above; ++i) {
+        const double f = top + i * (0.48 * sampleRate - top) / above;
+        if (f > top + 1.0) points.push_back({f, true});
+    }
+    const double a = std::pow(10.0, plan.gainDb / 40.0);
+    const std::vector<double> qs = stageQs(plan.order);
+    for (const auto& [f, held] : points) {
+        const double w = 2.0 * kPi * f / sampleRate;
+        const double t = std::max(targetPower(plan, a, qs, f), 1e-24);
+        if (t < 1e-5) continue;  // below -50 dB
+        const double fixed = plan.firstOrderFrequency > 0
+                                 ? firstOrderPower(plan.firstOrderFrequency, plan.highSide, sampleRate, w)
+                                 : 1.0;
+        if (held)
+            sets.heldDown.add(w, fixed, t);
+        else if (t >= 1e-2)  // -20 dB
+            sets.decibels.add(w, fixed, t);
+        else
+            sets.amplitude.add(w, fixed, std::sqrt(t));
+    }
+}
 
 FitGrid makeGrid(const EqBandPlan& plan, double sampleRate) {
     FitGrid grid;
     const double top = std::min(0.46 * sampleRate, 20000.0);
-    std::vector<double> frequencies;
-    for (int i = 0;; ++i) {
-        const double f = 20.0 * std::pow(2.0, i / 24.0);
-        if (f > top) break;
-        frequencies.push_back(f);
-    }
-    // The steps of 1/24 octave stop short of the top (19.43 kHz for a top of
-    // 20 kHz); the top itself is measured too, so the fit holds up to it.
-    if (frequencies.back() < top * (1.0 - 1e-9)) frequencies.push_back(top);
-    const size_t below = frequencies.size();
-    for (int i = 1; i <= 8; ++i) {
-        const double f = top + i * (0.48 * sampleRate - top) / 8.0;
-        if (f > top + 1.0) frequencies.push_back(f);
-    }
-    for (size_t i = 0; i < frequencies.size(); ++i) {
-        const double f = frequencies[i];
-        const double w = 2.0 * kPi * f / sampleRate;
-        const double t = targetDb(plan, f);
-        if (t < -50.0) continue;
-        const double fixed = plan.firstOrderFrequency > 0
-                                 ? firstOrderPower(plan.firstOrderFrequency, plan.highSide, sampleRate, w)
-                                 : 1.0;
-        for (RuleSets* sets : {&grid.all, &grid.smooth}) {
-            if (sets == &grid.smooth && i < below && i % 2 != 0) continue;
-            if (i >= below)
-                sets->heldDown.add(w, fixed, std::pow(10.0, t / 10.0));
-            else if (t >= -20.0)
-                sets->decibels.add(w, fixed, std::pow(10.0, t / 10.0));
-            else
-                sets->amplitude.add(w, fixed, std::pow(10.0, t / 20.0));
-        }
-    }
+    const std::vector<double> frequencies = gridFrequencies(plan, top, 24.0, 8.0);
+    addPoints(grid.all, plan, sampleRate, frequencies, 1, 8);
+    addPoints(grid.smooth, plan, sampleRate, frequencies, 2, 8);
+    addPoints(grid.fine, plan, sampleRate, gridFrequencies(plan, top, 128.0, 32.0), 1, 32);
     return grid;
 }
 
-enum class Measure { Worst, Smooth };
+// Worst: the largest distance on the fit's grid; Smooth: a power mean of the
+// distances on its coarse grid; True: the largest distance on the fine grid.
+enum class Measure { Worst, Smooth, True };
 
 // Sub-bands a fit moves at most: a split shelf's three and three added.
 constexpr size_t kMostSubBands = 8;
 
-// Fills the set's model power, floored at 1e-12 in amplitude; band by band,
-// over plain arrays, so that the loops vectorise.
+// Fills the set's model power as numerator and denominator, band by band,
+// over plain arrays, so that the loops vectorise; the measures divide once a point.
 void modelPower(const PointSet& set, const PowerTerms* terms, size_t count) {
     const size_t n = set.size();
     double* power = set.power.data();
@@ -234,22 +273,32 @@ void modelPower(const PointSet& set, const PowerTerms* terms, size_t count) {
             denominator[i] *= p.d0 + p.d1 * c1[i] + p.d2 * c2[i];
         }
     }
-    for (size_t i = 0; i < n; ++i) power[i] = std::max(power[i] / denominator[i], 1e-24);
 }
 
 double measure(const std::vector<EqSubBand>& bands, double sampleRate, const FitGrid& grid, Measure kind) {
     PowerTerms terms[kMostSubBands];
     const size_t count = std::min(bands.size(), kMostSubBands);
     for (size_t k = 0; k < count; ++k) terms[k] = powerTerms(bands[k], sampleRate);
-    const RuleSets& sets = kind == Measure::Smooth ? grid.smooth : grid.all;
+    const RuleSets& sets = kind == Measure::Smooth ? grid.smooth : kind == Measure::True ? grid.fine : grid.all;
     for (const PointSet* set : {&sets.decibels, &sets.amplitude, &sets.heldDown}) modelPower(*set, terms, count);
     const PointSet& db = sets.decibels;
     const PointSet& amplitude = sets.amplitude;
     const PointSet& held = sets.heldDown;
+    // The model's power, floored at 1e-12 in amplitude.
+    const auto powerAt = [](const PointSet& set, size_t i) {
+        return std::max(set.power[i] / set.denominator[i], 1e-24);
+    };
     if (kind == Measure::Smooth) {
-        // The smooth measure only steers the first run of the simplex: a float
-        // logarithm is precise enough there and much quicker.
-        const auto quickDecibels = [](double ratio) { return 4.342944819032518 * double(std::log(float(ratio))); };
+        // The smooth measure only steers the coarse run: the logarithm of the
+        // ratio r of model to target by the first terms of its series in
+        // u = (r - 1) / (r + 1), exact to 0.2% for ratios from 1/2 to 2 and
+        // rising with the ratio beyond, is enough.
+        const auto quickDecibels = [](const PointSet& set, size_t i) {
+            const double model = set.power[i], target = set.denominator[i] * set.target[i];
+            const double u = (model - target) / (model + target);
+            const double u2 = u * u;
+            return 8.685889638065036 * u * (1.0 + u2 * (1.0 / 3.0 + u2 * 0.2));
+        };
         const auto eighth = [](double e) {
             const double e2 = e * e;
             const double e4 = e2 * e2;
@@ -257,24 +306,24 @@ double measure(const std::vector<EqSubBand>& bands, double sampleRate, const Fit
         };
         if (sets.size() == 0) return 0.0;
         double sum = 0.0;
-        for (size_t i = 0; i < db.size(); ++i) sum += eighth(quickDecibels(db.power[i] / db.target[i]));
+        for (size_t i = 0; i < db.size(); ++i) sum += eighth(quickDecibels(db, i));
         for (size_t i = 0; i < amplitude.size(); ++i)
-            sum += eighth(25.0 * std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
-        for (size_t i = 0; i < held.size(); ++i)
-            sum += eighth(std::max(0.0, quickDecibels(held.power[i] / held.target[i]) - 3.0));
+            sum += eighth(25.0 * std::fabs(amplitude.target[i] - std::sqrt(powerAt(amplitude, i))));
+        for (size_t i = 0; i < held.size(); ++i) sum += eighth(std::max(0.0, quickDecibels(held, i) - 3.0));
         return std::pow(sum / double(sets.size()), 1.0 / 8.0);
     }
     // The worst distance in dB is the dB of the worst power ratio: one logarithm
     // at the end instead of one a point.
-    double ratio = 1.0, worstAmplitude = 0.0, heldDown = 0.0;
+    double lowest = 1.0, highest = 1.0, worstAmplitude = 0.0, heldDown = 0.0;
     for (size_t i = 0; i < db.size(); ++i) {
-        const double r = db.power[i] / db.target[i];
-        ratio = std::max(ratio, std::max(r, 1.0 / r));
+        const double r = powerAt(db, i) * db.inverseTarget[i];
+        lowest = std::min(lowest, r);
+        highest = std::max(highest, r);
     }
     for (size_t i = 0; i < amplitude.size(); ++i)
-        worstAmplitude = std::max(worstAmplitude, std::fabs(amplitude.target[i] - std::sqrt(amplitude.power[i])));
-    for (size_t i = 0; i < held.size(); ++i) heldDown = std::max(heldDown, held.power[i] / held.target[i]);
-    double worst = std::max(decibels(ratio), 25.0 * worstAmplitude);
+        worstAmplitude = std::max(worstAmplitude, std::fabs(amplitude.target[i] - std::sqrt(powerAt(amplitude, i))));
+    for (size_t i = 0; i < held.size(); ++i) heldDown = std::max(heldDown, powerAt(held, i) * held.inverseTarget[i]);
+    double worst = std::max(decibels(std::max(highest, 1.0 / lowest)), 25.0 * worstAmplitude);
     if (heldDown > 0.0) worst = std::max(worst, decibels(heldDown) - 3.0);
     return worst;
 }
@@ -289,10 +338,11 @@ struct FitBand {
     bool limited = true;  // false for a band the fit added or one marked free
 };
 
-std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vector<FitBand>& fitBands,
-                               double sampleRate) {
-    std::vector<EqSubBand> bands;
-    bands.reserve(fitBands.size());
+// The bands of a point of the simplex, into `bands` (which keeps its room
+// from one call to the next).
+void bandsInto(std::vector<EqSubBand>& bands, const std::vector<double>& point, const std::vector<FitBand>& fitBands,
+               double sampleRate) {
+    bands.clear();
     for (size_t k = 0; k < fitBands.size(); ++k) {
         const EqSubBand& start = fitBands[k].start;
         EqSubBand band = start;
@@ -315,6 +365,12 @@ std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vect
         if (band.type == 0 || band.type == 1) band.q = std::min(band.q, shelfMaxQ(band.gainDb));
         bands.push_back(band);
     }
+}
+
+std::vector<EqSubBand> bandsOf(const std::vector<double>& point, const std::vector<FitBand>& fitBands,
+                               double sampleRate) {
+    std::vector<EqSubBand> bands;
+    bandsInto(bands, point, fitBands, sampleRate);
     return bands;
 }
 
@@ -333,23 +389,26 @@ struct Vertex {
     double error;
 };
 
-bool collapsed(const std::vector<Vertex>& vertices) {
-    constexpr double kPointSize = 1e-12;
-    if (vertices.back().error - vertices.front().error > kPointSize) return false;
-    for (const Vertex& v : vertices) {
-        for (size_t k = 0; k < v.point.size(); ++k) {
-            if (std::fabs(v.point[k] - vertices.front().point[k]) > kPointSize) return false;
-        }
-    }
-    return true;
-}
+// Distances the fit aims for on its own grid, a little inside the tolerance
+// so that the fine grid confirms it; and the spread of errors at which a
+// simplex has settled.
+constexpr double kFitAim = 0.04;  // dB
+constexpr double kSettled = 1e-5;  // dB
+constexpr int kCheckEvery = 16;    // iterations of a smooth run between looks at the worst distance
 
-// The Nelder-Mead method for a fixed number of iterations.
-std::vector<EqSubBand> simplex(const std::vector<EqSubBand>& from, const std::vector<FitBand>& fitBands,
-                               double sampleRate, const FitGrid& grid, Measure kind, double gainStep,
-                               double logStep, int iterations) {
+struct SimplexEnd {
+    std::vector<EqSubBand> bands;
+    bool reached = false;  // the worst distance on the fit's grid is within kFitAim
+};
+
+// The Nelder-Mead method, for at most `iterations` iterations; it stops once the
+// aim is reached or the simplex has settled.
+SimplexEnd simplex(const std::vector<EqSubBand>& from, const std::vector<FitBand>& fitBands, double sampleRate,
+                   const FitGrid& grid, Measure kind, double gainStep, double logStep, int iterations) {
+    std::vector<EqSubBand> bands;
     const auto errorOf = [&](const std::vector<double>& point) {
-        return measure(bandsOf(point, fitBands, sampleRate), sampleRate, grid, kind);
+        bandsInto(bands, point, fitBands, sampleRate);
+        return measure(bands, sampleRate, grid, kind);
     };
     const std::vector<double> start = pointOf(from);
     const size_t n = start.size();
@@ -365,12 +424,22 @@ std::vector<EqSubBand> simplex(const std::vector<EqSubBand>& from, const std::ve
         for (size_t k = 0; k < n; ++k) point[k] = c[k] + by * (c[k] - w[k]);
         return point;
     };
+    bool reached = false;
     for (int iteration = 0; iteration < iterations; ++iteration) {
-        std::stable_sort(vertices.begin(), vertices.end(),
-                         [](const Vertex& a, const Vertex& b) { return a.error < b.error; });
-        // A simplex shrunk to a point (to 1e-12 in every parameter and error)
-        // stays there: the iterations left would change nothing.
-        if (collapsed(vertices)) break;
+        // Sorted by error, equals in their order: an insertion sort, as the
+        // vertices are few and mostly in order already.
+        for (size_t v = 1; v < vertices.size(); ++v) {
+            for (size_t u = v; u > 0 && vertices[u].error < vertices[u - 1].error; --u)
+                std::swap(vertices[u], vertices[u - 1]);
+        }
+        const Vertex& best = vertices.front();
+        if (kind == Measure::Worst) {
+            reached = best.error <= kFitAim;
+        } else if (iteration % kCheckEvery == kCheckEvery - 1) {
+            bandsInto(bands, best.point, fitBands, sampleRate);
+            reached = measure(bands, sampleRate, grid, Measure::Worst) <= kFitAim;
+        }
+        if (reached || vertices.back().error - best.error <= kSettled) break;
         std::vector<double> centroid(n, 0.0);
         for (size_t v = 0; v + 1 < vertices.size(); ++v) {
             for (size_t k = 0; k < n; ++k) centroid[k] += vertices[v].point[k];
@@ -403,15 +472,33 @@ std::vector<EqSubBand> simplex(const std::vector<EqSubBand>& from, const std::ve
     for (size_t v = 1; v < vertices.size(); ++v) {
         if (vertices[v].error < vertices[best].error) best = v;
     }
-    return bandsOf(vertices[best].point, fitBands, sampleRate);
+    return {bandsOf(vertices[best].point, fitBands, sampleRate), reached};
 }
 
+// A coarse run on the smooth measure, then a fine one on the worst distance
+// unless the first already reached the aim.
 std::vector<EqSubBand> optimise(const std::vector<EqSubBand>& from, const std::vector<FitBand>& fitBands,
                                 double sampleRate, const FitGrid& grid) {
     const int n = int(from.size());
-    const std::vector<EqSubBand> smooth =
-        simplex(from, fitBands, sampleRate, grid, Measure::Smooth, 1.0, 0.1, 400 + 150 * n);
-    return simplex(smooth, fitBands, sampleRate, grid, Measure::Worst, 0.1, 0.01, 200 + 50 * n);
+    SimplexEnd smooth = simplex(from, fitBands, sampleRate, grid, Measure::Smooth, 1.0, 0.1, 400 + 150 * n);
+    if (smooth.reached) return std::move(smooth.bands);
+    return simplex(smooth.bands, fitBands, sampleRate, grid, Measure::Worst, 0.1, 0.01, 200 + 50 * n).bands;
+}
+
+// A closed-form start for a bell: the cookbook bell whose half-gain points
+// fall where the analogue bell's do, so that the fit begins near its end. A
+// bell whose upper point lies near the top of the range keeps its start.
+EqSubBand warpedBell(const EqSubBand& band, double sampleRate) {
+    const double half = 1.0 / (2.0 * band.q);
+    const double upper = band.frequency * (std::sqrt(1.0 + half * half) + half);
+    const double lower = band.frequency * (std::sqrt(1.0 + half * half) - half);
+    if (upper >= 0.45 * sampleRate) return band;
+    const double low = std::tan(kPi * lower / sampleRate), high = std::tan(kPi * upper / sampleRate);
+    const double centre = std::sqrt(low * high);
+    EqSubBand warped = band;
+    warped.frequency = std::clamp(std::atan(centre) * sampleRate / kPi, 0.8 * band.frequency, 1.25 * band.frequency);
+    warped.q = std::clamp(centre / (high - low), 0.5 * band.q, 2.0 * band.q);
+    return warped;
 }
 
 std::string cacheKey(const EqBandPlan& plan, double sampleRate) {
@@ -559,7 +646,7 @@ void fitBand(EqBandPlan& plan, double sampleRate, EqFitRun& run) {
     const FitGrid grid = makeGrid(plan, sampleRate);
     plan.extraBands = 0;
     plan.fitted = false;
-    plan.worstError = measure(plan.subBands, sampleRate, grid, Measure::Worst);
+    plan.worstError = measure(plan.subBands, sampleRate, grid, Measure::True);
     if (plan.worstError <= kFitTolerance) {
         run.cache.emplace(key, plan);
         return;
@@ -570,16 +657,26 @@ void fitBand(EqBandPlan& plan, double sampleRate, EqFitRun& run) {
     std::vector<EqSubBand> best = plan.subBands;
     double bestError = plan.worstError;
     {
-        std::vector<EqSubBand> moved = optimise(best, fitBands, sampleRate, grid);
-        const double error = measure(moved, sampleRate, grid, Measure::Worst);
+        std::vector<EqSubBand> from = best;
+        for (EqSubBand& band : from) {
+            if (band.type == 8 && !band.free) band = warpedBell(band, sampleRate);
+        }
+        std::vector<EqSubBand> moved = optimise(from, fitBands, sampleRate, grid);
+        const double error = measure(moved, sampleRate, grid, Measure::True);
         if (error < bestError) {
             best = std::move(moved);
             bestError = error;
         }
     }
     for (int pass = 0; pass < 3 && bestError > kFitTolerance; ++pass) {
-        std::vector<EqSubBand> winner;
-        double winnerError = 0.0;
+        // The candidates are optimised in the order of their distance at the
+        // start, until one is within the tolerance.
+        struct Tried {
+            std::vector<EqSubBand> bands;
+            std::vector<FitBand> fitBands;
+            double error;
+        };
+        std::vector<Tried> tried;
         for (const Candidate& candidate : kCandidates[pass]) {
             EqSubBand added;
             added.type = candidate.type;
@@ -591,17 +688,24 @@ void fitBand(EqBandPlan& plan, double sampleRate, EqFitRun& run) {
             from.push_back(added);
             std::vector<FitBand> withAdded = fitBands;
             withAdded.push_back({added, false});
-            std::vector<EqSubBand> moved = optimise(from, withAdded, sampleRate, grid);
-            const double error = measure(moved, sampleRate, grid, Measure::Worst);
-            if (winner.empty() || error < winnerError) {
-                winner = std::move(moved);
-                winnerError = error;
-            }
+            const double error = measure(from, sampleRate, grid, Measure::True);
+            tried.push_back({std::move(from), std::move(withAdded), error});
         }
-        if (winnerError < bestError - 1e-9) {
-            best = std::move(winner);
-            bestError = winnerError;
-            fitBands.push_back({best.back(), false});
+        std::stable_sort(tried.begin(), tried.end(), [](const Tried& a, const Tried& b) { return a.error < b.error; });
+        size_t winner = 0;
+        for (size_t k = 0; k < tried.size() && tried[winner].error > kFitTolerance; ++k) {
+            std::vector<EqSubBand> moved = optimise(tried[k].bands, tried[k].fitBands, sampleRate, grid);
+            const double error = measure(moved, sampleRate, grid, Measure::True);
+            if (error < tried[k].error) {
+                tried[k].bands = std::move(moved);
+                tried[k].error = error;
+            }
+            if (tried[k].error < tried[winner].error) winner = k;
+        }
+        if (tried[winner].error < bestError - 1e-9) {
+            best = std::move(tried[winner].bands);
+            bestError = tried[winner].error;
+            fitBands = std::move(tried[winner].fitBands);
         }
     }
     plan.extraBands = int(best.size() - plan.subBands.size());
