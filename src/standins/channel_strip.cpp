@@ -343,6 +343,21 @@ bool clipEffectsDefault(const std::string& name, double& value) {
     return false;
 }
 
+ClipEffectsUse clipEffectsUse(const ClipEffectsList& list) {
+    ClipEffectsUse use;
+    for (const auto& [name, value] : list) {
+        double fallback = 0.0;
+        if (!clipEffectsDefault(name, fallback)) {
+            use.effects = use.effects || (name == "Process Order" && std::fabs(value) >= kChanged);
+        } else if (name == "Phase Switch In/Out") {
+            use.polarity = onAt(value);
+        } else {
+            use.effects = use.effects || std::fabs(value - fallback) >= kChanged;
+        }
+    }
+    return use;
+}
+
 ChannelStripSettings readChannelStrip(const StripControls& controls) {
     auto get = [&](const std::string& name, double fallback) {
         const auto found = controls.find(name);

@@ -91,6 +91,15 @@ ChannelStripSettings readClipEffects(const ClipEffectsList& list);
 // The default of a Clip Effects control; false for a name outside the table.
 bool clipEffectsDefault(const std::string& name, double& value);
 
+// What a clip's stored list asks for: effects (a control other than the
+// polarity switch moved from its default, or a processing order), and the
+// polarity switch on.
+struct ClipEffectsUse {
+    bool effects = false;
+    bool polarity = false;
+};
+ClipEffectsUse clipEffectsUse(const ClipEffectsList& list);
+
 // All slots of the strip. splitPair: a clip on one side of a split stereo
 // pair; place.keyWired: a key input reaches the slot. The sections written
 // ("EQ", "compressor", ...) are added to sections, in chain order.
