@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "project/text.h"
+#include "standins/control_values.h"
 #include "standins/eq_fit.h"
 #include "standins/reaper_slots.h"
 
@@ -161,6 +162,36 @@ SideChain sideChainOf(const ChannelStripSettings& strip, bool keyWired) {
     }
     chain.keyUsed = strip.scSource == 1 && keyWired;
     return chain;
+}
+
+// Holds each value to a range wide enough for every setting the processor
+// offers, so that only a damaged value changes; a change sets held.
+void holdToRanges(ChannelStripSettings& s) {
+    auto hold = [&](double& value, double low, double high) {
+        if (value >= low && value <= high) return;
+        value = value < low ? low : high;
+        s.held = true;
+    };
+    hold(s.inputTrimDb, -100, 100);
+    for (StripBand& band : s.bands) {
+        hold(band.gainDb, -100, 100);
+        hold(band.frequency, 1, 100000);
+        hold(band.q, 0.01, 100);
+    }
+    for (StripFilter& filter : s.filters) {
+        hold(filter.frequency, 1, 100000);
+        hold(filter.q, 0.01, 100);
+    }
+    for (double* ratio : {&s.expRatio, &s.cmpRatio}) hold(*ratio, 1, 1e6);
+    for (double* db : {&s.expThresholdDb, &s.cmpThresholdDb}) hold(*db, -200, 40);
+    for (double* ms : {&s.expAttackMs, &s.expReleaseMs, &s.expHoldMs, &s.cmpAttackMs, &s.cmpReleaseMs})
+        hold(*ms, 0, 1e7);
+    for (double* db : {&s.expKneeDb, &s.cmpKneeDb}) hold(*db, 0, 100);
+    hold(s.expDepthDb, -300, 0);
+    hold(s.expHysteresisDb, -100, 100);
+    hold(s.cmpMakeupDb, -100, 100);
+    hold(s.scFilterHz, 1, 100000);
+    hold(s.faderDb, -200, 100);
 }
 
 // Writes the strip's slots in order, each on the next seed.
@@ -414,6 +445,7 @@ ChannelStripSettings readChannelStrip(const StripControls& controls) {
     s.faderActive = onAt(get("Fader Volume On/Off", 1)) && std::fabs(s.faderDb) >= 0.005;
     s.orderChanged = std::fabs(get("Process Order", 0)) >= 0.5;
     s.rangeChanged = std::fabs(get("EQ Range", 0)) >= 0.5 || std::fabs(get("Dynamics Range", 0)) >= 0.5;
+    holdToRanges(s);
     return s;
 }
 
@@ -496,6 +528,7 @@ ChannelStripSettings readClipEffects(const ClipEffectsList& list) {
     s.clipFaderSet = changed("Fader Volume");
     s.orderChanged = std::fabs(get("Process Order")) >= kChanged;
     s.rangeChanged = std::fabs(get("EQ Range")) >= kChanged || std::fabs(get("Dynamics Range")) >= kChanged;
+    holdToRanges(s);
     return s;
 }
 
@@ -535,6 +568,7 @@ StandinResult writeChannelStrip(const ChannelStripSettings& strip, bool splitPai
         writer.note("processing order other than EQ, filters, dynamics not carried (written in that order)");
     if (strip.rangeChanged)
         writer.note("EQ/Dynamics Range other than the default: gains read at the default range (unmeasured)");
+    if (strip.held) addNote(result, heldValuesNote(strip.name));
     return result;
 }
 

@@ -71,6 +71,7 @@ struct ChannelStripSettings {
     bool clipFaderSet = false;
     bool orderChanged = false;
     bool rangeChanged = false;
+    bool held = false;  // a value outside any setting the processor offers was held to its range
 };
 
 using StripControls = std::map<std::string, double>;
