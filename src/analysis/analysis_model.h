@@ -145,6 +145,7 @@ struct ClipCounts {
     int clipGainLinesMended = 0;      // gain lines with points out of order or past their clip
     int clipsGivenGroupGain = 0;      // clips in a clip group given the group's fixed gain as well
     std::vector<std::string> clipsUnderGroupGainLine;  // clips in a group whose own gain is a drawn line
+    int clipsWithEffectsPolarity = 0;  // Clip Effects polarity switched on: take polarity
 
     int clipGroupsFlattened = 0;      // clip group entries laid out as the clips they play
     int clipGroupPieces = 0;

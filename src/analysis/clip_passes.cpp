@@ -1,8 +1,10 @@
 // Clip gain: each clip takes the gain stored for its name, fixed or drawn, and
 // a clip laid out from a clip group takes the group's fixed gain as well.
+// Clip Effects: a clip takes its stored list, and its polarity switch.
 #include <algorithm>
 
 #include "analysis/passes.h"
+#include "standins/channel_strip.h"
 
 namespace {
 
@@ -51,13 +53,31 @@ void giveGain(const ClipGainsOfNames& gains, AudioClip& clip, ClipCounts& counts
     if (counted) ++counts.clipsGivenGroupGain;
 }
 
+// A clip's stored Clip Effects: the list when it asks for effects, the take's
+// polarity when its switch is on.
+void giveEffects(const std::map<std::string, ClipEffectsValues>& effects, AudioClip& clip, ClipCounts& counts,
+                 bool counted) {
+    const auto stored = effects.find(clip.clip.name);
+    if (clip.emptyGroup || stored == effects.end()) return;
+    const ClipEffectsUse use = clipEffectsUse(stored->second);
+    if (use.effects) clip.clipEffects = stored->second;
+    if (!use.polarity) return;
+    clip.flipPolarity = true;
+    if (counted) ++counts.clipsWithEffectsPolarity;
+}
+
 }  // namespace
 
 void applyClipGain(const SessionModel& model, const ConvertOptions&, BindingWork& work, AnalysisModel& analysis) {
     const ClipGainsOfNames& gains = model.clipGains;
-    if (gains.gainOfName.empty()) return;
     for (BoundTrack& track : work.tracks) {
-        for (AudioClip& clip : track.clips) giveGain(gains, clip, analysis.clipCounts, true);
-        for (AudioClip& clip : track.losers) giveGain(gains, clip, analysis.clipCounts, false);
+        for (AudioClip& clip : track.clips) {
+            giveGain(gains, clip, analysis.clipCounts, true);
+            giveEffects(model.clipEffects, clip, analysis.clipCounts, true);
+        }
+        for (AudioClip& clip : track.losers) {
+            giveGain(gains, clip, analysis.clipCounts, false);
+            giveEffects(model.clipEffects, clip, analysis.clipCounts, false);
+        }
     }
 }

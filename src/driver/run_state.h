@@ -18,6 +18,7 @@
 #include "session/blocks.h"
 #include "session/ptx_file.h"
 #include "session/session_model.h"
+#include "standins/channel_strip.h"
 
 struct RunCounters {
     int outputTracks = 0;
@@ -69,6 +70,7 @@ struct RunCounters {
     int keyedTracksTwoChannels = 0;  // keyed tracks passing only channels 1/2 to their parent
     ColourCounts colours;
     AraCounts ara;                   // Melodyne edits carried or not
+    ClipEffectsTally clipEffects;    // clips given Clip Effects as take FX
     int charactersReplaced = 0;      // damaged bytes and control characters written as U+FFFD
 };
 

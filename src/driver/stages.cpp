@@ -203,6 +203,7 @@ void clipStage(RunState& state) {
     model.loopRecords = readLoopRecords(state.image);
     model.clipGroups = readClipGroups(state.image);
     model.clipGains = bindClipGains(state.image, readClipGains(state.image).curves);
+    model.clipEffects = readClipEffects(state.image);
     model.warpMaps = readWarpMaps(state.image);
     model.pitchShifts = readPitchShifts(state.image);
     model.midiPlaylistRows = readMidiPlaylistRows(state.image);

@@ -69,7 +69,8 @@ std::string reasonWithoutSettings(const PluginInstance& instance, const PluginRo
 }
 
 // The stock processors a stand-in could replace, by what their records hold.
-bool standInPossible(const PluginInstance& instance) {
+bool standInPossible(const RunState& state, const PluginInstance& instance) {
+    if (instance.signature == "AVIDChSt") return !channelStripControls(state.image.view, instance).empty();
     const size_t values = instance.stateForm == 5 ? instance.controlValues.size() : 0;
     if (instance.signature == "Digi47e3") return values == 38;
     if (instance.signature == "Digi1be3") return values == 8;
@@ -144,7 +145,7 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
         return plan;
     }
     std::vector<std::string> standInNotes;
-    if (!stockName(instance.signature).empty() && standInPossible(instance)) {
+    if (!stockName(instance.signature).empty() && standInPossible(state, instance)) {
         if (options.noStandIns) {
             ++tallies.avidKept;
         } else if (std::optional<std::string> text = standInSlotText(state, instance, place, standInNotes)) {

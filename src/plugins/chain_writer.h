@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "plugins/state_rules.h"
 
 class ProjectText;
+struct ImageView;
 struct PluginInstance;
 struct PluginRow;
 struct RunState;
@@ -40,10 +42,15 @@ struct ChainSlot {
 };
 
 // The text of the REAPER plug-ins that stand in for a stock processor whose
-// control values can be read (EQ3 onto ReaEQ, Dyn3 onto ReaComp or ReaGate),
-// and the notes of what the stand-in could not carry; none for any other.
+// control values can be read (EQ3 onto ReaEQ, Dyn3 onto ReaComp or ReaGate,
+// Channel Strip onto a chain of them), and the notes of what the stand-in
+// could not carry; none for any other.
 std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
                                            std::vector<std::string>& notes);
+
+// The named controls of a Channel Strip's "elck" chunk; empty unless they are
+// a Channel Strip's state.
+std::map<std::string, double> channelStripControls(const ImageView& view, const PluginInstance& instance);
 
 // Writes one kept slot, the key channels passed by when pinFlags is set, and
 // counts it in the tallies.

@@ -1,7 +1,18 @@
 #include "driver/run_state.h"
 #include "plugins/chain_writer.h"
+#include "plugins/state_scan.h"
+#include "standins/channel_strip.h"
 #include "standins/dyn3.h"
 #include "standins/eq3.h"
+
+StripControls channelStripControls(const ImageView& view, const PluginInstance& instance) {
+    const RecordBytes record = recordBytesOf(view, instance);
+    const std::vector<AaxChunk> chain = aaxChunkChain(record);
+    if (chain.empty()) return {};
+    StripControls controls = parseElckControls(record.data + chain[0].data, chain[0].size);
+    if (!isChannelStripState(controls)) return {};
+    return controls;
+}
 
 std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
                                            std::vector<std::string>& notes) {
@@ -20,6 +31,11 @@ std::optional<std::string> standInSlotText(RunState& state, const PluginInstance
         result = writeEq3(values, instance.signature == "Digi47e3", at, state.pluginRun.eqFit);
     } else if (instance.signature == "Digidn3c" || instance.signature == "Digidn3e") {
         result = writeDyn3(values, instance.signature == "Digidn3c", at);
+    } else if (instance.signature == "AVIDChSt") {
+        const StripControls controls = channelStripControls(state.image.view, instance);
+        if (controls.empty()) return std::nullopt;
+        std::vector<std::string> sections;
+        result = writeChannelStrip(readChannelStrip(controls), false, at, sections);
     } else {
         return std::nullopt;
     }

@@ -45,10 +45,22 @@ void writeClipGainEnvelope(ProjectText& text, const std::vector<std::pair<double
     text.close();
 }
 
-// The take's <TAKEFX block: the Melodyne slot of an edited clip comes first.
+// The take's <TAKEFX block: the Melodyne slot of an edited clip comes first,
+// then the clip's effects.
 void writeTakeEffects(ProjectWriter& writer, const AudioClip& clip) {
-    if (!araCarried(writer.state, clip)) return;
-    writeTakeChain(writer.text, [&](ProjectText& text) { writeMelodyneSlot(text, writer.takeIndex); });
+    RunState& state = writer.state;
+    const bool melodyne = araCarried(state, clip);
+    std::string effects;
+    if (!clip.clipEffects.empty()) {
+        const uint32_t seedBase = writer.takeIndex * 16u + 0x43460000u;
+        effects = clipEffectsSlots(clip.clipEffects, clip.takePan != 0, seedBase, double(state.sampleRate),
+                                   state.counters.clipEffects);
+    }
+    if (!melodyne && effects.empty()) return;
+    writeTakeChain(writer.text, [&](ProjectText& text) {
+        if (melodyne) writeMelodyneSlot(text, writer.takeIndex);
+        text.copyLines(effects);
+    });
 }
 
 }  // namespace

@@ -1189,6 +1189,34 @@ void sayPluginCountNote(const RunCounters& counters) {
         counters.pluginsWritten);
 }
 
+// Clip Effects: the polarity switches carried as take polarity, the clips
+// given take FX and the sections they hold, and what they could not carry.
+void sayClipEffectsNotes(const RunState& state) {
+    const int polarity = state.analysis.clipCounts.clipsWithEffectsPolarity;
+    if (polarity > 0) {
+        say("  %d clip(s) had Clip Effects POLARITY switched on: carried as REAPER take\n"
+            "      polarity (Item properties > Invert phase).\n",
+            polarity);
+    }
+    const ClipEffectsTally& tally = state.counters.clipEffects;
+    if (tally.clips == 0) return;
+    std::string sections;
+    for (const char* section : {"polarity", "input trim", "EQ", "filters", "expander", "gate", "compressor", "fader"}) {
+        if (!tally.sections.count(section)) continue;
+        sections += (sections.empty() ? "" : ", ") + std::string(section);
+    }
+    say("  %d clip(s) carry Pro Tools Clip Effects, written as take FX on the item\n"
+        "      with REAPER's own plug-ins (%s).\n"
+        "      The EQ and filters are the same filters; high/low pass filters are\n"
+        "      Butterworth. The dynamics are close, not identical: REAPER's\n"
+        "      detectors are not Pro Tools'. A section switched off in Pro Tools\n"
+        "      is written bypassed, with its settings.\n",
+        tally.clips, sections.c_str());
+    if (tally.notes.empty()) return;
+    say("  Clip Effects approximated or left out:\n");
+    for (const auto& [note, clips] : tally.notes) say("      %s (%d clip(s))\n", note.c_str(), clips);
+}
+
 // Names and texts from a damaged file can hold bytes REAPER cannot read.
 void sayReplacedCharactersNote(const RunCounters& counters) {
     if (counters.charactersReplaced == 0) return;
@@ -1224,6 +1252,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayTrackViewNotes(state);
     saySoloNotes(state.counters);
     sayFolderNotes(state);
+    sayClipEffectsNotes(state);
     sayMelodyneNotes(state);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);

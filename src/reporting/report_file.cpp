@@ -134,6 +134,11 @@ void reportCarried(const RunState& state) {
                    "plug-ins live and editable (%d internal freeze record(s) left out)\n",
                    state.analysis.counts.freezeRecords);
     }
+    if (counters.clipEffects.clips > 0) {
+        reportLine("Clip Effects on %d clip(s) written as take FX with REAPER's own\n"
+                   "plug-ins (EQ and filters exact; dynamics close, not identical)\n",
+                   counters.clipEffects.clips);
+    }
     const MidiCounts& midi = state.analysis.midiCounts;
     if (options.keepInaudibleMidi) {
         reportLine("\"Play MIDI notes Pro Tools silences\" is on: %d MIDI event(s) Pro\n"

@@ -8,6 +8,7 @@
 
 #include "melodyne/ara_sets.h"
 #include "session/automation.h"
+#include "session/clip_effects.h"
 #include "session/clip_gain.h"
 #include "session/clip_groups.h"
 #include "session/clips.h"
@@ -49,6 +50,7 @@ struct SessionModel {
     std::vector<LoopRecord> loopRecords;
     std::vector<ClipGroup> clipGroups;  // by group number
     ClipGainsOfNames clipGains;         // by clip or clip group name
+    std::map<std::string, ClipEffectsValues> clipEffects;  // stored Clip Effects by clip name
     WarpMaps warpMaps;
     std::map<std::string, double> pitchShifts;  // semitones by clip name
     std::vector<AraSet> araSets;                  // Melodyne edit sets

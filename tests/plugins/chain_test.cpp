@@ -10,6 +10,7 @@
 #include "plugins/chain_writer.h"
 #include "plugins/table.h"
 #include "project/text.h"
+#include "standins/slot_reading.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
 #include "support/session_builder.h"
@@ -252,6 +253,91 @@ TEST(FxChains, KeyedPinsAndTheLastSlot) {
     EXPECT_NE(chain.find("    PINFLAGS 1\n    WAK 0 0\n    BYPASS 1 0 0\n    <VST \"VST3: EQ3 7-Band\""),
               std::string::npos) << chain;
     EXPECT_EQ(chain.find("PINFLAGS"), chain.rfind("PINFLAGS"));
+}
+
+// A Channel Strip whose "elck" controls are set by hand arrives as REAPER's own
+// plug-ins in chain order, each on the next seed; without "Sc Source" it stays
+// an AAX-only slot.
+TEST(FxChains, ChannelStripArrivesAsItsStandInChain) {
+    auto elck = [](const std::vector<std::pair<std::string, double>>& controls) {
+        Pack data = Pack().zeros(4);
+        for (const auto& [name, value] : controls) {
+            const bool whole = name == "Sc Source";
+            data.text((whole ? "l_" : "d_") + name).zeros(((name.size() + 6) & ~size_t(3)) - name.size() - 2);
+            uint64_t bits;
+            std::memcpy(&bits, &value, 8);
+            if (whole) data.be(uint32_t(int32_t(value)));
+            else data.be(uint32_t(bits >> 32)).be(uint32_t(bits));
+        }
+        Record record{"AVIDChSt", Pack().zeros(4).text("elck").zeros(32).bytes(data.b).b};
+        const size_t link = 56 + data.b.size();  // the link's big-endian size, at byte 17
+        record.head[9] = uint8_t(link >> 8), record.head[10] = uint8_t(link);
+        return record;
+    };
+    const std::vector<std::pair<std::string, double>> controls = {
+        {"Phase Switch In/Out", 1}, {"Input Trim", -3.5}, {"EQ Low Type", 1}, {"EQ Low Gain", 6},
+        {"EQ Low Frequency", 100}, {"EQ Low-Mid Gain", -9}, {"EQ Low-Mid Frequency", 1000}, {"EQ Low-Mid Q", 2},
+        {"EQ High-Mid In/Out", 0}, {"Filter 1 In/Out", 1}, {"Filter 1 Frequency", 80}, {"Filter 1 Slope 12/24dB", 1},
+        {"Filter 2 Type", 1}, {"Dynamics On/Off", 0}, {"Exp Ratio", 20}, {"Exp Threshold", -50},
+        {"Exp Attack Time", 0.002}, {"Exp Release Time", 0.1}, {"Exp Hold Time", 5}, {"Exp Depth", -40},
+        {"Cmp Ratio", 4}, {"Cmp Threshold", -20}, {"Cmp Attack Time", 0.01}, {"Cmp Release Time", 6},
+        {"Cmp Knee", 12}, {"Cmp Gain Makeup", 9}, {"Sc Filter Frequency", 200}, {"Sc Source", 1},
+        {"Sc Detector Type Avg/Pk", 0}, {"Fader Volume", -2}, {"Process Order", 1}};
+    RunState state;
+    const std::string chain = chainOf(state, {elck(controls)}, rowOf("TestABCD", kVst3));
+    const std::vector<ReadSlot> slots = readSlots(chain.substr(chain.find("BYPASS")));
+    const char* kinds[] = {"StereoPhaseInvert", "utility/volume", "ReaEQ", "ReaEQ", "ReaGate", "ReaComp",
+                           "utility/volume", "utility/volume"};
+    const char* presets[] = {"polarity", "input trim -3.5 dB", "EQ", "Filters", "Exp/Gate 1:20", "Comp/Lim 4:1",
+                             "makeup +9.0 dB", "fader -2.0 dB"};
+    ASSERT_EQ(slots.size(), 8u) << chain;
+    for (size_t k = 0; k < 8; ++k) {
+        EXPECT_NE(slots[k].open.find(kinds[k]), std::string::npos) << slots[k].open;
+        EXPECT_EQ(slots[k].preset, std::string("\"Channel Strip ") + presets[k] + "\"");
+        EXPECT_EQ(slots[k].fxid, makeGuid(0x53540014 + uint32_t(k)));  // the record at byte 20
+        EXPECT_EQ(slots[k].bypass, k >= 4 && k <= 6 ? "BYPASS 1 0 0" : "BYPASS 0 0 0");  // dynamics off
+    }
+    EXPECT_EQ(slots[1].parameters.rfind("-3.488024 150 -", 0), 0u);  // -3.5 dB * 6 / 6.0206
+    // ReaEQ bands: type, enabled, frequency, gain factor, width. The shelf's
+    // corner moved by atan(tan(pi 100 / 48000) 10^(6/40)); the bell's width in
+    // octaves of Q 2 * 0.4044 * 0.9508 at 1 kHz; the high-pass a Butterworth
+    // pair (Q 1/sqrt 2) in octaves at 80 Hz, twice for 24 dB/oct.
+    const struct { size_t slot, band; uint32_t type, enabled; double frequency, gain, width; } bands[] = {
+        {2, 0, 0, 1, 141.2517471, 1.9952623, 1.41421356}, {2, 1, 8, 1, 1000, 0.3548134, 1.7590445},
+        {2, 2, 8, 0, 1000, 1, -1},                         {3, 0, 4, 1, 80, 1, 1.8999339},
+        {3, 1, 4, 1, 80, 1, 1.8999339},                    {3, 2, 3, 0, 1000, 1, -1}};
+    for (const auto& b : bands) {
+        const std::vector<uint8_t>& eq = slots[b.slot].state;
+        const size_t at = 8 + 33 * b.band;
+        EXPECT_EQ(wordAt(eq, 4), b.slot == 2 ? 4u : 3u);
+        EXPECT_EQ(wordAt(eq, at), b.type) << b.slot << b.band;
+        EXPECT_EQ(wordAt(eq, at + 4), b.enabled);
+        EXPECT_NEAR(doubleAt(eq, at + 8), b.frequency, 1e-6);
+        EXPECT_NEAR(doubleAt(eq, at + 16), b.gain, 1e-6);
+        if (b.width > 0) {
+            EXPECT_NEAR(doubleAt(eq, at + 24), b.width, 1e-6);
+        }
+    }
+    // Gate: threshold -50 dB, 2 ms / 500, 100 ms / 5000, hold 5 ms / 1000, the
+    // 200 Hz side-chain high-pass / 20000, floor -40 dB, the average detector.
+    // Compressor: -20 dB, (4 - 1) / 99, 10 ms / 500, 6 s held at 1, knee 12 / 24.
+    const struct { size_t slot; int index; float value; } floats[] = {
+        {4, 0, 0.0031623f}, {4, 1, 0.004f}, {4, 2, 0.02f}, {4, 4, 0.005f}, {4, 5, 1}, {4, 6, 0.01f}, {4, 7, 0},
+        {4, 9, 0.01f}, {4, 10, 0.99f}, {4, 12, 1}, {4, 14, 0}, {5, 0, 0.1f}, {5, 1, 3.0f / 99}, {5, 2, 0.02f},
+        {5, 3, 1}, {5, 7, 0.01f}, {5, 8, 0}, {5, 11, 1}, {5, 13, 0}, {5, 14, 0.5f}};
+    for (const auto& f : floats) EXPECT_NEAR(floatAt(slots[f.slot].state, 8 + 4 * f.index), f.value, 1e-6) << f.slot << f.index;
+    const std::string& detail = state.pluginOutcomes.at(0).detail;
+    for (const char* note : {"expander at 1:10 or more written as a gate", "compressor time past ReaComp's range",
+                             "side chain set to Key with no key input wired", "processing order other than EQ"})
+        EXPECT_NE(detail.find(note), std::string::npos) << detail;
+    EXPECT_EQ(detail.find("expander hold"), std::string::npos);  // a gate has its hold
+
+    std::vector<std::pair<std::string, double>> unnamed = controls;
+    unnamed.pop_back(), unnamed.erase(unnamed.end() - 3);  // no "Sc Source"
+    RunState marker;
+    const std::string kept = chainOf(marker, {elck(unnamed)}, rowOf("TestABCD", kVst3));
+    EXPECT_NE(kept.find("<VST \"VST3: Channel Strip\""), std::string::npos) << kept;
+    EXPECT_EQ(marker.pluginOutcomes.at(0).status, OutcomeStatus::aaxOnly);
 }
 
 // One track's inserts through whole runs: written with settings, bypassed,

@@ -81,6 +81,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     state.pluginRun.lanes.points = 4;
     state.pluginRun.lanes.bypassLanes = 1;
     state.freezeRefusals = {{"Keys", "it has alternate playlist lanes"}};
+    state.analysis.clipCounts.clipsWithEffectsPolarity = 1;
+    counters.clipEffects = {2, {{"clip fader not carried (its scale is unmeasured)", 1}}, {{"gate", 1}, {"EQ", 2}}};
 
     expectInOrder(notesOf(state), {
         "  1 plug-in(s) carried across bypassed\n",
@@ -92,6 +94,9 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         "  WARNING: this session has 2 MASTER FADERS. REAPER has exactly\n",
         "  WARNING: 1 MIDI track(s) play an instrument on another track: \"Keys\"\n",
         "  1 track(s) have a PATCH selected and send it as a program change\n      at the start of each clip: \"Keys\"\n",
+        "  1 clip(s) had Clip Effects POLARITY switched on: carried as REAPER take\n",
+        "  2 clip(s) carry Pro Tools Clip Effects, written as take FX on the item\n      with REAPER's own plug-ins (EQ, gate).\n",
+        "  Clip Effects approximated or left out:\n      clip fader not carried (its scale is unmeasured) (1 clip(s))\n",
         "  Bit depth: 16-bit written as REAPER's recording format, so new\n",
         // 107892 x 1001 / 30000 seconds.
         "  Timecode: 29.97 drop fps, Session Start 01:00:00;00 (3599.9964 s) written as REAPER's\n",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "standins/channel_strip.h"
 #include "standins/dyn3.h"
 #include "standins/eq3.h"
 #include "standins/slot_reading.h"
@@ -92,7 +93,13 @@ TEST(Standins, BrokenValuesAreHeldWithANote) {
     const StandinResult eq = writeEq3(sevenBand, true, {}, run);
     const StandinResult comp = writeDyn3(std::vector<float>(14, inf), true, {});
     const StandinResult gate = writeDyn3(std::vector<float>(15, nan), false, {});
-    for (const StandinResult* r : {&eq, &comp, &gate}) {
+    std::vector<std::string> sections;
+    const StandinResult strip = writeChannelStrip(
+        readClipEffects({{"EQ Low Gain", 1e9}, {"EQ High Frequency", -1e9}, {"Filter 1 Frequency", -50},
+                         {"Exp Ratio", 1e9}, {"Cmp Ratio", 1e9}, {"Cmp Threshold", 1e9}, {"Exp Release Time", 1e9}}),
+        false, {}, sections);
+    EXPECT_EQ(sections, (std::vector<std::string>{"EQ", "filters", "gate", "compressor"}));
+    for (const StandinResult* r : {&eq, &comp, &gate, &strip}) {
         EXPECT_TRUE(std::any_of(r->notes.begin(), r->notes.end(),
                                 [](const std::string& note) { return note.find("held to their range") != note.npos; }));
         EXPECT_FALSE(checkProjectText(r->text, 3).has_value());
