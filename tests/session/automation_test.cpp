@@ -43,7 +43,7 @@ StripRow presentStrip(const ImageBuilder& b) {
 
 std::vector<StripRow> readAll(ImageBuilder& b, std::vector<StripRow> strips) {
     b.zeros(16);
-    readStripLanes(makeSessionImage(ImageView{b.image().data(), b.image().size()}), strips);
+    readStripLanes(imageOf(b), strips);
     return strips;
 }
 
@@ -236,7 +236,7 @@ TEST(AutomationLanes, MidiTrackStates) {
         t.blockEnd = m.position();
         tracks.push_back(t);
     }
-    const SessionImage midi = makeSessionImage(ImageView{m.image().data(), m.image().size()});
+    const SessionImage midi = imageOf(m);
     std::map<std::string, MidiTrackState> states = readMidiTrackStates(midi, tracks);
     ASSERT_EQ(states.size(), 2u);  // not the instrument track, nor the track with nothing
     EXPECT_EQ(states["Muted"].muted, 1);

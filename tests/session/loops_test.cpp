@@ -37,7 +37,7 @@ TEST(LoopRecords, ReadClipPositionKindAndTheLoopOnlyFromTheKnownShape) {
     loopedPlacement(b, 0x1056, 3, uint64_t{0x40} << 56 | (kPositionBias + 480), 59, 1, 0, 24000);  // ticks
     loopedPlacement(b, 0x1050, 2, 10, 60, 2, 4, 0);  // a loop block one byte too long
     b.block(0x104F, std::vector<uint8_t>(30, 0));    // a placement without a loop
-    const std::vector<LoopRecord> records = readLoopRecords(makeSessionImage(ImageView{b.image().data(), b.image().size()}));
+    const std::vector<LoopRecord> records = readLoopRecords(imageOf(b));
     ASSERT_EQ(records.size(), 3u);
     EXPECT_EQ(records[0].clipIndex, 7);
     EXPECT_EQ(records[0].position, samplesAt(96000));

@@ -35,8 +35,6 @@ void noteList(ImageBuilder& b, const std::vector<std::array<uint64_t, 4>>& notes
     }
 }
 
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
-
 // A block body of `size` bytes (counted from +7, as the stored size) with the
 // given bytes at their offsets from the block's "Z".
 std::vector<uint8_t> bodyAt(uint32_t size, const std::vector<std::pair<size_t, uint8_t>>& bytes) {

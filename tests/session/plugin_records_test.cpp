@@ -57,7 +57,7 @@ TEST(PluginRecords, FrameKeyBypassAndStrip) {
     b.text("SCvAtShC");
     b.zeros(12);
     b.closeBlock();
-    const SessionImage image = makeSessionImage(ImageView{b.image().data(), b.image().size()});
+    const SessionImage image = imageOf(b);
 
     const std::vector<PluginInstance> plugins = readPluginInstances(image);
     ASSERT_EQ(plugins.size(), 3u);
@@ -126,7 +126,7 @@ TEST(PluginRecords, BrokenRecordsAndLanesLoseNothingElse) {
     b.zeros(400);
     // A record at the image's end without room for a signature: no record.
     b.bytes({'Z', 0x01, 0x00, 0x04, 0x00, 0x00, 0x00, 0x38, 0x10, 0x00, 0x00});  // size 4
-    const SessionImage image = makeSessionImage(ImageView{b.image().data(), b.image().size()});
+    const SessionImage image = imageOf(b);
 
     SessionModel model;
     model.plugins = readPluginInstances(image);

@@ -17,8 +17,7 @@ using Bytes = std::vector<std::pair<size_t, uint8_t>>;
 // Reads the built image, with spare bytes behind it so the last block is scanned too.
 SessionInfo infoOf(ImageBuilder& builder) {
     builder.zeros(16);
-    const std::vector<uint8_t>& bytes = builder.image();
-    return readSessionInfo(makeSessionImage(ImageView{bytes.data(), bytes.size()}), 44100, 12);
+    return readSessionInfo(imageOf(builder), 44100, 12);
 }
 
 // A block of the given block size, zero but for the bytes at the given offsets

@@ -12,8 +12,6 @@
 
 namespace {
 
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
-
 // A group record as Pro Tools lays it out, cut short or spoilt by the arguments.
 void groupRecord(ImageBuilder& b, const std::string& name, uint32_t members, bool marker, size_t cutAfterSlot = 0) {
     b.openBlock(0x202A);

@@ -57,7 +57,7 @@ void meterBlock(ImageBuilder& b, const std::vector<std::array<uint64_t, 4>>& rec
 template <typename Read>
 auto readBuilt(ImageBuilder& b, Read read) {
     b.zeros(100);
-    return read(makeSessionImage(ImageView{b.image().data(), b.image().size()}));
+    return read(imageOf(b));
 }
 
 std::vector<TempoEvent> tempoMapOf(const std::vector<std::vector<StoredTempo>>& blocks,
