@@ -167,14 +167,6 @@ TEST(FactsRuns, RealSessionPlacementsArriveOnTheirTracks) {
     }
     EXPECT_EQ(stereoTracks, 1);
     EXPECT_EQ(state.analysis.channelsOfTrack["stereoTone"], 2);
-
-    // TempoTimeKeySig opens at 200 BPM in sixteenths, 50 to the quarter; its
-    // second track is tick-based.
-    RunState tempo;
-    analyse(tempo, folder + "/TempoTimeKeySig.ptx");
-    EXPECT_EQ(tempo.model.sessionTempo, 50.0);
-    EXPECT_EQ(tempo.analysis.timebaseOfTrack["Audio 2"], 2);
-
 }
 
 // The project text of each bench session, its media folder written as "BENCH",
