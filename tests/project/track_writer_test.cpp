@@ -40,15 +40,6 @@ std::string blockOf(const std::string& text, const std::string& head) {
     return text.substr(start, end - start + close.size());
 }
 
-// The <ITEM block of the take with the given name.
-std::string itemNamed(const std::string& text, const std::string& name) {
-    const size_t named = text.find("      NAME \"" + name + "\"\n");
-    if (named == std::string::npos) return std::string();
-    const size_t start = text.rfind("    <ITEM\n", named);
-    const size_t end = text.find("\n    >\n", named);
-    return text.substr(start, end + 7 - start);
-}
-
 bool has(const std::string& text, const std::string& line) { return text.find("\n" + line + "\n") != std::string::npos; }
 
 }  // namespace
