@@ -1,5 +1,5 @@
 // Group records, the folder tree and track colour values, laid out byte by
-// byte and read from the real sessions; the palette against the design's tables.
+// byte and read from the real sessions; the palette against its measured swatches.
 #include <gtest/gtest.h>
 
 #include "analysis/palette.h"
@@ -85,8 +85,9 @@ TEST(FolderTreeReader, ReadsFoldersAndGivesUpOnBrokenBounds) {
     }
 }
 
-// Values from the design's tables, 0x01BBGGRR.
-TEST(Palette, IndicesGiveTheDesignsSwatchesClipBodiesAndInventedShades) {
+// Swatches measured on Pro Tools' palette, and the shades derived or invented
+// where none was measured, 0x01BBGGRR.
+TEST(Palette, IndicesGiveTheSwatchesClipBodiesAndInventedShades) {
     struct Case {
         int32_t index;
         bool clip;
