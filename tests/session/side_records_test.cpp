@@ -2,6 +2,8 @@
 // byte and read from the real sessions; the palette against its measured swatches.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "analysis/palette.h"
 #include "session/folders.h"
 #include "session/groups.h"
@@ -44,13 +46,10 @@ TEST(GroupRecordReader, KeepsWellShapedRecordsAndPassesOverTheRest) {
     b.zeros(16);
     const std::vector<GroupRecord> groups = readGroupRecords(imageOf(b));
     ASSERT_EQ(groups.size(), 1u);
-    EXPECT_EQ(groups[0].name, "Drums");
-    EXPECT_EQ(groups[0].type, 2);
-    EXPECT_EQ(groups[0].slot, 7);
-    EXPECT_FALSE(groups[0].active);
-    EXPECT_EQ(groups[0].members, (std::vector<uint16_t>{3, 4}));
-    EXPECT_EQ(groups[0].vcaPosition, -1);
-    EXPECT_TRUE(groups[0].hasAttributes);
+    const GroupRecord& g = groups[0];
+    EXPECT_EQ(std::make_tuple(g.name, g.type, g.slot, g.active, g.vcaPosition, g.hasAttributes),
+              std::make_tuple(std::string("Drums"), 2, 7, false, -1, true));
+    EXPECT_EQ(g.members, (std::vector<uint16_t>{3, 4}));
     EXPECT_EQ(groups[0].attributes, (std::vector<uint8_t>{1, 0, 0, 0, 0, 0, 0, 1, 1}));
 }
 
