@@ -120,6 +120,12 @@ TEST(SessionInfo, FixedOffsetValuesAndTheirBlockBounds) {
     block(builder, 0x1028, 115, {{118, 4}, {121, 16}});
     SessionInfo info = infoOf(builder);
     EXPECT_EQ(info.fileTypeCode * 1000 + info.panDepthCode * 100 + info.floatSamples * 10 + info.bitDepth, 3116);
+    // A saved session names its folder path at +21 (here one part of 5 bytes):
+    // the format bytes follow it, wherever that puts them.
+    ImageBuilder pathed;
+    block(pathed, 0x1028, 40, {{9, 3}, {21, 1}, {25, 5}, {40, 1}, {41, 1}, {43, 32}});
+    info = infoOf(pathed);
+    EXPECT_EQ(info.fileTypeCode * 1000 + info.panDepthCode * 100 + info.floatSamples * 10 + info.bitDepth, 3142);
     EXPECT_EQ(readSessionInfo(makeSessionImage(ImageView{}), 0, 12).sampleRate, 48000);
 }
 
