@@ -237,10 +237,10 @@ BuiltSession colouredSession() {
 
 }  // namespace
 
-// Palette values and the measured and derived shades as the design tables give
-// them, 0x01BBGGRR: swatch 27 FC0088, Track Type aux 86 = 0C4A32; clip 27 ECB4D2,
-// 24 invented (192, 216, 104), 49 A3001E, row 1 tint D7C090 (index 93); Dark:
-// 592541, 2 from FC0056 x 0.22 + 36, 5A242F, tint 243A44, each through the display step.
+// Palette values, measured swatches and derived shades, 0x01BBGGRR: swatch 27
+// FC0088, Track Type aux 86 = 0C4A32; clip 27 ECB4D2, 24 invented (192, 216,
+// 104), 49 A3001E, row 1 tint D7C090 (index 93); Dark: 592541, 2 from FC0056 x
+// 0.22 + 36, 5A242F, tint 243A44, each through the display step.
 TEST(ColourRuns, TracksAndClipsTakeThePaletteTheirCodingAndThemeGive) {
     const auto colour = [](uint32_t value) { return std::to_string(value) + " R"; };
     struct Case {

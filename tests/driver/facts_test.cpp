@@ -154,28 +154,6 @@ TEST(FactsRuns, RealSessionPlacementsArriveOnTheirTracks) {
         }
     }
     EXPECT_GE(sessions, 1);  // more sessions arrive over time: never count them
-
-    // The split-mono pair of TestPTX is one stereo track, its halves panned apart.
-    RunState state;
-    analyse(state, folder + "/TestPTX.ptx");
-    int stereoTracks = 0;
-    for (const OutputTrack& track : state.analysis.outputTracks) {
-        if (track.name != "stereoTone") continue;
-        ++stereoTracks;
-        ASSERT_EQ(track.clips.size(), 2u);
-        EXPECT_EQ(track.clips[0].takePan + track.clips[1].takePan, 0.0);
-        EXPECT_EQ(std::fabs(track.clips[0].takePan), 1.0);
-    }
-    EXPECT_EQ(stereoTracks, 1);
-    EXPECT_EQ(state.analysis.channelsOfTrack["stereoTone"], 2);
-
-    // TempoTimeKeySig opens at 200 BPM in sixteenths, 50 to the quarter; its
-    // second track is tick-based.
-    RunState tempo;
-    analyse(tempo, folder + "/TempoTimeKeySig.ptx");
-    EXPECT_EQ(tempo.model.sessionTempo, 50.0);
-    EXPECT_EQ(tempo.analysis.timebaseOfTrack["Audio 2"], 2);
-
 }
 
 // The project text of each bench session, its media folder written as "BENCH",

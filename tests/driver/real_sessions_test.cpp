@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <tuple>
 
 #include "cli/console.h"
-#include "project/text.h"
 #include "session/blocks.h"
-#include "session/playlists.h"
 #include "session/real_sessions.h"
 #include "session/ptx_file.h"
 #include "support/image_builder.h"
@@ -17,62 +14,7 @@ namespace {
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-std::string baseName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
-
-// The live clip group entries of the track playlists.
-size_t groupEntries(const std::string& path) {
-    SessionFile file;
-    if (loadSession(file, path, 48000) != 0) return 0;
-    const SessionImage image = makeSessionImage(file.view());
-    const std::vector<TimebaseRecord> records = readTimebaseRecords(image);
-    const std::vector<PlaylistRow> rows = readPlaylistRows(image);
-    size_t entries = 0;
-    for (size_t r = 0; r < rows.size() && r < records.size(); ++r) {
-        if (records[r].trackNumber < 0) continue;
-        for (size_t k = 0; k < rows[r].isGroup.size(); ++k) entries += rows[r].isGroup[k] && rows[r].live[k] ? 1 : 0;
-    }
-    return entries;
-}
-
-// The number a console line starts with, found by the words behind it; 0 without the line.
-int countBefore(const std::string& console, const std::string& words) {
-    const size_t at = console.find(words);
-    return at == std::string::npos ? 0 : std::atoi(console.c_str() + console.rfind('\n', at) + 1);
-}
-
 }  // namespace
-
-TEST(RealSessionRuns, EverySessionConverts) {
-    const std::string sessions = realSessionFolder();
-    if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
-    const std::string folder = makeTempFolder("real-runs");
-    for (const std::string& path : filesEnding(sessions, ".ptx")) {
-        const std::string copy = folder + "/" + baseName(path);
-        std::filesystem::copy_file(path, copy);
-        ConvertOptions options = optionsFor(copy);
-        options.checkOnly = true;
-        CapturedRun checked = runConvert(options);
-        EXPECT_EQ(checked.code, 0) << path << "\n" << checked.console;
-        EXPECT_TRUE(contains(checked.console, "damage none\n")) << path;
-
-        CapturedRun run = runConvert(optionsFor(copy));
-        ASSERT_EQ(run.code, 0) << path << "\n" << run.console;
-        const std::string project = readFileText(copy.substr(0, copy.size() - 4) + ".rpp");
-        EXPECT_EQ(project.rfind("<REAPER_PROJECT 0.1 \"7.0\" 0\n", 0), 0u) << path;
-        EXPECT_EQ(checkProjectText(project), std::nullopt) << path;
-
-        // Every clip group entry arrives, counted on the console: laid out as
-        // its clips, or as an empty item named in its notes.
-        const size_t entries = groupEntries(copy);
-        const int laidOut = countBefore(run.console, " clip group(s) laid out as");
-        const int empty = countBefore(run.console, " clip group(s) hold no audio");
-        EXPECT_EQ(static_cast<size_t>(laidOut + empty), entries) << path;
-        size_t named = 0;
-        for (size_t at = 0; (at = project.find("\n      <NOTES\n", at)) != std::string::npos; ++at) ++named;
-        EXPECT_EQ(named, static_cast<size_t>(empty)) << path;
-        EXPECT_TRUE(baseName(path) != "Test Export.ptx" || entries == 5u) << "Test Export holds 5 entries";
-    }
-}
 
 // A copy cut short and one with a hole: announced, and still converted. The
 // first block of a session holds the position of its last top-level block, an
@@ -152,18 +94,15 @@ TEST(RealSessionRuns, DumpCcListsEachChunkAndGoesOn) {
                                "chunk 2   notes 4     origin 1000000000000\n"
                                "3 chunks, 0 streams with data, 0 events\n"),
               std::string::npos);
-    // Console and summary line count the same: the 3 audio placements of the
-    // facts, and the 9 + 16 + 4 notes of the three MIDI clips, all of them sounding.
+    // The summary line counts the 3 audio placements of the facts and the 9 + 16 + 4
+    // notes of the three MIDI clips, all of them sounding, as the stored console does.
     // Its AIFF files are not beside it: the one block that needs a look.
-    EXPECT_NE(run.console.find("  5 tracks, 3 clips, 29 MIDI notes\n"), std::string::npos);
     runConvert(options, true);
     EXPECT_EQ(summaryLine(), "summary tracks=5 clips=3 notes=29 fx=0 written=0 needs_look=1");
 }
 
-// What options and notes do on the real sessions (their stored console texts
-// hold the rest): the click toggle by Click II's signature, the deleted
-// placements recovered, and the session's timecode (Pro Tools starts a session
-// at 01:00:00:00; at 23.976 fps that hour of frames lasts 3600 x 1.001 s).
+// What options do on the real sessions (their stored console texts hold the
+// rest): the click toggle by Click II's signature, the deleted placements recovered.
 TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
     const std::string sessions = realSessionFolder();
     if (sessions.empty()) GTEST_SKIP() << "no real sessions beside the repository";
@@ -173,10 +112,6 @@ TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
          {"  1 Click track(s) left out (--no-click): \"Click 1\"\n", "-NAME \"Click 1\"", "-click is on"}},
         {"RegionTest", &ConvertOptions::recoverDeleted,
          {"  1 deleted clip placement(s) RECOVERED: written as MUTED \"[alt takes]\"\n", " [alt takes]\"\n"}},
-        {"RegionTest", nullptr, {"  1 deleted clip placement(s) are still in this session: edits", "-[alt takes]"}},
-        {"Test Export", nullptr,
-         {"  Timecode: 23.976 fps, Session Start 01:00:00:00 (3603.6000 s) written as REAPER's\n",
-          "  The session records at 24-bit. Existing audio is unaffected\n"}},
     };
     const std::string folder = makeTempFolder("real-options");
     for (const auto& [session, option, parts] : cases) {
@@ -184,7 +119,7 @@ TEST(RealSessionRuns, OptionsAndNotesOnTheRealSessions) {
         if (!fileExists(copy)) std::filesystem::copy_file(sessions + "/" + session + ".ptx", copy);
         ConvertOptions options = optionsFor(copy);
         options.overwrite = true;
-        if (option) options.*option = true;
+        options.*option = true;
         CapturedRun run = runConvert(options);
         ASSERT_EQ(run.code, 0) << session << "\n" << run.console;
         const std::string text = run.console + readFileText(folder + "/" + session + ".rpp");

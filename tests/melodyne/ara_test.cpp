@@ -182,13 +182,6 @@ CapturedRun convertWith(const std::map<std::string, std::string>& files, std::st
     return run;
 }
 
-std::string itemNamed(const std::string& text, const std::string& name) {
-    const size_t named = text.find("      NAME \"" + name + "\"\n");
-    if (named == std::string::npos) return std::string();
-    const size_t start = text.rfind("    <ITEM\n", named);
-    return text.substr(start, text.find("\n    >\n", named) + 7 - start);
-}
-
 std::string lineValue(const std::string& block, const std::string& head) {
     const size_t at = block.find(head);
     return at == std::string::npos ? std::string() : block.substr(at + head.size(), block.find('\n', at) - at - head.size());

@@ -2,8 +2,6 @@
 // grammar's edge cases, CLAP lists, the places searched, and broken files.
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include "plugins/cache.h"
 #include "support/image_builder.h"
 #include "support/run_capture.h"
@@ -128,13 +126,11 @@ TEST(PluginCache, BrokenListsAreReadAsFarAsTheyMakeSense) {
     EXPECT_EQ(reading.entries[2].file + reading.entries[3].file, "dup.dlldup.dll");
     EXPECT_EQ(reading.notUnderstood, 6);
 
-    // A list longer than any REAPER writes: read up to the limit, the rest counted, quickly.
+    // A list longer than any REAPER writes: read up to the limit, the rest counted.
     std::string longList;
     for (size_t k = 0; k < kMostCacheEntries + 2; ++k) longList += "p" + std::to_string(k) + ".dll=0,1,P\n";
     writeFileText(folder + "/long.ini", longList);
-    const auto start = std::chrono::steady_clock::now();
     const ListReading capped = readListFile(folder + "/long.ini");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     EXPECT_EQ(capped.entries.size(), kMostCacheEntries);
     EXPECT_EQ(capped.pastLimit, 2);
 }

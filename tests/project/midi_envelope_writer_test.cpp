@@ -99,18 +99,11 @@ TEST(EnvelopeText, ValuesShapesAndTheRestingPoint) {
     AutomationLane volume;
     volume.initial = 0;
     volume.points = {{48000, -60}, {96000, 0}, {144000, 60}};
-    EXPECT_EQ(envelope({"VOLENV2", -1, LaneKind::volume, true, true, false}, volume),
-              "    <VOLENV2\n"
-              "      ACT 1 -1\n"
-              "      VIS 1 1 1\n"
-              "      LANEHEIGHT 0 0\n"
-              "      ARM 1\n"
-              "      DEFSHAPE 0 -1 -1\n"
-              "      PT 0.0000000000 1.000000000 0\n"
-              "      PT 1.0000000000 0.501187234 0\n"
-              "      PT 2.0000000000 1.000000000 0\n"
-              "      PT 3.0000000000 1.995262315 0\n"
-              "    >\n");
+    // The whole block of a volume lane is the golden runs'; here the resting point and a point above 0 dB.
+    EXPECT_NE(envelope({"VOLENV2", -1, LaneKind::volume, true, true, false}, volume)
+                  .find("      PT 0.0000000000 1.000000000 0\n      PT 1.0000000000 0.501187234 0\n"
+                        "      PT 2.0000000000 1.000000000 0\n      PT 3.0000000000 1.995262315 0\n    >\n"),
+              std::string::npos);
 
     AutomationLane mute;
     mute.initial = 0;

@@ -174,59 +174,6 @@ TEST(ProjectTextNumbers, IgnoreTheProcessLocale) {
     EXPECT_EQ(formatNumber(0.5, NumberFormat::Fine), "0.500000000");
 }
 
-TEST(ProjectText, WritesANestedProjectByteForByte) {
-    std::string out;
-    ProjectText text(out);
-    text.open("REAPER_PROJECT").word("0.1").name("7.0").num(0);
-    text.open("NOTES").num(0).num(2);
-    text.rawLine("|Kick: line one");
-    text.close();
-    text.statement("TEMPO").compact(120.0).num(4).num(4);
-    text.statement("MARKER").num(1).seconds(2.0).name("Verse").num(0).colour(16576u)
-        .num(1).word("R").guid(1 + 0x4D41524B).num(0);
-    text.open("TRACK").guid(1);
-    text.statement("NAME").name("My \"Best\" Take");
-    text.statement("VOLPAN").coarse(1.0).compact(-1.0).num(-1).coarse(-1.0).coarse(1.0);
-    text.open("ITEM");
-    text.statement("POSITION").seconds(1.25);
-    text.statement("SNAPOFFS").snapOffset(0.1);
-    text.statement("VOLPAN").fine(1.0).compact(0.0).num(1).num(-1);
-    text.open("SOURCE").word("MIDI");
-    text.statement("HASDATA").num(1).num(960).word("QN");
-    text.statement("E").num(std::uint64_t(480)).midiByte(0x90).midiByte(60).midiByte(100);
-    text.open("X").num(0).num(0);
-    text.writeBase64Lines(base64(std::string_view("\xF0\x7E\xF7")));
-    for (int depth = 5; depth > 0; --depth) text.close();
-    EXPECT_TRUE(text.finished());
-
-    const std::string expected =
-        "<REAPER_PROJECT 0.1 \"7.0\" 0\n"
-        "  <NOTES 0 2\n"
-        "    |Kick: line one\n"
-        "  >\n"
-        "  TEMPO 120 4 4\n"
-        "  MARKER 1 2.0000000000 \"Verse\" 0 16576 1 R {7E9B4C45-40B5-E613-6CEE-BC87D7B089C9} 0\n"
-        "  <TRACK {3C6EF36A-27F2-CA46-3B01-C6AE80CD33F2}\n"
-        "    NAME 'My \"Best\" Take'\n"
-        "    VOLPAN 1.000000 -1 -1 -1.000000 1.000000\n"
-        "    <ITEM\n"
-        "      POSITION 1.2500000000\n"
-        "      SNAPOFFS 0.1\n"
-        "      VOLPAN 1.000000000 0 1 -1\n"
-        "      <SOURCE MIDI\n"
-        "        HASDATA 1 960 QN\n"
-        "        E 480 90 3c 64\n"
-        "        <X 0 0\n"
-        "          8H73\n"
-        "        >\n"
-        "      >\n"
-        "    >\n"
-        "  >\n"
-        ">\n";
-    EXPECT_EQ(out, expected);
-    EXPECT_EQ(checkProjectText(out), std::nullopt);
-}
-
 TEST(ProjectText, SplitsBase64AndMatchesFileOutput) {
     std::string lines;
     {

@@ -40,15 +40,6 @@ std::string blockOf(const std::string& text, const std::string& head) {
     return text.substr(start, end - start + close.size());
 }
 
-// The <ITEM block of the take with the given name.
-std::string itemNamed(const std::string& text, const std::string& name) {
-    const size_t named = text.find("      NAME \"" + name + "\"\n");
-    if (named == std::string::npos) return std::string();
-    const size_t start = text.rfind("    <ITEM\n", named);
-    const size_t end = text.find("\n    >\n", named);
-    return text.substr(start, end + 7 - start);
-}
-
 bool has(const std::string& text, const std::string& line) { return text.find("\n" + line + "\n") != std::string::npos; }
 
 }  // namespace
@@ -186,15 +177,13 @@ std::string actAndArm(const std::string& track, const std::string& envelope) {
 
 // Pro Tools ignores the automation of a track in mode Off; its envelopes, its
 // sends' envelopes and a MIDI track's mute envelope are kept but inactive. A
-// return track writes its strip's volume, mute and pan only; a strip of
-// unknown width no pan; an aux on a 5.1 bus has six channels.
+// return track writes its strip's volume, mute and pan only.
 TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
     RunState state;
     state.sampleRate = 48000;
     addTrack(state, "Off", 0);
     addTrack(state, "Read", 1);
     addTrack(state, "Keys", 0, true);
-    addTrack(state, "Wide", 1);
     addTrack(state, "FX", 1);
     state.analysis.outputTracks.pop_back();  // FX is a return track
     state.model.midiTrackStates["Keys"].hasMuteLane = 1;
@@ -203,25 +192,20 @@ TEST(TrackBlock, EnvelopesFollowTheAutomationModeOfTheirTrack) {
     fx.stereoLanes = 1;
     fx.dualPanPoints = 1;
     fx.rightPanLane = laneWithPoint(20);
-    state.analysis.unknownWidthStrips = {{"Wide", 7}};
     SendEntry send;
     send.levelLane = laneWithPoint(-100);
     state.analysis.routing.sendsInto["FX"] = {send, send};
     state.analysis.routing.sendsInto["FX"][1].source = 1;
     state.analysis.routing.returnTracks = {"FX"};
-    state.analysis.routing.auxWidth["Wide"] = 6;
 
     const std::string project = writeAll(state);
     EXPECT_EQ(checkProjectText(project), std::nullopt) << project;
     const std::string off = trackNamed(project, "Off"), read = trackNamed(project, "Read");
-    const std::string wide = trackNamed(project, "Wide"), ret = trackNamed(project, "FX");
+    const std::string ret = trackNamed(project, "FX");
     for (const char* name : {"VOLENV2", "PANENV2", "VOLENV3"}) EXPECT_EQ(actAndArm(off, name), "ACT 0 ARM 0") << name;
     EXPECT_EQ(actAndArm(read, "VOLENV2"), "ACT 1 ARM 1");
     EXPECT_EQ(actAndArm(read, "VOLENV3"), "ACT 1 ARM 0");
     EXPECT_EQ(actAndArm(trackNamed(project, "Keys"), "MUTEENV"), "ACT 0 ARM 0");
-    EXPECT_TRUE(has(wide, "    NCHAN 6"));
-    EXPECT_EQ(actAndArm(wide, "VOLENV2"), "ACT 1 ARM 1");
-    EXPECT_EQ(actAndArm(wide, "PANENV2"), "none");  // a seven-lane strip's third lane is no pan
     EXPECT_EQ(actAndArm(ret, "AUXVOLENV 0"), "ACT 0 ARM 0");  // sent by the track in mode Off
     EXPECT_EQ(actAndArm(ret, "AUXVOLENV 1"), "ACT 1 ARM 0");
     EXPECT_EQ(actAndArm(ret, "VOLENV2"), "ACT 1 ARM 1");

@@ -1,5 +1,5 @@
 // The console notes a run printed, as their numbers in the note catalogue
-// (tests/reporting/note_catalogue.txt, typed from the design).
+// (tests/reporting/note_catalogue.txt, the notes in their numbered order).
 #pragma once
 
 #include <string>

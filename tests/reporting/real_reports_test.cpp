@@ -1,10 +1,11 @@
 // The console and report of every real session, compared with stored texts
-// (TRELLUM_UPDATE_GOLDEN=1 rewrites them; read the diff), and their notes in
-// the catalogue's order.
+// (TRELLUM_UPDATE_GOLDEN=1 rewrites them; read the diff), their notes in the
+// catalogue's order, and a project REAPER can read.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
+#include "project/text.h"
 #include "reporting/note_order.h"
 #include "session/real_sessions.h"
 #include "support/image_builder.h"
@@ -43,6 +44,7 @@ TEST(RealReports, ConsoleAndReportOfEveryRealSessionAsStored) {
         options.audioDirGiven = options.writeReport = options.overwrite = true;
         const CapturedRun run = runConvert(options);
         ASSERT_EQ(run.code, 0) << run.console;
+        EXPECT_EQ(checkProjectText(readFileText(folder + "/" + name + ".rpp")), std::nullopt) << name;
         EXPECT_EQ(readFileText(folder + "/" + name + "-varnoak-report.txt"), run.result.reportText) << name;
         EXPECT_EQ(noteOrderFault(run.console), "") << name;
         EXPECT_EQ(noteNumbers(runConvert(options).console), noteNumbers(run.console)) << name;

@@ -2,6 +2,8 @@
 // by its place, the stereo pan test, panner groups and MIDI track mute lanes.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "session/automation.h"
 #include "session/strips.h"
 #include "support/image_builder.h"
@@ -41,9 +43,18 @@ StripRow presentStrip(const ImageBuilder& b) {
     return strip;
 }
 
+// Control slots, stereo lanes, fader, the resting values of pan, right pan and
+// trim, and the pan lane's point count.
+std::string slots(const StripRow& s) {
+    std::ostringstream out;
+    out << s.controlSlots << (s.stereoLanes ? " stereo " : " mono ") << s.faderDb << " " << s.panLane.initial << "/"
+        << s.rightPanLane.initial << " trim " << s.trimLane.initial << " points " << s.panLane.points.size();
+    return out.str();
+}
+
 std::vector<StripRow> readAll(ImageBuilder& b, std::vector<StripRow> strips) {
     b.zeros(16);
-    readStripLanes(makeSessionImage(ImageView{b.image().data(), b.image().size()}), strips);
+    readStripLanes(imageOf(b), strips);
     return strips;
 }
 
@@ -106,27 +117,14 @@ TEST(AutomationLanes, LaneRecordAndPlaceInTheStrip) {
 
     const Lane flat{0, {}};
     const Lane trim{5, {{200, 30}}};
-    StripRow four = readOne(0x261B, {{-60, {{100, -20}}}, flat, {0, {{50, 40}}}, trim});
-    EXPECT_EQ(four.controlSlots, 4);
-    EXPECT_EQ(four.panLane.points.size(), 1u);
-    EXPECT_EQ(four.trimLane.initial, 5);
-    EXPECT_FALSE(four.stereoLanes);
-    EXPECT_EQ(four.faderDb, -3);  // a volume lane with points leaves the fader as the row has it
-
-    StripRow five = readOne(0x261B, {{-45, {}}, flat, {-100, {}}, {100, {}}, trim});
-    EXPECT_EQ(five.controlSlots, 5);
-    EXPECT_TRUE(five.stereoLanes);
-    EXPECT_EQ(five.rightPanLane.initial, 100);
-    EXPECT_EQ(five.trimLane.initial, 5);
-    EXPECT_EQ(five.faderDb, -4.5);  // the volume lane's resting value, with no points
-
-    // Six lanes or more name only volume, mute and pan.
-    StripRow six = readOne(0x261B, {flat, flat, {-100, {}}, {100, {}}, trim, trim});
-    EXPECT_EQ(six.controlSlots, 6);
-    EXPECT_FALSE(six.stereoLanes);
-    EXPECT_EQ(six.panLane.initial, -100);
-    EXPECT_EQ(six.rightPanLane.initial, 0);
-    EXPECT_EQ(six.trimLane.initial, 0);
+    // A volume lane with points leaves the fader as the row has it; without, its resting value is the
+    // fader. Six lanes or more name only volume, mute and pan.
+    EXPECT_EQ(slots(readOne(0x261B, {{-60, {{100, -20}}}, flat, {0, {{50, 40}}}, trim})),
+              "4 mono -3 0/0 trim 5 points 1");
+    EXPECT_EQ(slots(readOne(0x261B, {{-45, {}}, flat, {-100, {}}, {100, {}}, trim})),
+              "5 stereo -4.5 -100/100 trim 5 points 0");
+    EXPECT_EQ(slots(readOne(0x261B, {flat, flat, {-100, {}}, {100, {}}, trim, trim})),
+              "6 mono 0 -100/0 trim 0 points 0");
 
     // A stated count that overruns the block gives no points and keeps the resting value.
     StripRow overrun = readOne(0x261B, {{-120, {{1, 1}}, 9}});
@@ -181,12 +179,7 @@ TEST(AutomationLanes, RangeIsTheTracksOwnRowHolder) {
 TEST(AutomationLanes, PannerGroupsRebuildTheLaneList) {
     // A track whose width comes from its first group's lead pan: both groups' pans.
     StripRow stereo = readPanners(0x261B, 0, 7, 6);
-    EXPECT_EQ(stereo.controlSlots, 5);
-    EXPECT_TRUE(stereo.stereoLanes);
-    EXPECT_EQ(stereo.faderDb, -6);
-    EXPECT_EQ(stereo.panLane.initial, -100);
-    EXPECT_EQ(stereo.rightPanLane.initial, 100);
-    EXPECT_EQ(stereo.trimLane.initial, 30);
+    EXPECT_EQ(slots(stereo), "5 stereo -6 -100/100 trim 30 points 0");
     EXPECT_TRUE(stereo.hasPannerExtraLane);
     EXPECT_EQ(stereo.pannerExtraLane.initial, 7);
     ASSERT_EQ(stereo.surroundLanes[0].size(), 7u);
@@ -236,7 +229,7 @@ TEST(AutomationLanes, MidiTrackStates) {
         t.blockEnd = m.position();
         tracks.push_back(t);
     }
-    const SessionImage midi = makeSessionImage(ImageView{m.image().data(), m.image().size()});
+    const SessionImage midi = imageOf(m);
     std::map<std::string, MidiTrackState> states = readMidiTrackStates(midi, tracks);
     ASSERT_EQ(states.size(), 2u);  // not the instrument track, nor the track with nothing
     EXPECT_EQ(states["Muted"].muted, 1);

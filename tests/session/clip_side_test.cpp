@@ -82,7 +82,7 @@ TEST(ClipSideLists, GainCurvesGroupsWarpMapsAndPitch) {
     b.u8(0);
     b.closeBlock();
     b.zeros(16);
-    const SessionImage image = makeSessionImage(ImageView{b.image().data(), b.image().size()});
+    const SessionImage image = imageOf(b);
 
     const ClipGainList list = readClipGains(image);
     ASSERT_EQ(list.curves.size(), 3u);

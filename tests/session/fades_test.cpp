@@ -29,7 +29,7 @@ std::vector<std::string> describe(const std::vector<FadeRecord>& fades) {
 }
 
 std::vector<std::string> readAll(const ImageBuilder& b) {
-    return describe(readFades(makeSessionImage(ImageView{b.image().data(), b.image().size()})));
+    return describe(readFades(imageOf(b)));
 }
 
 }  // namespace

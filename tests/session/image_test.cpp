@@ -93,14 +93,8 @@ TEST(ImageThreePoint, ReadsEachValueInItsWidthAndZeroWhenItDoesNotFit) {
     b.threePoint(0x0102030405ull, 5, 7, 1, 0, 0, 0xBEEF, 2);
     const ImageView image = viewOf(b.image());
     ThreePoint point = readThreePoint(image, at);
-    EXPECT_EQ(point.widths[0], 5);
-    EXPECT_EQ(point.widths[1], 1);
-    EXPECT_EQ(point.widths[2], 0);
-    EXPECT_EQ(point.widths[3], 2);
-    EXPECT_EQ(point.values[0], 0x0102030405ull);
-    EXPECT_EQ(point.values[1], 7u);
-    EXPECT_EQ(point.values[2], 0u);
-    EXPECT_EQ(point.values[3], 0xBEEFu);
+    EXPECT_EQ(std::vector<int>(point.widths, point.widths + 4), (std::vector<int>{5, 1, 0, 2}));
+    EXPECT_EQ(std::vector<uint64_t>(point.values, point.values + 4), (std::vector<uint64_t>{0x0102030405ull, 7, 0, 0xBEEF}));
     EXPECT_EQ(point.end, b.position());
 
     // The same record cut one byte short: the fourth value no longer fits.

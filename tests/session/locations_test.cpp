@@ -60,7 +60,7 @@ TEST(MemoryLocations, KindsPositionsFormsAndRepeats) {
         locationBlock(b, l);
     b.zeros(60);
     std::string found;
-    for (const MemoryLocation& l : readMemoryLocations(makeSessionImage(ImageView{b.image().data(), b.image().size()})))
+    for (const MemoryLocation& l : readMemoryLocations(imageOf(b)))
         found += l.name + " " + std::to_string(l.kind) + " " + std::to_string(static_cast<uint64_t>(l.start)) + "-" +
                  std::to_string(static_cast<uint64_t>(l.end)) + (l.sampleBased ? " samples" : "") + " " +
                  std::to_string(l.paletteIndex) + "/" + std::to_string(l.colourNumber) + "/" +

@@ -9,13 +9,6 @@
 
 namespace {
 
-struct BuiltImage {
-    std::vector<uint8_t> bytes;
-    SessionImage image;
-    explicit BuiltImage(const ImageBuilder& builder)
-        : bytes(builder.image()), image(makeSessionImage(ImageView{bytes.data(), bytes.size()})) {}
-};
-
 struct Placement {
     uint32_t clip = 0;
     uint64_t position = 0;  // its eight bytes as stored
@@ -96,10 +89,10 @@ TEST(TimebaseRecords, KeepOnlyPlaylistBlocksOfTheRightShapeNumberedByTheTrackLis
     emptyBlocks(b, "Most", 20000);
     emptyBlocks(b, "Too many", 20001);
     b.closeBlock();
-    BuiltImage built(b);
+    const SessionImage image = imageOf(b);
 
     std::vector<std::string> records;
-    for (const TimebaseRecord& r : readTimebaseRecords(built.image)) {
+    for (const TimebaseRecord& r : readTimebaseRecords(image)) {
         records.push_back(std::to_string(r.trackNumber) + " " + r.name + (r.tickBased ? " ticks " : " samples ") +
                           std::to_string(r.placementCount));
     }
@@ -108,7 +101,7 @@ TEST(TimebaseRecords, KeepOnlyPlaylistBlocksOfTheRightShapeNumberedByTheTrackLis
                                                  "7 Most ticks 20000"}));
 
     // The rows come from the same blocks, in the same order.
-    std::vector<PlaylistRow> rows = readPlaylistRows(built.image);
+    std::vector<PlaylistRow> rows = readPlaylistRows(image);
     ASSERT_EQ(rows.size(), 6u);
     EXPECT_EQ(rows[2].name, "Audio 1");
     EXPECT_EQ(rows[2].clipIndex.size(), 2u);
@@ -139,9 +132,9 @@ TEST(PlaylistRows, ReadTheStateOfEachPlacement) {
     b.u8(2);
     b.u8(0);
     b.closeBlock();
-    BuiltImage built(b);
+    const SessionImage image = imageOf(b);
 
-    std::vector<PlaylistRow> rows = readPlaylistRows(built.image);
+    std::vector<PlaylistRow> rows = readPlaylistRows(image);
     ASSERT_EQ(rows.size(), 1u);
     const PlaylistRow& row = rows[0];
     EXPECT_EQ(row.name, "Row");
@@ -177,8 +170,8 @@ std::vector<PlaylistRow> rowsOfCutBlock(uint32_t size) {
     b.zeros(c + 7 + size - b.position());
     b.u8(1);
     b.closeBlock();
-    BuiltImage built(b);
-    return readPlaylistRows(built.image);
+    const SessionImage image = imageOf(b);
+    return readPlaylistRows(image);
 }
 
 }  // namespace
@@ -255,6 +248,6 @@ TEST(PlaylistOwners, EachTrackNumberGoesToTheTrackThatOwnsItsEntry) {
         b.closeBlock();
     }
     b.zeros(16);
-    EXPECT_EQ(readPlaylistOwners(BuiltImage(b).image),
+    EXPECT_EQ(readPlaylistOwners(imageOf(b)),
               (std::map<uint16_t, std::string>{{0, "Lead"}, {1, "Pad"}, {2, "Pad"}, {3, "Lead"}, {4, "Lead"}}));
 }

@@ -21,8 +21,6 @@ void path(ImageBuilder& b, const std::string& name, uint8_t kind, uint32_t chann
     b.closeBlock();
 }
 
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
-
 }  // namespace
 
 TEST(RoutingRecords, PathsKeyNamesAndHardwareInserts) {

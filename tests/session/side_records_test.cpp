@@ -1,6 +1,8 @@
 // Group records, the folder tree and track colour values, laid out byte by
-// byte and read from the real sessions; the palette against the design's tables.
+// byte and read from the real sessions; the palette against its measured swatches.
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 #include "analysis/palette.h"
 #include "session/folders.h"
@@ -11,8 +13,6 @@
 #include "support/image_builder.h"
 
 namespace {
-
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
 
 // A group record as Pro Tools lays it out, cut short or spoilt by the arguments.
 void groupRecord(ImageBuilder& b, const std::string& name, uint32_t members, bool marker, size_t cutAfterSlot = 0) {
@@ -46,13 +46,10 @@ TEST(GroupRecordReader, KeepsWellShapedRecordsAndPassesOverTheRest) {
     b.zeros(16);
     const std::vector<GroupRecord> groups = readGroupRecords(imageOf(b));
     ASSERT_EQ(groups.size(), 1u);
-    EXPECT_EQ(groups[0].name, "Drums");
-    EXPECT_EQ(groups[0].type, 2);
-    EXPECT_EQ(groups[0].slot, 7);
-    EXPECT_FALSE(groups[0].active);
-    EXPECT_EQ(groups[0].members, (std::vector<uint16_t>{3, 4}));
-    EXPECT_EQ(groups[0].vcaPosition, -1);
-    EXPECT_TRUE(groups[0].hasAttributes);
+    const GroupRecord& g = groups[0];
+    EXPECT_EQ(std::make_tuple(g.name, g.type, g.slot, g.active, g.vcaPosition, g.hasAttributes),
+              std::make_tuple(std::string("Drums"), 2, 7, false, -1, true));
+    EXPECT_EQ(g.members, (std::vector<uint16_t>{3, 4}));
     EXPECT_EQ(groups[0].attributes, (std::vector<uint8_t>{1, 0, 0, 0, 0, 0, 0, 1, 1}));
 }
 
@@ -87,8 +84,9 @@ TEST(FolderTreeReader, ReadsFoldersAndGivesUpOnBrokenBounds) {
     }
 }
 
-// Values from the design's tables, 0x01BBGGRR.
-TEST(Palette, IndicesGiveTheDesignsSwatchesClipBodiesAndInventedShades) {
+// Swatches measured on Pro Tools' palette, and the shades derived or invented
+// where none was measured, 0x01BBGGRR.
+TEST(Palette, IndicesGiveTheSwatchesClipBodiesAndInventedShades) {
     struct Case {
         int32_t index;
         bool clip;

@@ -7,8 +7,6 @@
 
 namespace {
 
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
-
 void put32(std::vector<uint8_t>& bytes, size_t at, int32_t value) {
     for (int k = 0; k < 4; ++k) bytes[at + k] = static_cast<uint8_t>(static_cast<uint32_t>(value) >> (8 * k));
 }

@@ -13,8 +13,6 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-SessionImage imageOf(const ImageBuilder& b) { return makeSessionImage(ImageView{b.image().data(), b.image().size()}); }
-
 // A block whose body starts with a name, e.g. a 0x2619 track name.
 void named(ImageBuilder& b, uint16_t type, const std::string& name) {
     b.openBlock(type);

@@ -119,6 +119,10 @@ std::string ImageBuilder::writeFile(const std::string& folder, const std::string
 // no index is built here, so it stays 0), the version block at 0x1F, the session
 // header, the audio file list and the block that follows it. Call it on a fresh
 // builder.
+SessionImage imageOf(const ImageBuilder& builder) {
+    return makeSessionImage(ImageView{builder.image().data(), builder.image().size()});
+}
+
 void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestAudioFile>& files) {
     builder.openBlock(0x0000, 1);
     builder.u16(0);

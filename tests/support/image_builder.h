@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "session/blocks.h"
+
 class ImageBuilder {
 public:
     // An image with the plain 20-byte head of a little-endian .ptx (cipher kind 5)
@@ -59,6 +61,10 @@ struct TestAudioFile {
     uint8_t channels = 1;
 };
 void addSessionHead(ImageBuilder& builder, int64_t rate, const std::vector<TestAudioFile>& files = {});
+
+// The deciphered image as the readers see it; it views the builder's bytes, so
+// read it before the builder grows.
+SessionImage imageOf(const ImageBuilder& builder);
 
 // A fresh folder in the system's temporary folder (TMPDIR), removed with its
 // contents when the test process ends.

@@ -47,6 +47,13 @@ ConvertOptions optionsFor(const std::string& sessionPath) {
     return options;
 }
 
+std::string itemNamed(const std::string& project, const std::string& name) {
+    const size_t named = project.find("      NAME \"" + name + "\"\n");
+    if (named == std::string::npos) return std::string();
+    const size_t start = project.rfind("    <ITEM\n", named);
+    return project.substr(start, project.find("\n    >\n", named) + 7 - start);
+}
+
 std::string readFileText(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;

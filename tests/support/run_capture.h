@@ -25,6 +25,9 @@ CapturedRun runConvert(const ConvertOptions& options, bool withProgress = false)
 // Options for converting one session with everything at its default.
 ConvertOptions optionsFor(const std::string& sessionPath);
 
+// The <ITEM block of the take of that name in project text; "" without one.
+std::string itemNamed(const std::string& project, const std::string& name);
+
 std::string readFileText(const std::string& path);
 bool fileExists(const std::string& path);
 void writeFileText(const std::string& path, const std::string& text);

@@ -9,40 +9,38 @@ namespace {
 
 // A position in the session's eight-byte form: seven bytes of value, biased by
 // 10^12 when it is a tick position, then the unit mark, 0x40 for ticks.
-void stored(ImageBuilder& b, int64_t value, bool ticks, bool biased = true) {
+uint64_t storedValue(int64_t value, bool ticks, bool biased = true) {
     const uint64_t raw = static_cast<uint64_t>(value) + (ticks && biased ? kPositionBias : 0);
-    b.u64(raw | (ticks ? uint64_t{0x40} << 56 : 0));
+    return raw | (ticks ? uint64_t{0x40} << 56 : 0);
 }
+
+void stored(ImageBuilder& b, int64_t value, bool ticks, bool biased = true) { b.u64(storedValue(value, ticks, biased)); }
 
 void put32(std::vector<uint8_t>& bytes, size_t at, int32_t value) {
     for (int k = 0; k < 4; ++k) bytes[at + k] = static_cast<uint8_t>(static_cast<uint32_t>(value) >> (8 * k));
 }
 
-// The track list: a compact table of the names, then one row block per track.
+// The track list: a compact table of the names, then one row block per track;
+// both give each track its name, width and row id.
 void trackList(ImageBuilder& b, const BuiltSession& session) {
+    const auto entry = [&b](const BuiltTrack& track, size_t i) {
+        b.name(track.name);
+        b.u8(static_cast<uint8_t>(track.channels - 1));
+        b.zeros(5);
+        b.u32(0x2A);
+        b.u64(0x1000 + i);
+        b.u32(static_cast<uint32_t>(i + 1));
+    };
     b.openBlock(0x2519);
     b.u32(1);
     b.zeros(6);
     b.u32(static_cast<uint32_t>(session.tracks.size()));
-    for (size_t i = 0; i < session.tracks.size(); ++i) {
-        const BuiltTrack& track = session.tracks[i];
-        b.name(track.name);
-        b.u8(static_cast<uint8_t>(track.channels - 1));
-        b.zeros(5);
-        b.u32(0x2A);
-        b.u64(0x1000 + i);
-        b.u32(static_cast<uint32_t>(i + 1));
-    }
+    for (size_t i = 0; i < session.tracks.size(); ++i) entry(session.tracks[i], i);
     for (size_t i = 0; i < session.tracks.size(); ++i) {
         const BuiltTrack& track = session.tracks[i];
         b.openBlock(0x251A);
         b.u16(track.rowType);
-        b.name(track.name);
-        b.u8(static_cast<uint8_t>(track.channels - 1));
-        b.zeros(5);
-        b.u32(0x2A);
-        b.u64(0x1000 + i);
-        b.u32(static_cast<uint32_t>(i + 1));
+        entry(track, i);
         b.zeros(22);
         // A folder row is L + 72 long, its flag at 68 + L.
         b.block(0x4420, {static_cast<uint8_t>(track.folder ? 1 : 0), 0}, 1);
@@ -147,8 +145,9 @@ void clipGroups(ImageBuilder& b, const BuiltSession& session) {
     b.closeBlock();
 }
 
-void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks, uint16_t holder = 0x1050) {
-    b.openBlock(holder, 2);
+void placement(ImageBuilder& b, const BuiltPlacement& p, bool ticks, uint16_t holder = 0x1050,
+               uint16_t holderBlockType = 2) {
+    b.openBlock(holder, holderBlockType);
     b.openBlock(0x104F, 10);
     b.u8(p.muted ? 1 : 0);
     b.u8(0);
@@ -426,10 +425,7 @@ void midi(ImageBuilder& b, const BuiltSession& session) {
                 b.u8(note.velocity);
                 b.zeros(17);
             }
-            const auto at = [&](int64_t offset) {
-                return (static_cast<uint64_t>(clip.position + offset) + (track.midiInTicks ? kPositionBias : 0)) |
-                       (track.midiInTicks ? uint64_t{0x40} << 56 : 0);
-            };
+            const auto at = [&](int64_t offset) { return storedValue(clip.position + offset, track.midiInTicks); };
             for (const BuiltController& c : clip.controllers) midiControllerStream(b, c.kind, c.controller, {{at(c.at), c.value}});
             std::vector<std::pair<uint64_t, std::vector<uint8_t>>> sysex;
             for (const auto& [offset, bytes] : clip.sysex) sysex.push_back({at(offset), bytes});
@@ -464,18 +460,7 @@ void midi(ImageBuilder& b, const BuiltSession& session) {
         b.name(track.name);
         b.u32(static_cast<uint32_t>(track.midiClips.size()));
         for (const BuiltMidiClip& clip : track.midiClips) {
-            b.openBlock(0x1056);
-            b.openBlock(0x104F, 10);
-            b.zeros(2);
-            b.u32(clipIndex++);
-            b.u8(0);
-            stored(b, clip.position, track.midiInTicks);
-            b.u8(0);
-            b.u16(0xFFFE);  // no colour
-            b.zeros(16);
-            b.closeBlock();
-            b.zeros(2);
-            b.closeBlock();
+            placement(b, {clipIndex++, static_cast<uint64_t>(clip.position)}, track.midiInTicks, 0x1056, 1);
         }
         b.zeros(2);
         b.closeBlock();
