@@ -240,9 +240,11 @@ bool speakerKnown(const std::string& leg) {
     return std::any_of(std::begin(kSpeakers), std::end(kSpeakers), [&leg](const char* name) { return leg == name; });
 }
 
-// A mono or stereo track whose output, else its first send, goes into a bus
-// wider than stereo is panned there by a surround panner. PTX_DEBUG_SURR tells
-// each decision on standard error.
+// A mono or stereo track whose output goes into a bus wider than stereo is
+// panned there by a surround panner, the strip's own. A send into such a bus
+// has a panner of its own in its row, which is not read: the track's chain
+// must not pan its main output. PTX_DEBUG_SURR tells each decision on
+// standard error.
 void findSurroundFeeds(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
                        AnalysisModel& analysis) {
     const bool debug = std::getenv("PTX_DEBUG_SURR") != nullptr;
@@ -278,7 +280,9 @@ void findSurroundFeeds(const SessionModel& model, const std::vector<std::string>
         std::string legs;
         for (const std::string& leg : feed.speakers) legs += " " + leg;
         std::string decision = "ReaSurroundPan";
-        if (width == 0 || wide) {
+        if (how != "output") {
+            decision = "no panner: a send's panner is not carried";
+        } else if (width == 0 || wide) {
             decision = "no panner: the source is not a mono or stereo strip";
         } else if (feed.speakers.empty() || !std::all_of(feed.speakers.begin(), feed.speakers.end(), speakerKnown)) {
             decision = "no panner: layout not placed";
