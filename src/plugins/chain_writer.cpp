@@ -154,7 +154,8 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
             plan.kind = ChainSlotKind::trim;
             plan.trimGainDb = trimGain->second;
             outcome.format = "reaper";
-            plan.outcome = record(OutcomeStatus::settings, "gain carried as REAPER's Volume Adjustment (JS), in the same slot");
+            plan.outcome =
+                record(OutcomeStatus::settings, "gain carried as REAPER's Volume Adjustment (JS), in the same slot");
             return plan;
         }
     }
@@ -458,7 +459,8 @@ void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const C
     if (plan.kind == ChainSlotKind::standIn) {
         writeStandInSlot(state, text, plan, pinFlags);
     } else if (plan.kind == ChainSlotKind::trim) {
-        text.copyLines(trimGainSlot(plan.trimGainDb, instance.bypassed || instance.inactive, instance.recordStart, pinFlags));
+        const bool off = instance.bypassed || instance.inactive;
+        text.copyLines(trimGainSlot(plan.trimGainDb, off, instance.recordStart, pinFlags));
         ++state.counters.trim.gainSlots;
     } else {
         writePluginSlot(state, text, plan, place, pinFlags);

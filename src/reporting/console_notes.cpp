@@ -1126,7 +1126,9 @@ int trimFlipsWithoutSwitch(const RunState& state) {
     int count = 0;
     for (const std::string& key : keys) {
         const int whole = countOf(trim.flips, key);
-        const bool odd = (whole + countOf(trim.leftFlips, key)) % 2 != 0 || (whole + countOf(trim.rightFlips, key)) % 2 != 0;
+        const int left = whole + countOf(trim.leftFlips, key);
+        const int right = whole + countOf(trim.rightFlips, key);
+        const bool odd = left % 2 != 0 || right % 2 != 0;
         if (odd && !state.counters.trim.polarityUsed.count(key)) ++count;
     }
     return count;
