@@ -12,6 +12,7 @@
 #include "melodyne/ara_gate.h"
 #include "session/automation.h"
 #include "session/clips.h"
+#include "standins/trim.h"
 
 // An alternate playlist attached to its parent track as a REAPER fixed lane.
 struct Lane {
@@ -235,6 +236,14 @@ struct RoutingTables {
     std::vector<std::string> keptForNeeds;
 };
 
+// A mono or stereo source panned into a bus wider than stereo: the bus and
+// its legs, in the bus's channel order.
+struct SurroundFeed {
+    std::string bus;
+    std::vector<std::string> speakers;
+    bool stereo = false;
+};
+
 // A strip whose lanes are neither a mono nor a stereo strip's.
 struct UnknownWidthStrip {
     std::string name;
@@ -261,6 +270,9 @@ struct AnalysisModel {
     ColourTables colours;
     FolderTables folders;
     AraTables ara;  // Melodyne edit sets: which can be carried, their archives
+    TrimTables trim;  // Avid Trim gains and polarity flips
+    std::map<std::string, SurroundFeed> surroundFeeds;  // by track key: the surround bus it is panned into
+    int surroundUnplaced = 0;  // tracks feeding a surround bus whose layout has no speaker positions
 };
 
 // The key a track is looked up by in the name tables: matchKey, else name.

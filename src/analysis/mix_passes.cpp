@@ -3,9 +3,15 @@
 #include "analysis/passes.h"
 
 // Plug-in records are bound to their strips as they are read, and unlinked
-// multi-mono pairs are found with the key wiring; the Avid Trim scan is not
-// built yet, so this pass holds its place.
-void bindPluginsToStrips(const SessionModel&, const ConvertOptions&, BindingWork&, AnalysisModel&) {}
+// multi-mono pairs are found with the key wiring; here each Avid Trim enters
+// its gain and polarity under the track that holds it.
+void bindPluginsToStrips(const SessionModel& model, const ConvertOptions&, BindingWork&, AnalysisModel& analysis) {
+    for (const auto& [track, chain] : model.pluginsOfStrip) {
+        for (const PluginInstance& instance : chain) {
+            if (instance.signature == "DigiTrim") scanTrim(instance, track, analysis.trim);
+        }
+    }
+}
 
 // Strips whose lane count is neither a mono nor a stereo strip's: their third
 // lane is no single pan. Two lanes (volume, mute), three (a mono strip without a

@@ -2,6 +2,8 @@
 // its input. The project has no buses, so outputs and sends become receives on
 // the aux that takes the bus, or on a return track of the bus's own.
 #include <algorithm>
+#include <iterator>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -176,6 +178,9 @@ int legsOf(const AnalysisModel& analysis, const OutputTrack& track) {
     if (surround != analysis.surroundLegs.end()) legs = std::max(legs, surround->second);
     auto aux = analysis.routing.auxWidth.find(key);
     if (aux != analysis.routing.auxWidth.end()) legs = std::max(legs, aux->second);
+    // A surround panner on the track spreads it over every leg of its bus.
+    auto feed = analysis.surroundFeeds.find(key);
+    if (feed != analysis.surroundFeeds.end()) legs = std::max(legs, static_cast<int>(feed->second.speakers.size()));
     return legs + (legs & 1);
 }
 
@@ -199,6 +204,97 @@ void findAuxWidths(const SessionModel& model, const std::vector<std::string>& ow
         if (width <= 2 || routing.auxWidth.count(owners[r])) continue;
         routing.auxWidth[owners[r]] = width;
         if (trackOfOwner(analysis.outputTracks, owners[r]) >= 0) ++routing.wideAuxes;
+    }
+}
+
+// The legs of a bus wider than stereo: the names of its one-channel legs
+// ("bus.Ls") when the session holds one for every channel, else Pro Tools'
+// film order for its width; none for a width without a standard layout.
+std::vector<std::string> legNamesOf(const SessionModel& model, const BusRecord& bus) {
+    std::vector<std::string> named;
+    const std::string stem = bus.name + ".";
+    for (int32_t channel : bus.channels) {
+        for (const BusRecord& leg : model.paths) {
+            if (leg.kind == kBusPath && leg.channels.size() == 1 && leg.channels[0] == channel &&
+                leg.name.size() > stem.size() && leg.name.compare(0, stem.size(), stem) == 0) {
+                named.push_back(leg.name.substr(stem.size()));
+                break;
+            }
+        }
+    }
+    if (named.size() == bus.channels.size()) return named;
+    static const std::vector<std::vector<std::string>> kFilmOrder = {
+        {"L", "C", "R"},
+        {"L", "C", "R", "S"},
+        {"L", "C", "R", "Ls", "Rs"},
+        {"L", "C", "R", "Ls", "Rs", "LFE"},
+        {"L", "C", "R", "Ls", "Cs", "Rs", "LFE"},
+        {"L", "C", "R", "Lss", "Rss", "Lsr", "Rsr", "LFE"}};
+    const size_t width = bus.channels.size();
+    return width >= 3 && width <= 8 ? kFilmOrder[width - 3] : std::vector<std::string>();
+}
+
+bool speakerKnown(const std::string& leg) {
+    static const char* const kSpeakers[] = {"L",  "R",  "C",   "Lc",  "Rc",  "Ls",  "Rs",
+                                            "S",  "Cs", "Lss", "Rss", "Lsr", "Rsr", "LFE"};
+    return std::any_of(std::begin(kSpeakers), std::end(kSpeakers), [&leg](const char* name) { return leg == name; });
+}
+
+// A mono or stereo track whose output goes into a bus wider than stereo is
+// panned there by a surround panner, the strip's own. A send into such a bus
+// has a panner of its own in its row, which is not read: the track's chain
+// must not pan its main output. PTX_DEBUG_SURR tells each decision on
+// standard error.
+void findSurroundFeeds(const SessionModel& model, const std::vector<std::string>& owners, const BusResolver& buses,
+                       AnalysisModel& analysis) {
+    const bool debug = std::getenv("PTX_DEBUG_SURR") != nullptr;
+    for (size_t r = 0; r < model.routing.size(); ++r) {
+        const TrackRouting& row = model.routing[r];
+        const std::string& owner = owners[r];
+        std::vector<std::pair<std::string, std::string>> targets;  // (bus, how)
+        if (!row.outputPath.empty()) targets.emplace_back(row.outputPath, "output");
+        for (size_t k = 0; k < row.sends.size(); ++k) {
+            targets.emplace_back(row.sends[k].busName, "send " + std::to_string(k + 1));
+        }
+        const BusRecord* bus = nullptr;
+        std::string how;
+        for (const auto& [name, way] : targets) {
+            auto channels = buses.channelsOfBus.find(name);
+            if (channels == buses.channelsOfBus.end() || channels->second.size() <= 2) continue;
+            for (const BusRecord& path : model.paths) {
+                if (path.kind == kBusPath && path.name == name) bus = &path;
+            }
+            how = way;
+            break;
+        }
+        if (bus == nullptr || analysis.surroundFeeds.count(owner) || trackOfOwner(analysis.outputTracks, owner) < 0) {
+            continue;
+        }
+        const int width = sourceWidth(model, analysis, owner);
+        auto channels = analysis.channelsOfTrack.find(owner);
+        const bool wide = channels != analysis.channelsOfTrack.end() && channels->second > 2;
+        SurroundFeed feed;
+        feed.bus = bus->name;
+        feed.speakers = legNamesOf(model, *bus);
+        feed.stereo = width == 2;
+        std::string legs;
+        for (const std::string& leg : feed.speakers) legs += " " + leg;
+        std::string decision = "ReaSurroundPan";
+        if (how != "output") {
+            decision = "no panner: a send's panner is not carried";
+        } else if (width == 0 || wide) {
+            decision = "no panner: the source is not a mono or stereo strip";
+        } else if (feed.speakers.empty() || !std::all_of(feed.speakers.begin(), feed.speakers.end(), speakerKnown)) {
+            decision = "no panner: layout not placed";
+            ++analysis.surroundUnplaced;
+        } else {
+            analysis.surroundFeeds[owner] = feed;
+        }
+        if (debug) {
+            std::fprintf(stderr, "SURR route %s -> %s (%s) %d legs:%s, %s source: %s\n", owner.c_str(),
+                         bus->name.c_str(), how.c_str(), static_cast<int>(bus->channels.size()), legs.c_str(),
+                         wide ? "wide" : width == 2 ? "stereo" : width == 1 ? "mono" : "unknown", decision.c_str());
+        }
     }
 }
 
@@ -652,6 +748,7 @@ void buildRoutingGraph(const SessionModel& model, const ConvertOptions& options,
     const std::vector<std::string> owners = ownerNames(model);
     const BusResolver buses(model, owners);
     findAuxWidths(model, owners, buses, analysis);
+    findSurroundFeeds(model, owners, buses, analysis);
     routeSends(model, owners, buses, analysis);
     routeOutputs(model, owners, buses, analysis);
     routeInstrumentPaths(model, owners, analysis);

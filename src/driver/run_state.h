@@ -72,6 +72,12 @@ struct RunCounters {
     AraCounts ara;                   // Melodyne edits carried or not
     ClipEffectsTally clipEffects;    // clips given Clip Effects as take FX
     int charactersReplaced = 0;      // damaged bytes and control characters written as U+FFFD
+    TrimWriting trim;                // Trim polarity and gain as written
+    int surroundMono = 0;            // tracks given ReaSurroundPan, by their source
+    int surroundStereo = 0;
+    int surroundEnvelopes = 0;
+    int surroundPoints = 0;
+    int surroundLanesNotWritten = 0;
 };
 
 struct RunState {

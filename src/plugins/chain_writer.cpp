@@ -12,6 +12,7 @@
 #include "plugins/state_scan.h"
 #include "plugins/table.h"
 #include "project/text.h"
+#include "standins/trim.h"
 
 namespace {
 
@@ -143,6 +144,22 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
             missing.display = row->display;
         }
         return plan;
+    }
+    const std::map<uint64_t, double>& trimGains = state.analysis.trim.gainDb;
+    const auto trimGain = trimGains.find(instance.recordStart);
+    if (instance.signature == "DigiTrim" && trimGain != trimGains.end()) {
+        if (options.noStandIns) {
+            ++tallies.avidKept;
+        } else if (place.width >= 3) {
+            ++state.counters.trim.wideKept;
+        } else {
+            plan.kind = ChainSlotKind::trim;
+            plan.trimGainDb = trimGain->second;
+            outcome.format = "reaper";
+            plan.outcome =
+                record(OutcomeStatus::settings, "gain carried as REAPER's Volume Adjustment (JS), in the same slot");
+            return plan;
+        }
     }
     std::vector<std::string> standInNotes;
     if (!stockName(instance.signature).empty() && standInPossible(state, instance)) {
@@ -401,7 +418,14 @@ int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginIns
                            state.pluginRun.lanes);
         }
     }
-    if (plans.empty()) return 0;
+    // A track chain also holds a one-sided Trim flip first and the surround panner last.
+    const bool trackChain = place.blockName == "FXCHAIN";
+    const bool polarity = trackChain && place.polaritySide != 0 && !state.options.noStandIns;
+    const bool surround = trackChain && place.surround.has_value();
+    if (trackChain && place.polaritySide != 0 && state.options.noStandIns) {
+        state.counters.trim.oneSidedDropped.insert(place.trackName);
+    }
+    if (plans.empty() && !polarity && !surround) return 0;
     size_t last = plans.size();
     for (size_t k = plans.size(); k > 0 && last == plans.size(); --k) {
         if (plans[k - 1].kind != ChainSlotKind::marker) last = k - 1;
@@ -412,7 +436,19 @@ int writeFxChain(RunState& state, ProjectText& text, const std::vector<PluginIns
     text.statement("SHOW").num(0);
     text.statement("LASTSEL").num(0);
     text.statement("DOCKED").num(0);
+    if (polarity) {
+        text.copyLines(trimPolaritySlot(place.trackName, place.polaritySide));
+        state.counters.trim.oneSidedWritten.insert(place.trackName);
+    }
     for (size_t k = 0; k < plans.size(); ++k) writeChainSlot(state, text, plans[k], place, place.pinFlags && k == last);
+    if (surround) {
+        text.copyLines(place.surround->text);
+        RunCounters& counters = state.counters;
+        ++(place.surroundStereo ? counters.surroundStereo : counters.surroundMono);
+        counters.surroundEnvelopes += place.surround->envelopes;
+        counters.surroundPoints += place.surround->points;
+        counters.surroundLanesNotWritten += place.surround->lanesNotWritten;
+    }
     text.close();
     return static_cast<int>(plans.size());
 }
@@ -428,6 +464,10 @@ void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const C
     }
     if (plan.kind == ChainSlotKind::standIn) {
         writeStandInSlot(state, text, plan, pinFlags);
+    } else if (plan.kind == ChainSlotKind::trim) {
+        const bool off = instance.bypassed || instance.inactive;
+        text.copyLines(trimGainSlot(plan.trimGainDb, off, instance.recordStart, pinFlags));
+        ++state.counters.trim.gainSlots;
     } else {
         writePluginSlot(state, text, plan, place, pinFlags);
     }

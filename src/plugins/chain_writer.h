@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugins/state_rules.h"
+#include "standins/surround_pan.h"
 
 class ProjectText;
 struct ImageView;
@@ -26,6 +27,9 @@ struct ChainPlace {
     int width = 0;                      // the track's channels; 0 when not known
     bool carriesMidi = false;
     bool pinFlags = false;  // the track's plug-ins read key channels: the last slot passes them by
+    int polaritySide = 0;   // a Trim flips one side only: 1 left, 2 right; its slot goes first
+    std::optional<SurroundPanSlot> surround;  // ReaSurroundPan, the last slot
+    bool surroundStereo = false;
 };
 
 enum class ChainSlotKind { plugin, marker, trim, standIn };
@@ -39,6 +43,7 @@ struct ChainSlot {
     const PluginRow* row = nullptr;  // plugin: the matched row
     PluginState built;               // plugin: the state, empty when not carried
     std::string standIn;             // standIn: the finished text of its slots, six blanks in
+    double trimGainDb = 0;           // trim: the gain the Volume Adjustment carries
 };
 
 // The text of the REAPER plug-ins that stand in for a stock processor whose

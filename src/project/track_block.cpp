@@ -144,7 +144,7 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
     const int forKey = keyFromOther ? 4 + 2 * static_cast<int>(keys.extraKeys.size()) : 2;
     int other = std::max(2, surroundLegsOf(state, key));
     other = std::max(other, roundUpEven(auxWidthOf(state, key)));
-    if (panner) other = std::max(other, roundUpEven(panner->outputWidth));
+    if (panner) other = std::max(other, roundUpEven(panner->outputs));
     other = std::max(other, needChannelsOf(state, key));
     ChannelPlan plan;
     plan.count = std::max(forKey, other);
@@ -154,9 +154,11 @@ ChannelPlan channelPlanOf(const RunState& state, size_t i, const std::string& ke
 
 // The inserts of a strip as a chain, each strip's once.
 void writeStripChain(ProjectWriter& writer, const std::string& stripName, const ChainPlace& place) {
+    if (!writer.stripsWithChain.insert(stripName).second) return;
     const auto chain = writer.state.model.pluginsOfStrip.find(stripName);
-    if (chain == writer.state.model.pluginsOfStrip.end() || !writer.stripsWithChain.insert(stripName).second) return;
-    writeFxChain(writer.state, writer.text, chain->second, place);
+    static const std::vector<PluginInstance> kNone;
+    writeFxChain(writer.state, writer.text, chain == writer.state.model.pluginsOfStrip.end() ? kNone : chain->second,
+                 place);
 }
 
 // The track's channels for the pins of its slots: 0 when not known.
@@ -168,22 +170,30 @@ int trackWidthOf(const RunState& state, const std::string& key, const StripRow* 
 
 // The chain of the track's strip; a track whose key takes a key input from
 // another track has its last slot pass the key channels by.
-void writeTrackChain(ProjectWriter& writer, size_t i, int width) {
+void writeTrackChain(ProjectWriter& writer, size_t i, int width, int polaritySide,
+                     const std::optional<SurroundPanner>& panner) {
     const OutputTrack& track = writer.state.analysis.outputTracks[i];
     const StripRow* strip = stripOf(writer.state, track);
     ChainPlace place;
     place.trackName = track.name;
     place.width = width;
+    place.polaritySide = polaritySide;
+    if (panner) {
+        place.surround = writeSurroundPan(*panner, static_cast<uint32_t>(i) + 0x53555200u, writer.state.model,
+                                          static_cast<double>(writer.state.sampleRate));
+        place.surroundStereo = panner->stereo;
+    }
     place.carriesMidi = track.isMidi;
     const KeyInputs keys = keyInputsOf(writer.state, trackKey(track));
     place.pinFlags = keys.keyFrom >= 0 && static_cast<size_t>(keys.keyFrom) != i;
     writeStripChain(writer, strip ? strip->name : track.name, place);
 }
 
-void writeReturnChain(ProjectWriter& writer, const std::string& busName, int width) {
+void writeReturnChain(ProjectWriter& writer, const std::string& busName, int width, int polaritySide) {
     ChainPlace place;
     place.trackName = busName;
     place.width = width;
+    place.polaritySide = polaritySide;
     writeStripChain(writer, busName, place);
 }
 
@@ -363,7 +373,8 @@ void writeTrack(ProjectWriter& writer, size_t i) {
         countTrackRules(writer.state.counters, track, view, strip, shape, muted, automated);
     }
     text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
-    text.statement("IPHASE").num(trimPolarityFlipsOf(state, key) % 2);
+    const TrimPolarity polarity = trimPolarityOf(writer.state, key, track.name);
+    text.statement("IPHASE").num(polarity.trackSwitch);
     const FolderText folder = folderTextOf(state, i);
     text.statement("ISBUS").num(folder.first).num(folder.second);
     if (view && view->shown == 0 && first) text.statement("SHOWINMIX").word("0 0.6667 0.5 0 0.5 0 0 0 0");
@@ -389,7 +400,7 @@ void writeTrack(ProjectWriter& writer, size_t i) {
 
     writeReceives(writer, i);
     if (freeze.frozen) writeEmptyChain(text);
-    writeTrackChain(inner, i, trackWidthOf(state, key, strip, shape));
+    writeTrackChain(inner, i, trackWidthOf(state, key, strip, shape), polarity.oneSided, panner);
     writeSendsInto(writer, first ? trackKey(track) : track.name, static_cast<int>(i));
     writer.namesWithTrack.insert(track.name);
     if (holds(track.name, "[alt takes]") || holds(track.name, "[alt playlist]")) {
@@ -458,7 +469,8 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     const bool muted = strip && strip->muted;
     const SoloForm solo = soloOf(view, muted, shape);
     text.statement("MUTESOLO").num(muted ? 1 : 0).num(solo.solo).num(solo.defeat);
-    text.statement("IPHASE").num(trimPolarityFlipsOf(state, busName) % 2);
+    const TrimPolarity polarity = trimPolarityOf(writer.state, busName, busName);
+    text.statement("IPHASE").num(polarity.trackSwitch);
     text.statement("ISBUS").num(0).num(0);
     if (stereo) text.statement("PANMODE").num(6);
     if (view && view->shown == 0) text.statement("SHOWINMIX").word("0 0.6667 0.5 0 0.5 0 0 0 0");
@@ -470,7 +482,7 @@ void writeReturnTrack(ProjectWriter& writer, size_t k, const std::string& busNam
     text.statement("FX").num(1);
     text.statement("TRACKID").guid(static_cast<uint32_t>(k + 0xEA61));
     text.statement("MAINSEND").num(writer.state.analysis.routing.keyOnlyBuses.count(busName) ? 0 : 1).num(0);
-    writeReturnChain(writer, busName, trackWidthOf(state, busName, strip, shape));
+    writeReturnChain(writer, busName, trackWidthOf(state, busName, strip, shape), polarity.oneSided);
     writeSendsInto(writer, busName, -1);
     writeReturnEnvelopes(writer, busName, autoMode, !(view && view->automationMode == 0));
     if (state.options.commentsMode == 0) writeCommentItem(writer, busName, std::string(), headSeed);

@@ -1,5 +1,7 @@
 #include "project/track_tables.h"
 
+#include <algorithm>
+
 #include "driver/run_state.h"
 #include "project/colour_choice.h"
 
@@ -104,7 +106,33 @@ std::string trackCommentOf(const RunState& state, const std::string& name, const
     return std::string();
 }
 
-std::optional<SurroundPanner> surroundPannerOf(const RunState&, const std::string&) { return std::nullopt; }
+namespace {
+
+PannerChannel pannerChannel(const int32_t (&words)[7]) {
+    return {words[0], words[1], words[2], words[3], words[4], words[5]};
+}
+
+}  // namespace
+
+std::optional<SurroundPanner> surroundPannerOf(const RunState& state, const std::string& key) {
+    const auto feed = state.analysis.surroundFeeds.find(key);
+    const StripRow* strip = stripNamed(state, key);
+    if (feed == state.analysis.surroundFeeds.end() || strip == nullptr) return std::nullopt;
+    SurroundPanner panner;
+    panner.outputs = static_cast<int32_t>(feed->second.speakers.size());
+    panner.speakers = feed->second.speakers;
+    panner.stereo = feed->second.stereo;
+    const PannerWords& words = strip->panner;
+    panner.left = pannerChannel(words.left);
+    panner.centerPercent = words.left[6];
+    if (panner.stereo && words.hasRight) panner.right = pannerChannel(words.right);
+    if (words.hasSide) panner.sidePercent = std::min(1.0, std::max(0.0, words.side / 6553600.0));
+    panner.hasLfe = strip->hasPannerExtraLane != 0;
+    panner.lfeDb = strip->pannerExtraLane.initial / 10.0;
+    panner.lfeLane = strip->pannerExtraLane;
+    panner.lanes = strip->surroundLanes[0];
+    return panner;
+}
 
 std::optional<uint32_t> trackColourOf(const RunState& state, const std::string& name, const std::string& matchKey) {
     return trackColourChoice(state, name, matchKey).colour;
@@ -185,7 +213,9 @@ int needChannelsOf(const RunState& state, const std::string& key) {
     return found == state.analysis.routing.needChannels.end() ? 0 : found->second;
 }
 
-int trimPolarityFlipsOf(const RunState&, const std::string&) { return 0; }
+TrimPolarity trimPolarityOf(RunState& state, const std::string& key, const std::string& second) {
+    return trackPolarity(state.analysis.trim, key, second, state.counters.trim);
+}
 
 bool trackMuteOf(const RunState& state, std::size_t trackIndex, const OutputTrack& track, const StripRow* strip) {
     const bool rowMuted = strip && strip->muted && !preFaderUnmuted(state, trackIndex);

@@ -11,6 +11,8 @@
 
 #include "analysis/analysis_model.h"
 #include "session/strips.h"
+#include "standins/surround_pan.h"
+#include "standins/trim.h"
 
 struct RunState;
 
@@ -51,10 +53,8 @@ bool automationOff(const RunState& state, std::size_t trackIndex);
 // The strip is among those of unknown width: its third lane is no single pan.
 bool hasUnknownWidth(const RunState& state, const StripRow& strip);
 
-// A surround panner on the track's output, for ReaSurroundPan.
-struct SurroundPanner {
-    int outputWidth = 0;
-};
+// The surround panner of a track panned into a surround bus, from its strip's
+// numbers and lanes; none for any other track.
 std::optional<SurroundPanner> surroundPannerOf(const RunState& state, const std::string& key);
 
 // The track's colour in the project, from its own or its group's palette index.
@@ -93,8 +93,9 @@ int surroundLegsOf(const RunState& state, const std::string& key);
 int channelsOfTrackOf(const RunState& state, const std::string& key);
 int auxWidthOf(const RunState& state, const std::string& key);
 int needChannelsOf(const RunState& state, const std::string& key);
-// Polarity switches set on the track's Trim plug-ins; a one-sided stereo flip is not among them.
-int trimPolarityFlipsOf(const RunState& state, const std::string& key);
+// The polarity the track's Trim plug-ins give it, by its key and a second name;
+// noted in the run's Trim tallies.
+TrimPolarity trimPolarityOf(RunState& state, const std::string& key, const std::string& second);
 // The mute the analysis decided: the strip's switch, inactive and voice-off.
 bool trackMuteOf(const RunState& state, std::size_t trackIndex, const OutputTrack& track, const StripRow* strip);
 // A muted track that feeds a pre-fader send, written unmuted with its fader down.

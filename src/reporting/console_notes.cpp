@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -216,6 +217,42 @@ void sayUnknownWidthNotes(const RunState& state);
 void sayLeftOutNotes(const RunState& state);
 void sayInactiveNotes(const RunCounters& counters);
 
+// Avid Trim: cancelling flips, the instances, their gain slots and what the gain could not carry.
+void sayTrimNotes(const RunState& state) {
+    const TrimTables& trim = state.analysis.trim;
+    const TrimWriting& written = state.counters.trim;
+    if (!written.cancelled.empty()) {
+        say("  %d track(s) carry an EVEN number of inverting Trims, which cancel:\n"
+            "      Pro Tools plays them in phase and so does the conversion.\n",
+            static_cast<int>(written.cancelled.size()));
+    }
+    if (trim.instances == 0) return;
+    say("  %d Avid Trim instance(s). Trim is AAX only and cannot load in REAPER,\n"
+        "      but POLARITY is a track control REAPER has, so an inverted track\n"
+        "      arrives inverted (IPHASE) rather than silently back in phase.\n",
+        trim.instances);
+    if (written.gainSlots > 0) {
+        say("      %d of them sit in their slot as REAPER's Volume Adjustment with\n"
+            "      Trim's gain (the slot's name says the value).\n",
+            written.gainSlots);
+    }
+    if (trim.gainsBelowCurve > 0) {
+        say("      %d Trim gain(s) are below -12 dB, beyond the measured range:\n"
+            "      the value is extended from the curve above it. Check by ear.\n",
+            trim.gainsBelowCurve);
+    }
+    if (written.wideKept > 0) {
+        say("      %d Trim(s) on a track wider than stereo keep the Pro Tools-only\n"
+            "      slot: their gain is not carried. Set it by hand.\n",
+            written.wideKept);
+    }
+    if (trim.unlinkedGains > 0) {
+        say("      %d unlinked Trim(s) have a different gain per channel; the\n"
+            "      first channel's is used for both.\n",
+            trim.unlinkedGains);
+    }
+}
+
 // Unpaired alternates and folded surround legs, among the track view notes.
 void sayTrackViewNotes(const RunState& state) {
     const BindingCounts& c = state.analysis.counts;
@@ -227,6 +264,7 @@ void sayTrackViewNotes(const RunState& state) {
             c.alternatesWithoutParent);
     }
     sayCommentNotes(state);
+    sayTrimNotes(state);
     if (c.foldedSurround > 0) {
         say("  %d surround track(s) folded from their Pro Tools legs into one\n"
             "      multichannel track each, the way a stereo pair is folded: one\n"
@@ -548,6 +586,12 @@ void sayStandInSwitchNotes(const RunState& state) {
     say("  --no-stand-ins: %d Avid plug-in(s) left in their slot under their Pro\n"
         "      Tools name, switched off, instead of REAPER's own equivalent.\n",
         kept);
+    const int dropped = static_cast<int>(state.counters.trim.oneSidedDropped.size());
+    if (dropped > 0) {
+        say("      %d track(s) where a Trim flips one side only play both sides\n"
+            "      upright: that flip is a REAPER plug-in, and the switch leaves it out.\n",
+            dropped);
+    }
 }
 
 // The first meter, meter changes and repeats, and the memory locations.
@@ -1122,6 +1166,76 @@ void sayUnknownWidthNotes(const RunState& state) {
     if (strips.size() > shown) say("      ... and %d more\n", static_cast<int>(strips.size() - shown));
 }
 
+// Flips of a Trim whose track has no switch for them: the keys that flip an
+// odd number of times on a side and that no track's polarity took.
+int trimFlipsWithoutSwitch(const RunState& state) {
+    const TrimTables& trim = state.analysis.trim;
+    std::set<std::string> keys;
+    for (const auto* map : {&trim.flips, &trim.leftFlips, &trim.rightFlips}) {
+        for (const auto& entry : *map) keys.insert(entry.first);
+    }
+    auto countOf = [](const std::map<std::string, int>& map, const std::string& key) {
+        const auto found = map.find(key);
+        return found == map.end() ? 0 : found->second;
+    };
+    int count = 0;
+    for (const std::string& key : keys) {
+        const int whole = countOf(trim.flips, key);
+        const int left = whole + countOf(trim.leftFlips, key);
+        const int right = whole + countOf(trim.rightFlips, key);
+        const bool odd = left % 2 != 0 || right % 2 != 0;
+        if (odd && !state.counters.trim.polarityUsed.count(key)) ++count;
+    }
+    return count;
+}
+
+// ReaSurroundPan on tracks panned into a surround bus, and Trims whose polarity did nothing or found no switch.
+void saySurroundAndTrimPolarityNotes(const RunState& state) {
+    const RunCounters& c = state.counters;
+    if (c.surroundMono > 0) {
+        say("  %d mono track(s) panned into a surround bus arrive with REAPER's\n"
+            "  surround panner (ReaSurroundPan) set from Pro Tools' panner:\n"
+            "  position, divergence and center %%. Not carried: the LFE level,\n"
+            "  and automation of the panner (its lanes are not named yet).\n",
+            c.surroundMono);
+    }
+    if (c.surroundStereo > 0) {
+        say("  %d stereo track(s) panned into a surround bus arrive with\n"
+            "  ReaSurroundPan set from Pro Tools' left and right panners: each\n"
+            "  channel's position and divergence, center %% and side %%.\n",
+            c.surroundStereo);
+    }
+    if (c.surroundEnvelopes > 0) {
+        say("  %d surround panner automation envelope(s) written on ReaSurroundPan\n"
+            "      (%d points): position, divergence, center %% and LFE move as they\n"
+            "      do in Pro Tools.\n",
+            c.surroundEnvelopes, c.surroundPoints);
+    }
+    if (c.surroundLanesNotWritten > 0) {
+        say("  %d surround panner automation lane(s) not written: a stereo source's\n"
+            "      panner, or a session older than Pro Tools 2026.\n",
+            c.surroundLanesNotWritten);
+    }
+    if (state.analysis.surroundUnplaced > 0) {
+        say("  %d track(s) feed a surround bus whose layout this build cannot\n"
+            "      place; they arrive without a surround panner.\n",
+            state.analysis.surroundUnplaced);
+    }
+    if (state.analysis.trim.offWithPolarity > 0) {
+        say("  %d Avid Trim(s) had polarity switched on but were BYPASSED or\n"
+            "      INACTIVE, so Pro Tools did not invert anything and neither does\n"
+            "      this project.\n",
+            state.analysis.trim.offWithPolarity);
+    }
+    const int noSwitch = trimFlipsWithoutSwitch(state);
+    if (noSwitch > 0) {
+        say("  %d strip(s) inverted by Avid Trim have no phase switch in REAPER\n"
+            "      (the master is the usual one), so that inversion is NOT carried.\n"
+            "      Insert a polarity flip there by hand.\n",
+            noSwitch);
+    }
+}
+
 // Wide auxes, locked clips and the edit grid, among the format notes.
 void sayWideAuxLockAndGridNotes(const RunState& state) {
     if (state.analysis.routing.wideAuxes > 0) {
@@ -1129,6 +1243,7 @@ void sayWideAuxLockAndGridNotes(const RunState& state) {
             "      the tracks feeding it send every channel, not just the first two.\n",
             state.analysis.routing.wideAuxes);
     }
+    saySurroundAndTrimPolarityNotes(state);
     int locked = 0;
     forEachClip(state.analysis.outputTracks, [&locked](const AudioClip& clip) { locked += clip.locked ? 1 : 0; });
     for (const OutputTrack& track : state.analysis.outputTracks) {

@@ -450,4 +450,17 @@ void sayFolderNotes(const RunState& state) {
         }
         say(".\n");
     }
+    const int oneSided = static_cast<int>(state.counters.trim.oneSidedWritten.size());
+    if (oneSided > 0) {
+        say("  %d track(s) have Avid Trim polarity on ONE channel only (an unlinked\n"
+            "      multi-mono Trim): REAPER's track polarity flips both, so the track is\n"
+            "      left upright and REAPER's stock \"Channel Polarity Control\" flips\n"
+            "      just that side, first in the chain.\n",
+            oneSided);
+    }
+    if (state.analysis.trim.mixedSurroundFlips > 0) {
+        say("  %d surround Trim(s) flip polarity on some channels but not others:\n"
+            "      only the first two channels are carried. Check those by hand.\n",
+            state.analysis.trim.mixedSurroundFlips);
+    }
 }

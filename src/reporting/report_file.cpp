@@ -435,10 +435,12 @@ void reportWideTracks(const RunState& state) {
     const int folded = state.analysis.counts.foldedSurround;
     const int wide = static_cast<int>(state.analysis.unknownWidthStrips.size());
     const bool video = state.counters.videoTracksWritten > 0;
-    if (folded == 0 && wide == 0 && !video) return;
+    const RunCounters& c = state.counters;
+    const int panned = c.surroundMono + c.surroundStereo + state.analysis.surroundUnplaced;
+    if (folded == 0 && wide == 0 && panned == 0 && !video) return;
     reportLine("\nPICTURE AND WIDE TRACKS\n");
     if (video) reportVideo(state);
-    if (folded == 0 && wide == 0) return;
+    if (folded == 0 && wide == 0 && panned == 0) return;
     if (folded > 0) {
         reportLine("  %d surround track(s) folded from their Pro Tools legs into one\n"
                    "  multichannel track each, the way a stereo pair is folded: one\n"
@@ -450,6 +452,24 @@ void reportWideTracks(const RunState& state) {
         reportLine("  %d aux(es) taking a surround bus arrive as wide as that bus, and\n"
                    "  every track feeding it sends all of its channels.\n",
                    state.analysis.routing.wideAuxes);
+    }
+    if (c.surroundMono > 0) {
+        reportLine("  %d mono track(s) panned into a surround bus arrive with REAPER's\n"
+                   "  surround panner (ReaSurroundPan) set from Pro Tools' panner:\n"
+                   "  position, divergence and center %%. Not carried: the LFE level,\n"
+                   "  and automation of the panner (its lanes are not named yet).\n",
+                   c.surroundMono);
+    }
+    if (c.surroundStereo > 0) {
+        reportLine("  %d stereo track(s) panned into a surround bus arrive with\n"
+                   "  ReaSurroundPan set from Pro Tools' left and right panners: each\n"
+                   "  channel's position and divergence, center %% and side %%.\n",
+                   c.surroundStereo);
+    }
+    if (state.analysis.surroundUnplaced > 0) {
+        reportLine("  %d track(s) feed a surround bus whose speaker layout this build\n"
+                   "  cannot place, so they arrive without a surround panner.\n",
+                   state.analysis.surroundUnplaced);
     }
     if (wide > 0) {
         reportLine("  %d mixer strip(s) are wider than stereo. Level, mute and their\n"

@@ -117,6 +117,7 @@ std::string composeUsageBody(const RunState& state) {
     std::vector<const char*> notConverted;
     if (anyStatus(outcomes, OutcomeStatus::aaxOnly)) notConverted.push_back("aax-only-plugins");
     if (anyStatus(outcomes, OutcomeStatus::notRecognised)) notConverted.push_back("unrecognized-plugins");
+    if (state.counters.surroundLanesNotWritten > 0) notConverted.push_back("surround-panner-lanes");
     if (!state.analysis.clipCounts.loopsNotWritten.empty()) notConverted.push_back("loops-not-written");
     // No video item is written by this version: a video track is picture left behind.
     if (state.analysis.counts.videoTracks > 0) notConverted.push_back("video-not-written");

@@ -78,6 +78,27 @@ bool readLane(const SessionImage& image, uint64_t holder, PluginLane& lane) {
     return true;
 }
 
+uint32_t bigEndianWord(const ImageView& view, uint64_t p) {
+    return (uint32_t(view.u8(p)) << 24) | (uint32_t(view.u8(p + 1)) << 16) | (uint32_t(view.u8(p + 2)) << 8) |
+           uint32_t(view.u8(p + 3));
+}
+
+// The words at `offset` of each "DigiTrim" copy in the record that leaves at
+// least `step` bytes: a match moves the walk on by `step`, a miss by one byte.
+std::vector<uint32_t> trimWords(const ImageView& view, const PluginInstance& instance, uint64_t offset, uint64_t step) {
+    std::vector<uint32_t> words;
+    const uint64_t end = std::min<uint64_t>(instance.payloadEnd, view.length);
+    for (uint64_t p = instance.recordStart; p + step <= end;) {
+        if (!view.matches(p, "DigiTrim", 8)) {
+            ++p;
+            continue;
+        }
+        words.push_back(bigEndianWord(view, p + offset));
+        p += step;
+    }
+    return words;
+}
+
 }  // namespace
 
 std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
@@ -121,6 +142,10 @@ std::vector<PluginInstance> readPluginInstances(const SessionImage& image) {
         if (key != keyNames.end() && view.u16(*key + 9) < 0xFFFF) instance.keyInput = view.u16(*key + 9);
         instance.inactive = view.holds(behind, 1) && view.u8(behind) == 0;
         scanPluginState(view, instance);
+        if (instance.signature == "DigiTrim") {
+            for (uint32_t word : trimWords(view, instance, 48, 52)) instance.trimGainWords.push_back(int32_t(word));
+            instance.trimPolarityWords = trimWords(view, instance, 52, 56);
+        }
         instances.push_back(std::move(instance));
     }
     std::stable_sort(instances.begin(), instances.end(),

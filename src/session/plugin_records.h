@@ -57,6 +57,10 @@ struct PluginInstance {
     std::string wavesName;
     std::string setupName;
     std::vector<PluginLane> lanes;
+    // Avid Trim ("DigiTrim"): each copy of its controls, one per channel, gives
+    // a gain word and a polarity word (big-endian, in copy order).
+    std::vector<int32_t> trimGainWords;
+    std::vector<uint32_t> trimPolarityWords;
 };
 
 // Every instance with its lanes, sorted by recordStart.

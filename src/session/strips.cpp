@@ -104,6 +104,25 @@ std::optional<size_t> nearestBus(const std::vector<TextHit>& busHits,
     return best;
 }
 
+// The panner's words behind the fader value at position, as far as the row's block reaches.
+PannerWords readPannerWords(const ImageView& view, uint64_t position) {
+    PannerWords words;
+    const uint64_t end = position - 10 + 7 + uint64_t(view.u32(position - 7));
+    auto reads = [&](uint64_t offset, uint64_t count) { return position + offset + count <= end; };
+    if (reads(12, 28)) {
+        for (uint64_t k = 0; k < 7; ++k) words.left[k] = view.i32(position + 12 + 4 * k);
+    }
+    if (end >= position + 0x44) {
+        words.hasRight = true;
+        for (uint64_t k = 0; k < 7; ++k) words.right[k] = view.i32(position + 0x28 + 4 * k);
+    }
+    if (end >= position + 0x50) {
+        words.hasSide = true;
+        words.side = view.i32(position + 0x4C);
+    }
+    return words;
+}
+
 }  // namespace
 
 std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector<std::string>& names,
@@ -188,6 +207,7 @@ std::vector<StripRow> readStripRows(const SessionImage& image, const std::vector
             strip.muted = own.muted;
             strip.panLeft = own.panLeft;
             strip.panRight = own.panRight;
+            strip.panner = readPannerWords(view, own.position);
             for (size_t k = first + 1; k < next; ++k) {
                 if (!busHitsFound) busHits = findLengthPrefixed(view, busNames);
                 busHitsFound = true;

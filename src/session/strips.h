@@ -25,6 +25,18 @@ struct SendRecord {
     uint32_t slot = 0;      // the send's place in the track
 };
 
+// The surround panner's numbers in the strip's row, as stored: each channel's
+// front X, rear X, Y, front and rear divergence and divergence cap in percent,
+// then a seventh word (the left's is the center percent). Words the row does
+// not reach stay 0.
+struct PannerWords {
+    int32_t left[7] = {};
+    int32_t right[7] = {};
+    bool hasRight = false;
+    int32_t side = 0;  // side percent times 6553600
+    bool hasSide = false;
+};
+
 // The strip of one entry of the track list.
 struct StripRow {
     std::string name;     // the track name it was built for
@@ -35,6 +47,7 @@ struct StripRow {
     uint8_t present = 0;  // a row was found for this entry
     std::vector<SendRecord> sends;
     uint64_t position = 0;  // image position of the fader value: the row's "Z" + 10
+    PannerWords panner;
 
     // Automation, filled by readStripLanes.
     AutomationLane volumeLane;

@@ -42,7 +42,6 @@ void putMask(std::vector<uint8_t>& out, uint64_t mask) {
     putWord(out, uint32_t(mask >> 32));
 }
 
-// BYPASS, the <VST block with header, state and tail, and the lines after it.
 // The lines after a slot's block: its preset, window, FXID and wake state.
 void writeSlotEnd(ProjectText& text, const SlotPlace& place) {
     if (!place.preset.empty()) text.statement("PRESETNAME").name(place.preset);
@@ -51,8 +50,10 @@ void writeSlotEnd(ProjectText& text, const SlotPlace& place) {
     text.statement("WAK").num(0).num(0);
 }
 
-std::string vstSlot(const Identity& plugin, const std::vector<uint8_t>& header, const std::vector<uint8_t>& state,
-                    const SlotPlace& place) {
+}  // namespace
+
+std::string writeReaperVstSlot(const ReaperVst& plugin, const std::vector<uint8_t>& header,
+                               const std::vector<uint8_t>& state, const SlotPlace& place) {
     std::string out;
     {
         ProjectText text(out, place.depth);
@@ -66,6 +67,13 @@ std::string vstSlot(const Identity& plugin, const std::vector<uint8_t>& header, 
         writeSlotEnd(text, place);
     }
     return out;
+}
+
+namespace {
+
+std::string vstSlot(const Identity& plugin, const std::vector<uint8_t>& header, const std::vector<uint8_t>& state,
+                    const SlotPlace& place) {
+    return writeReaperVstSlot({plugin.display, plugin.file, plugin.identity}, header, state, place);
 }
 
 }  // namespace

@@ -41,6 +41,15 @@ std::vector<uint8_t> detectorHeader(bool gate, uint32_t keyPair, uint32_t stateS
 
 std::string writeReaEqSlot(const std::vector<ReaEqBand>& bands, double outputGainDb, const SlotPlace& place);
 std::string writeDetectorSlot(bool gate, const DetectorState& detector, uint32_t keyPair, const SlotPlace& place);
+// Any of REAPER's own VST plug-ins: BYPASS, the <VST block with its header,
+// state and the stock tail, then the lines after it.
+struct ReaperVst {
+    const char* display;
+    const char* file;
+    const char* identity;
+};
+std::string writeReaperVstSlot(const ReaperVst& plugin, const std::vector<uint8_t>& header,
+                               const std::vector<uint8_t>& state, const SlotPlace& place);
 // parameters: the text of the first parameterCount values; " -" fills up to 64.
 std::string writeJsSlot(const std::string& file, const std::string& parameters, int parameterCount,
                         const SlotPlace& place);

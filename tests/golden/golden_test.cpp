@@ -76,7 +76,8 @@ TEST(GoldenRuns, FadesOverlapsAndAutomation) {
 // Tracks output into a drum bus that an aux takes; sends reach a reverb aux
 // by its input, by one leg of it, and a bus no aux takes gets a return track.
 // A muted track with a pre-fader send arrives unmuted, its fader down; a
-// track with no output loses its master send; an aux on a 5.1 bus is six wide.
+// track with no output loses its master send; an aux on a 5.1 bus is six wide,
+// and a mono track panned into that bus carries ReaSurroundPan and a Trim.
 TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     BuiltSession s;
     s.files = {{"kick.wav", 48000}};
@@ -107,6 +108,10 @@ TEST(GoldenRuns, OutputsSendsAndReturnTracks) {
     s.paths.push_back({"5.1", 2, {9, 10, 11, 12, 13, 14}, 40});
     BuiltTrack crowd{"Crowd", 0, 0, 0, false, {}, 1};
     crowd.output = "5.1";
+    // Crowd is panned into it (ReaSurroundPan last in its chain), and a Trim at
+    // -6 dB (word 463923640) inverts it.
+    crowd.panner = {-40, 20, 0, 80, 40, 100, 25};
+    crowd.plugins = {builtTrim({{463923640, true}})};
     BuiltTrack room{"Surround Room", 0, 0, 0, false, {}, 1};
     room.output = "Out 1-2";
     room.inputId = 40;

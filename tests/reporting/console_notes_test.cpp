@@ -69,6 +69,7 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
     state.analysis.outputTracks.resize(1);
     state.analysis.outputTracks[0].clips = {longClip, AudioClip()};
     state.analysis.routing.wideAuxes = 1;
+    state.counters.surroundMono = state.analysis.trim.offWithPolarity = 1;
     RunCounters& counters = state.counters;
     counters.dualPanPoints = 5;
     counters.dualPanTracks = 2;
@@ -101,6 +102,8 @@ TEST(ConsoleNotes, NotesOfTheBuiltPartsInTheCataloguesOrder) {
         // 107892 x 1001 / 30000 seconds.
         "  Timecode: 29.97 drop fps, Session Start 01:00:00;00 (3599.9964 s) written as REAPER's\n",
         "  1 aux(es) taking a surround bus written as wide as that bus, and\n",
+        "  1 mono track(s) panned into a surround bus arrive with REAPER's\n",
+        "  1 Avid Trim(s) had polarity switched on but were BYPASSED or\n",
         "  1 clip(s) were locked in Pro Tools and are LOCKED in REAPER. REAPER\n",
         "  Edit grid written as REAPER's grid (0.5 of a quarter note).\n      Nudge (0| 1| 000) is not carried: ",
         std::string("carried. Please send the session: ") + kSupportAddress + "\n",

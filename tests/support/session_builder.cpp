@@ -246,27 +246,39 @@ void lanes(ImageBuilder& b, const std::vector<BuiltLane>& list) {
     }
 }
 
-void stripRow(ImageBuilder& b, int32_t faderTenths, bool muted, int32_t panLeft, int32_t panRight, bool postFader) {
+void stripRow(ImageBuilder& b, int32_t faderTenths, bool muted, int32_t panLeft, int32_t panRight, bool postFader,
+              const std::vector<int32_t>& panner = {}) {
     std::vector<uint8_t> row(279, 0);
     row[0] = postFader ? 1 : 0;
     put32(row, 1, faderTenths);
     row[5] = muted ? 1 : 0;
     put32(row, 13, panLeft);
     put32(row, 41, panRight);
+    for (size_t k = 0; k < panner.size(); ++k) put32(row, 13 + 4 * k, panner[k]);
     b.block(0x1029, row);
+}
+
+// The panner lane groups of a track, each in a block of its own.
+void laneGroups(ImageBuilder& b, const std::vector<std::vector<BuiltLane>>& groups) {
+    for (const std::vector<BuiltLane>& group : groups) {
+        b.openBlock(0x260C);
+        lanes(b, group);
+        b.closeBlock();
+    }
 }
 
 // A row holder: the row right behind its head, then its name and lanes.
 void holder(ImageBuilder& b, const std::string& name, int32_t faderTenths, bool muted, int32_t panLeft,
-            int32_t panRight, bool postFader, const std::vector<BuiltLane>& list) {
+            int32_t panRight, bool postFader, const std::vector<BuiltLane>& list, const BuiltTrack* own = nullptr) {
     b.openBlock(0x260D);
-    stripRow(b, faderTenths, muted, panLeft, panRight, postFader);
+    stripRow(b, faderTenths, muted, panLeft, panRight, postFader, own ? own->panner : std::vector<int32_t>());
     b.openBlock(0x260E);
     b.u16(0xFFFF);
     if (name != "-") b.name(name);
     b.zeros(4);
     b.closeBlock();
     lanes(b, list);
+    if (own) laneGroups(b, own->laneGroups);
     b.closeBlock();
 }
 
@@ -308,10 +320,12 @@ void trackBlock(ImageBuilder& b, const BuiltTrack& track) {
     }
     b.zeros(24);
     if (track.output.empty()) {
-        stripRow(b, track.faderTenths, track.muted, track.panLeft, track.panRight, true);
+        stripRow(b, track.faderTenths, track.muted, track.panLeft, track.panRight, true, track.panner);
         lanes(b, track.lanes);
+        laneGroups(b, track.laneGroups);
     } else {
-        holder(b, track.output, track.faderTenths, track.muted, track.panLeft, track.panRight, true, track.lanes);
+        holder(b, track.output, track.faderTenths, track.muted, track.panLeft, track.panRight, true, track.lanes,
+               &track);
         for (const BuiltSend& send : track.sends) holder(b, send.bus, send.levelTenths, false, 0, 0, send.postFader, send.lanes);
     }
     for (const BuiltPlugin& plugin : track.plugins) {
@@ -509,6 +523,22 @@ void midiSysexStream(ImageBuilder& b, const std::vector<std::pair<uint64_t, std:
         b.u32(static_cast<uint32_t>(bytes.size()));
         b.bytes(bytes);
     }
+}
+
+BuiltPlugin builtTrim(const std::vector<std::pair<int32_t, bool>>& copies, bool bypassed) {
+    BuiltPlugin plugin{"Trim", -1, "DigiTrim"};
+    plugin.bypassed = bypassed;
+    plugin.state.assign(28, 0);  // the name (4 bytes) and 8 zeros stand in front
+    for (size_t k = 0; k < copies.size(); ++k) {
+        if (k > 0) {
+            plugin.state.insert(plugin.state.end(), {'D', 'i', 'g', 'i', 'T', 'r', 'i', 'm'});
+            plugin.state.resize(plugin.state.size() + 40, 0);
+        }
+        for (uint32_t word : {uint32_t(copies[k].first), copies[k].second ? 0x7FFFFFFFu : 0u}) {
+            for (int shift = 24; shift >= 0; shift -= 8) plugin.state.push_back(uint8_t(word >> shift));
+        }
+    }
+    return plugin;
 }
 
 ImageBuilder buildSession(const BuiltSession& session) {

@@ -95,6 +95,11 @@ struct BuiltPlugin {
     std::vector<BuiltPluginLane> lanes = {};
 };
 
+// An Avid Trim: the signature "DigiTrim" opens the first copy of its controls
+// (the gain word 48 bytes on), each further channel's copy follows as
+// "DigiTrim", 40 bytes, gain, polarity; each copy is (gain word, flipped).
+BuiltPlugin builtTrim(const std::vector<std::pair<int32_t, bool>>& copies, bool bypassed = false);
+
 // A note of a MIDI clip: its start from the clip's start and its length, in
 // the unit of the clip's track.
 struct BuiltNote {
@@ -134,6 +139,10 @@ struct BuiltTrack {
     std::vector<BuiltPlaylist> playlists;  // one per channel; none for an empty mono track
     int channels = 1;
     std::vector<BuiltLane> lanes = {};  // volume, mute, pan, ... by their place
+    // The surround panner's words in the row, from the fader value + 12 on, and
+    // its lane groups behind the lanes.
+    std::vector<int32_t> panner = {};
+    std::vector<std::vector<BuiltLane>> laneGroups = {};
     // Routing: with an output, the strip row stands in a row holder named by
     // it, and each send follows in a holder of its own. "-" holds no name.
     std::string output = {};
