@@ -198,10 +198,6 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
 
 uint64_t pinMask(uint64_t bit) { return bit < 64 ? uint64_t(1) << bit : 0; }
 
-void putWord(std::vector<uint8_t>& out, uint32_t word) {
-    for (int k = 0; k < 4; ++k) out.push_back(static_cast<uint8_t>(word >> (8 * k)));
-}
-
 // strtoul of the identity's leading digits, held to 32 bits.
 uint32_t identityNumber(const std::string& identity) {
     uint64_t number = 0;

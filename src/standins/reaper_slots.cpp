@@ -27,16 +27,6 @@ constexpr uint32_t kTailWord = 0x100000;
 constexpr const char* kStockTail = "AAAQAAAA";
 constexpr int kJsParameters = 64;
 
-void putWord(std::vector<uint8_t>& out, uint32_t value) {
-    for (int k = 0; k < 4; ++k) out.push_back(uint8_t(value >> (8 * k)));
-}
-
-void putDouble(std::vector<uint8_t>& out, double value) {
-    uint64_t bits;
-    std::memcpy(&bits, &value, 8);
-    for (int k = 0; k < 8; ++k) out.push_back(uint8_t(bits >> (8 * k)));
-}
-
 void putMask(std::vector<uint8_t>& out, uint64_t mask) {
     putWord(out, uint32_t(mask));
     putWord(out, uint32_t(mask >> 32));
@@ -51,6 +41,16 @@ void writeSlotEnd(ProjectText& text, const SlotPlace& place) {
 }
 
 }  // namespace
+
+void putWord(std::vector<uint8_t>& out, uint32_t value) {
+    for (int k = 0; k < 4; ++k) out.push_back(uint8_t(value >> (8 * k)));
+}
+
+void putDouble(std::vector<uint8_t>& out, double value) {
+    uint64_t bits;
+    std::memcpy(&bits, &value, 8);
+    for (int k = 0; k < 8; ++k) out.push_back(uint8_t(bits >> (8 * k)));
+}
 
 std::string writeReaperVstSlot(const ReaperVst& plugin, const std::vector<uint8_t>& header,
                                const std::vector<uint8_t>& state, const SlotPlace& place) {

@@ -29,6 +29,10 @@ struct SlotPlace {
     std::string preset;    // no PRESETNAME line when empty
 };
 
+// Little-endian words and doubles, as REAPER's own states hold them.
+void putWord(std::vector<uint8_t>& out, uint32_t value);
+void putDouble(std::vector<uint8_t>& out, double value);
+
 // "name (product)", the form of every stand-in slot's title.
 std::string slotTitle(const std::string& name, const std::string& product);
 

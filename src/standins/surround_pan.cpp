@@ -27,16 +27,6 @@ constexpr Speaker kSpeakers[] = {{"L", -1, 1, 0},   {"R", 1, 1, 0},    {"C", 0, 
                                  {"Cs", 0, -1, 0},  {"Lss", -1, 0, 0}, {"Rss", 1, 0, 0},   {"Lsr", -1, -1, 0},
                                  {"Rsr", 1, -1, 0}, {"LFE", 0, 0, 4}};
 
-void putWord(std::vector<uint8_t>& out, uint32_t value) {
-    for (int k = 0; k < 4; ++k) out.push_back(uint8_t(value >> (8 * k)));
-}
-
-void putDouble(std::vector<uint8_t>& out, double value) {
-    uint64_t bits;
-    std::memcpy(&bits, &value, 8);
-    for (int k = 0; k < 8; ++k) out.push_back(uint8_t(bits >> (8 * k)));
-}
-
 double clamp01(double value) { return std::min(1.0, std::max(0.0, value)); }
 
 // Position between front (t = 1) and rear (t = 0) by the channel's Y.

@@ -6,11 +6,11 @@
 
 namespace {
 
-void putWord(std::vector<uint8_t>& out, uint32_t value) {
+void pushWord(std::vector<uint8_t>& out, uint32_t value) {
     for (int k = 0; k < 4; ++k) out.push_back(uint8_t(value >> (8 * k)));
 }
 
-void putDouble(std::vector<uint8_t>& out, double value) {
+void pushDouble(std::vector<uint8_t>& out, double value) {
     uint64_t bits;
     std::memcpy(&bits, &value, 8);
     for (int k = 0; k < 8; ++k) out.push_back(uint8_t(bits >> (8 * k)));
@@ -23,16 +23,16 @@ TEST(ReaperSlots, ReaEqSlotHoldsTheHeaderStateAndLinesByteForByte) {
                                             {3, 0x53540007, false, "EQ3 7-Band (ReaEQ)", "EQ3 7-Band"});
     // 6.0 dB is a factor of 1.9952623149688795, -20 dB 0.1, -6 dB 0.5011872336272722.
     std::vector<uint8_t> state;
-    putWord(state, 33), putWord(state, 2);
-    putWord(state, 8), putWord(state, 1), putDouble(state, 2500.0), putDouble(state, 1.9952623149688795),
-        putDouble(state, 1.5), state.push_back(1);
-    putWord(state, 1), putWord(state, 0), putDouble(state, 9000.0), putDouble(state, 0.1), putDouble(state, 0.75),
+    pushWord(state, 33), pushWord(state, 2);
+    pushWord(state, 8), pushWord(state, 1), pushDouble(state, 2500.0), pushDouble(state, 1.9952623149688795),
+        pushDouble(state, 1.5), state.push_back(1);
+    pushWord(state, 1), pushWord(state, 0), pushDouble(state, 9000.0), pushDouble(state, 0.1), pushDouble(state, 0.75),
         state.push_back(1);
-    putWord(state, 1), putWord(state, 1), putDouble(state, 0.5011872336272722);
+    pushWord(state, 1), pushWord(state, 1), pushDouble(state, 0.5011872336272722);
     state.insert(state.end(), {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0});
     std::vector<uint8_t> header;
     for (uint32_t word : {0x72656571u, 0xFEED5EEEu, 2u, 1u, 0u, 2u, 0u, 2u, 1u, 0u, 2u, 0u, 106u, 1u, 0x100000u})
-        putWord(header, word);
+        pushWord(header, word);
     const std::string expected =
         "      BYPASS 0 0 0\n"
         "      <VST \"VST: ReaEQ (Cockos)\" reaeq.dll 0 \"EQ3 7-Band (ReaEQ)\" "
