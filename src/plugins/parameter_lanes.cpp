@@ -148,12 +148,12 @@ void finishParameterTables(ParameterNames& names) {
     for (const auto& [plugin, builds] : names.byBuild) {
         if (builds.size() < 2) continue;
         NumberNames agreed;
-        for (const auto& [number, name] : builds.begin()->second) {
+        for (const auto& entry : builds.begin()->second) {
             const bool everywhere = std::all_of(std::next(builds.begin()), builds.end(), [&](const auto& build) {
-                const auto entry = build.second.find(number);
-                return entry != build.second.end() && entry->second == name;
+                const auto same = build.second.find(entry.first);
+                return same != build.second.end() && same->second == entry.second;
             });
-            if (everywhere) agreed.emplace(number, name);
+            if (everywhere) agreed.insert(entry);
         }
         names.byPlugin[plugin] = std::move(agreed);
     }
