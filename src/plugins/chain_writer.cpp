@@ -362,8 +362,9 @@ void writeStandInSlot(const RunState& state, ProjectText& text, const ChainSlot&
     const bool offline = instance.inactive || (instance.bypassed && state.options.bypassedFxMode == 1);
     if (offline || instance.bypassed) slot = replacedAll(slot, "BYPASS 0 0 0\n", "BYPASS 1 0 0\n");
     if (offline) slot = replacedAll(slot, "BYPASS 1 0 0\n", "BYPASS 1 1 0\n");
-    const size_t wak = slot.rfind("      WAK 0 0\n");
-    if (pinFlags && wak != std::string::npos) slot.insert(wak, "      PINFLAGS 1\n");
+    const std::string indent(static_cast<size_t>(2 * text.depth()), ' ');
+    const size_t wak = slot.rfind(indent + "WAK 0 0\n");
+    if (pinFlags && wak != std::string::npos) slot.insert(wak, indent + "PINFLAGS 1\n");
     text.copyLines(slot);
 }
 
@@ -462,7 +463,7 @@ void writeChainSlot(RunState& state, ProjectText& text, ChainSlot& plan, const C
         writeStandInSlot(state, text, plan, pinFlags);
     } else if (plan.kind == ChainSlotKind::trim) {
         const bool off = instance.bypassed || instance.inactive;
-        text.copyLines(trimGainSlot(plan.trimGainDb, off, instance.recordStart, pinFlags));
+        text.copyLines(trimGainSlot(plan.trimGainDb, off, instance.recordStart, pinFlags, place.slotDepth()));
         ++state.counters.trim.gainSlots;
     } else {
         writePluginSlot(state, text, plan, place, pinFlags);

@@ -24,6 +24,9 @@ struct RunState;
 struct ChainPlace {
     std::string trackName;
     std::string blockName = "FXCHAIN";  // "MASTERFXLIST" for the master
+    // The indent of the chain's slots in steps of two blanks: the master's chain
+    // stands one level higher than a track's.
+    int slotDepth() const { return blockName == "FXCHAIN" ? 3 : 2; }
     int width = 0;                      // the track's channels; 0 when not known
     bool carriesMidi = false;
     bool pinFlags = false;  // the track's plug-ins read key channels: the last slot passes them by

@@ -17,7 +17,7 @@ StripControls channelStripControls(const ImageView& view, const PluginInstance& 
 std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
                                            std::vector<std::string>& notes) {
     StandinPlace at;
-    at.depth = 3;
+    at.depth = place.slotDepth();
     at.seedBase = standinSeedBase(instance.recordStart);
     at.bypassed = instance.bypassed;
     at.keyWired = instance.keyInput >= 0 && place.pinFlags;

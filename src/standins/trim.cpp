@@ -119,8 +119,9 @@ std::string trimPolaritySlot(const std::string& trackName, int side) {
     return writeJsSlot("IX/StereoPhaseInvert", side == 1 ? "1" : "2", 1, place);
 }
 
-std::string trimGainSlot(double gainDb, bool off, uint64_t recordStart, bool pinFlags) {
+std::string trimGainSlot(double gainDb, bool off, uint64_t recordStart, bool pinFlags, int depth) {
     SlotPlace place;
+    place.depth = depth;
     place.seed = uint32_t(recordStart);
     place.bypassed = off;
     place.title = slotTitle("Trim", "Volume Adjustment");
@@ -128,7 +129,8 @@ std::string trimGainSlot(double gainDb, bool off, uint64_t recordStart, bool pin
     if (shown[0] != '-') shown = "+" + shown;
     place.preset = "Avid Trim " + shown + " dB";
     std::string slot = writeVolumeSlot(gainDb, place);
-    const size_t wak = slot.rfind("      WAK 0 0\n");
-    if (pinFlags && wak != std::string::npos) slot.insert(wak, "      PINFLAGS 1\n");
+    const std::string indent(static_cast<size_t>(2 * depth), ' ');
+    const size_t wak = slot.rfind(indent + "WAK 0 0\n");
+    if (pinFlags && wak != std::string::npos) slot.insert(wak, indent + "PINFLAGS 1\n");
     return slot;
 }

@@ -53,4 +53,4 @@ TrimPolarity trackPolarity(const TrimTables& tables, const std::string& key, con
 std::string trimPolaritySlot(const std::string& trackName, int side);
 // Trim's gain as a Volume Adjustment slot; off: the instance was bypassed or
 // inactive; pinFlags: the slot passes the key channels by.
-std::string trimGainSlot(double gainDb, bool off, uint64_t recordStart, bool pinFlags);
+std::string trimGainSlot(double gainDb, bool off, uint64_t recordStart, bool pinFlags, int depth = 3);
