@@ -255,6 +255,25 @@ TEST(FxChains, KeyedPinsAndTheLastSlot) {
     EXPECT_EQ(chain.find("PINFLAGS"), chain.rfind("PINFLAGS"));
 }
 
+// A fuzz finding: an EQ3 on the master was rebuilt with a track chain's six
+// blanks of indent, a project REAPER reads wrongly. The master's slots take four.
+TEST(FxChains, StandInInTheMastersChainTakesItsIndent) {
+    std::vector<double> eq(38, 0.0);  // all out but LMF, -4 dB at 1 kHz
+    eq[5] = eq[32] = eq[15] = 1, eq[16] = -4, eq[17] = 1000, eq[18] = 2;
+    Pack body;
+    for (double value : eq) {
+        uint64_t bits;
+        std::memcpy(&bits, &value, 8);
+        body.text("d_").zeros(2).be(uint32_t(bits >> 32)).be(uint32_t(bits));
+    }
+    RunState state;
+    ChainPlace place;
+    place.blockName = "MASTERFXLIST";
+    const std::string chain = chainOf(state, {{"Digi47e3", body.b}}, rowOf("TestKeyd", kVst3), place);
+    EXPECT_EQ(checkProjectText(chain, 1), std::nullopt) << chain;
+    EXPECT_NE(chain.find("\n    BYPASS 0 0 0\n    <VST \"VST: ReaEQ (Cockos)\""), std::string::npos) << chain;
+}
+
 // A Channel Strip whose "elck" controls are set by hand arrives as REAPER's own
 // plug-ins in chain order, each on the next seed; without "Sc Source" it stays
 // an AAX-only slot.
