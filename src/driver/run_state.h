@@ -19,6 +19,7 @@
 #include "session/ptx_file.h"
 #include "session/session_model.h"
 #include "standins/channel_strip.h"
+#include "standins/standin.h"
 
 struct RunCounters {
     int outputTracks = 0;
@@ -73,6 +74,7 @@ struct RunCounters {
     ClipEffectsTally clipEffects;    // clips given Clip Effects as take FX
     int charactersReplaced = 0;      // damaged bytes and control characters written as U+FFFD
     TrimWriting trim;                // Trim polarity and gain as written
+    StandInTally standIns;           // Avid plug-ins written as REAPER's own
     int surroundMono = 0;            // tracks given ReaSurroundPan, by their source
     int surroundStereo = 0;
     int surroundEnvelopes = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <set>
 
 #include "cli/console.h"
 #include "driver/run_state.h"
@@ -156,22 +157,30 @@ std::optional<ChainSlot> decide(RunState& state, const PluginInstance& instance,
             plan.kind = ChainSlotKind::trim;
             plan.trimGainDb = trimGain->second;
             outcome.format = "reaper";
+            ++state.counters.standIns.written;
+            state.counters.standIns.became[name].insert("Volume Adjustment");
             plan.outcome =
                 record(OutcomeStatus::settings, "gain carried as REAPER's Volume Adjustment (JS), in the same slot");
             return plan;
         }
     }
-    std::vector<std::string> standInNotes;
     if (!stockName(instance.signature).empty() && standInPossible(state, instance)) {
         if (options.noStandIns) {
             ++tallies.avidKept;
-        } else if (std::optional<std::string> text = standInSlotText(state, instance, place, standInNotes)) {
+        } else if (std::optional<StandinResult> standIn = standInSlotText(state, instance, place)) {
             plan.kind = ChainSlotKind::standIn;
-            plan.standIn = std::move(*text);
+            plan.standIn = std::move(standIn->text);
             outcome.format = "reaper";
+            StandInTally& standIns = state.counters.standIns;
+            ++standIns.written;
+            std::set<std::string>& became = standIns.became[name];
+            became.insert(standIn->products.begin(), standIn->products.end());
             std::string detail = std::string("stand-in: REAPER's own plug-ins with the same settings") +
                                  (instance.keyInput >= 0 ? ", keyed from the key input" : "");
-            for (const std::string& note : standInNotes) detail += "; " + note;
+            for (const std::string& note : standIn->notes) {
+                detail += "; " + note;
+                ++standIns.notes[note];
+            }
             plan.outcome = record(OutcomeStatus::settings, std::move(detail));
             return plan;
         }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugins/state_rules.h"
+#include "standins/standin.h"
 #include "standins/surround_pan.h"
 
 class ProjectText;
@@ -49,12 +50,11 @@ struct ChainSlot {
     double trimGainDb = 0;           // trim: the gain the Volume Adjustment carries
 };
 
-// The text of the REAPER plug-ins that stand in for a stock processor whose
-// control values can be read (EQ3 onto ReaEQ, Dyn3 onto ReaComp or ReaGate,
-// Channel Strip onto a chain of them), and the notes of what the stand-in
-// could not carry; none for any other.
-std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
-                                           std::vector<std::string>& notes);
+// The REAPER plug-ins that stand in for a stock processor whose control
+// values can be read (EQ3 onto ReaEQ, Dyn3 onto ReaComp or ReaGate, Channel
+// Strip onto a chain of them): their text, what they are, and the notes of
+// what the stand-in could not carry; none for any other.
+std::optional<StandinResult> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place);
 
 // The named controls of a Channel Strip's "elck" chunk; empty unless they are
 // a Channel Strip's state.

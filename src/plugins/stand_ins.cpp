@@ -14,8 +14,21 @@ StripControls channelStripControls(const ImageView& view, const PluginInstance& 
     return controls;
 }
 
-std::optional<std::string> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place,
-                                           std::vector<std::string>& notes) {
+namespace {
+
+// The REAPER plug-in that plays each section of a Channel Strip.
+const char* productOfSection(const std::string& section) {
+    if (section == "EQ" || section == "filters") return "ReaEQ";
+    if (section == "expander") return "Downward Expander";
+    if (section == "gate") return "ReaGate";
+    if (section == "compressor") return "ReaComp";
+    if (section == "input trim" || section == "fader") return "Volume Adjustment";
+    return nullptr;
+}
+
+}  // namespace
+
+std::optional<StandinResult> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place) {
     StandinPlace at;
     at.depth = place.slotDepth();
     at.seedBase = standinSeedBase(instance.recordStart);
@@ -36,10 +49,12 @@ std::optional<std::string> standInSlotText(RunState& state, const PluginInstance
         if (controls.empty()) return std::nullopt;
         std::vector<std::string> sections;
         result = writeChannelStrip(readChannelStrip(controls), false, at, sections);
+        for (const std::string& section : sections) {
+            if (const char* product = productOfSection(section)) result.products.push_back(product);
+        }
     } else {
         return std::nullopt;
     }
     if (result.text.empty()) return std::nullopt;
-    notes = std::move(result.notes);
-    return std::move(result.text);
+    return result;
 }

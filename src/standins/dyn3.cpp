@@ -120,6 +120,7 @@ void writeCompressor(ControlReader& reader, const StandinPlace& place, StandinRe
                                      nextSlot(place, result, slotTitle(name, "ReaComp"),
                                               name + " " + generalText(ratio, 3) + ":1"));
     ++result.slotCount;
+    result.products.push_back("ReaComp");
     if (separateGain) {
         const std::string preset = "Dyn3 gain +" + fixedText(gainDb, 1) + " dB";
         result.text += writeVolumeSlot(
@@ -166,6 +167,7 @@ void writeExpanderGate(ControlReader& reader, const StandinPlace& place, Standin
         result.text += writeJsSlot("sstillwell/expander", parameters, 7,
                                    nextSlot(place, result, slotTitle(name, "Downward Expander"), preset));
         ++result.slotCount;
+        result.products.push_back("Downward Expander");
         return;
     }
     const double depth = std::fabs(range);
@@ -199,6 +201,7 @@ void writeExpanderGate(ControlReader& reader, const StandinPlace& place, Standin
     result.text += writeDetectorSlot(true, detector, place.keyPair,
                                      nextSlot(place, result, slotTitle(name, "ReaGate"), preset));
     ++result.slotCount;
+    result.products.push_back("ReaGate");
 }
 
 }  // namespace

@@ -186,6 +186,7 @@ StandinResult writeEq3(const std::vector<float>& values, bool sevenBand, const S
     slot.preset = name;
     result.text += writeReaEqSlot(reaBands, bands.outputGainDb, slot);
     ++result.slotCount;
+    result.products.push_back("ReaEQ");
 
     for (size_t k = 0; k < bands.plans.size(); ++k) {
         const EqBandPlan& plan = bands.plans[k];

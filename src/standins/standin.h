@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,15 @@ struct StandinPlace {
 struct StandinResult {
     std::string text;                // the slots, in chain order
     std::vector<std::string> notes;  // each once, for the plug-in's note set
+    std::vector<std::string> products;  // the REAPER plug-ins of its main slots, for the notes
     int slotCount = 0;               // the count after these slots
+};
+
+// The Avid plug-ins of a run written as REAPER's own: the notes and the report read it.
+struct StandInTally {
+    int written = 0;                                      // instances, Trims as Volume Adjustment included
+    std::map<std::string, std::set<std::string>> became;  // Pro Tools name: the REAPER plug-ins it became
+    std::map<std::string, int> notes;                     // note text: the instances that added it
 };
 
 // (recordStart AND 0xFFFFFF) XOR 0x53540000: the first FXID seed of an instance.
