@@ -1332,6 +1332,50 @@ void sayClipEffectsNotes(const RunState& state) {
     for (const auto& [note, clips] : tally.notes) say("      %s (%d clip(s))\n", note.c_str(), clips);
 }
 
+// "EQ3 7-Band as ReaEQ, Channel Strip as ReaComp + ReaEQ": each Pro Tools name
+// with the REAPER plug-ins it became, both in name order.
+std::string standInNames(const StandInTally& tally) {
+    std::string names;
+    for (const auto& entry : tally.became) {
+        names += (names.empty() ? "" : ", ") + entry.first;
+        std::string products;
+        for (const std::string& product : entry.second) products += (products.empty() ? " as " : " + ") + product;
+        names += products;
+    }
+    return names;
+}
+
+// The Avid plug-ins written as REAPER's own, how the EQ3 fits went, and what
+// the stand-ins could not carry, with the instances that said so.
+void sayStandInNotes(const RunState& state) {
+    const StandInTally& tally = state.counters.standIns;
+    if (tally.written > 0) {
+        say("  %d Avid plug-in(s) arrive as REAPER's own equivalents, in the same\n"
+            "      slot with the same settings (%s). No VST of these exists;\n"
+            "      --no-stand-ins leaves them as named, switched-off slots instead.\n"
+            "      The EQ is the same filter design; the dynamics are close, not\n"
+            "      identical: REAPER's detectors are not Pro Tools'.\n",
+            tally.written, standInNames(tally).c_str());
+    }
+    const EqFitRun& fit = state.pluginRun.eqFit;
+    if (fit.fittedBands > 0) {
+        say("      EQ3: %d band(s) fitted onto ReaEQ to follow Pro Tools' own curve to\n"
+            "      20 kHz (%d extra ReaEQ band(s) for the top octave); the worst is\n"
+            "      %.2f dB from it.\n",
+            fit.fittedBands, fit.extraBands, fit.worstError);
+    }
+    if (fit.firstOrderSlots > 0) {
+        say("      EQ3: %d high-pass or low-pass filter(s) set to 6 or 18 dB/oct use\n"
+            "      REAPER's Simple 1-Pole Filter for 6 dB/oct of the slope, in the slot\n"
+            "      after the ReaEQ and named for the EQ3 filter: ReaEQ has no 6 dB/oct\n"
+            "      filter.\n",
+            fit.firstOrderSlots);
+    }
+    if (tally.notes.empty()) return;
+    say("  Avid stand-ins approximated or left out:\n");
+    for (const auto& entry : tally.notes) say("      %s (%d plug-in(s))\n", entry.first.c_str(), entry.second);
+}
+
 // Names and texts from a damaged file can hold bytes REAPER cannot read.
 void sayReplacedCharactersNote(const RunCounters& counters) {
     if (counters.charactersReplaced == 0) return;
@@ -1369,6 +1413,7 @@ void sayConsoleNotes(const RunState& state, const std::string& writtenPath) {
     sayFolderNotes(state);
     sayClipEffectsNotes(state);
     sayMelodyneNotes(state);
+    sayStandInNotes(state);
     sayItemTimebaseNote(state.counters);
     sayRealTimeNotes(state.counters);
     sayFormatNotes(state);
