@@ -104,6 +104,31 @@ void reportHead(const RunState& state, const std::string& projectPath) {
     reportLine("\n");
 }
 
+// The Avid plug-ins left in their slots by the switch, or written as REAPER's own.
+void reportStandIns(const RunState& state) {
+    const int kept = state.pluginRun.tallies.avidKept;
+    if (state.options.noStandIns && kept == 0) {
+        reportLine("\"Replace Avid plug-ins with REAPER's\" is off; no Avid plug-in in this\n"
+                   "session had a REAPER stand-in\n");
+    } else if (state.options.noStandIns) {
+        reportLine("\"Replace Avid plug-ins with REAPER's\" is off: %d Avid plug-in(s) left\n"
+                   "as named, switched-off slots instead of REAPER's own%s\n",
+                   kept, state.counters.trim.oneSidedDropped.empty() ? "" : ";\none-sided Trim polarity not carried");
+    }
+    if (state.counters.standIns.written > 0) {
+        reportLine("%d Avid plug-in(s) written as REAPER's own equivalents (stand-ins;\n"
+                   "EQ exact in design, dynamics close, not identical)\n",
+                   state.counters.standIns.written);
+    }
+    if (state.pluginRun.eqFit.firstOrderSlots > 0) {
+        reportLine("%d EQ3 high-pass or low-pass filter(s) set to 6 or 18 dB/oct use\n"
+                   "REAPER's Simple 1-Pole Filter for 6 dB/oct of the slope, in the slot\n"
+                   "after the ReaEQ and named for the EQ3 filter (ReaEQ has no 6 dB/oct\n"
+                   "filter)\n",
+                   state.pluginRun.eqFit.firstOrderSlots);
+    }
+}
+
 // The totals, and what was carried that a user may look for.
 void reportCarried(const RunState& state) {
     const ConvertOptions& options = state.options;
@@ -150,6 +175,7 @@ void reportCarried(const RunState& state) {
                    "a clip edge are cut there\n",
                    midi.notesRunningPast);
     }
+    reportStandIns(state);
     if (options.noTrackColors) reportLine("\"Leave out track colors\" is on: tracks in REAPER's default color\n");
     if (options.noClipColors) {
         reportLine("\"Leave out clip colors\" is on: %d clip(s) that would carry a color\n"
