@@ -183,15 +183,16 @@ TEST(Eq3Fit, SevenBandBecomesReaEqAndItsFirstOrderParts) {
     EXPECT_EQ(run.fittedBands, 2 * fitted);
 }
 
-// An EQ3 7-Band and a Dyn3 compressor on a track of a built session arrive as
-// ReaEQ and ReaComp in its chain, or under --no-stand-ins as marked AAX slots.
+// EQ3 7-Bands and Dyn3 compressors on tracks of a built session arrive as ReaEQ and ReaComp,
+// or under --no-stand-ins as marked AAX slots; the notes count them, each note by its plug-ins.
 TEST(StandinsInABuiltSession, Eq3AndDyn3BecomeReaEqAndReaCompOrStayInTheirSlots) {
-    // EQ3: all out but LMF, -4 dB at 1 kHz; filters at 6 dB/oct (no ReaEQ band). Dyn3: 4:1 at -20 dB.
-    std::vector<double> eq(38, 0.0), comp = {0, 4, 0.01, 0.1, 3, -20, 0, 0, 0, 0, 0, 0, 0, 0};
+    // Keys' EQ3: all out but LMF, -4 dB at 1 kHz (filters: 6 dB/oct, out); Bass': high-pass 6 dB/oct at 100 Hz.
+    std::vector<double> eq(38, 0.0), highPass(38, 0.0), comp = {0, 4, 0.01, 0.1, 3, -20, 0, 0, 0, 0, 0, 0, 0, 0};
     eq[5] = eq[32] = eq[15] = 1, eq[16] = -4, eq[17] = 1000, eq[18] = 2;
+    highPass[5] = highPass[6] = 1, highPass[9] = 100;
     BuiltSession s;
-    s.tracks = {{"Keys", 0, 0, 0, false, {}, 2}};
-    for (const auto& [name, values] : {std::pair{"EQ3 7-Band", eq}, {"Dyn3 Compressor/Limiter", comp}}) {
+    s.tracks = {{"Keys", 0, 0, 0, false, {}, 2}, {"Bass", 0, 0, 0, false, {}, 2}};
+    for (const auto& [track, values] : {std::pair{0, eq}, {0, comp}, {1, highPass}, {1, comp}}) {
         std::vector<uint8_t> bytes;  // each value: "d_", two zeros, a big-endian double
         for (double value : values) {
             uint64_t bits;
@@ -199,13 +200,24 @@ TEST(StandinsInABuiltSession, Eq3AndDyn3BecomeReaEqAndReaCompOrStayInTheirSlots)
             bytes.insert(bytes.end(), {'d', '_', 0, 0});
             for (int k = 7; k >= 0; --k) bytes.push_back(uint8_t(bits >> (8 * k)));
         }
-        s.tracks[0].plugins.push_back({name, -1, name[0] == 'E' ? "Digi47e3" : "Digidn3c", 1, bytes});
+        s.tracks[size_t(track)].plugins.push_back({"", -1, values.size() == 38 ? "Digi47e3" : "Digidn3c", 1, bytes});
     }
     for (bool kept : {false, true}) {
         const std::string folder = makeTempFolder("standins");
         ConvertOptions options = optionsFor(buildSession(s).writeFile(folder, "session.ptx"));
         options.noStandIns = kept;
-        ASSERT_EQ(runConvert(options).code, 0);
+        const CapturedRun run = runConvert(options);
+        ASSERT_EQ(run.code, 0);
+        // Said of four stand-ins (each held note by both instances that hold it), and of none under the switch.
+        for (const char* text : {"  4 Avid plug-in(s) arrive as REAPER's own equivalents, in the same\n      slot with "
+                                 "the same settings (Dyn3 Compressor/Limiter as ReaComp, EQ3 7-Band as ReaEQ). No VST",
+                                 "      EQ3: 1 high-pass or low-pass filter(s) set to 6 or 18 dB/oct use\n",
+                                 "number, held to their range (2 plug-in(s))\n      EQ3 7-Band control values outside "
+                                 "their range, infinite or not a number, held to their range (2 plug-in(s))\n",
+                                 "\n4 Avid plug-in(s) written as REAPER's own equivalents (stand-ins;\n",
+                                 "\n1 EQ3 high-pass or low-pass filter(s) set to 6 or 18 dB/oct use\n"}) {
+            EXPECT_EQ(kept, (run.console + run.result.reportText).find(text) == std::string::npos) << text;
+        }
         const std::string project = readFileText(folder + "/session.rpp");
         const size_t from = project.find("      BYPASS", project.find("<FXCHAIN"));
         const std::vector<ReadSlot> slots = readSlots(project.substr(from, project.find("\n    >\n", from) - from));

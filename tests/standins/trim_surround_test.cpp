@@ -14,6 +14,7 @@ namespace {
 struct BuiltRun {
     std::string project;
     std::string console;
+    std::string report;
 };
 
 BuiltRun convertBuilt(const BuiltSession& session, ConvertOptions options = {}) {
@@ -22,7 +23,7 @@ BuiltRun convertBuilt(const BuiltSession& session, ConvertOptions options = {}) 
     options.programPath = "/nonexistent/trellum";
     CapturedRun run = runConvert(options);
     EXPECT_EQ(run.code, 0) << run.console;
-    BuiltRun out{readFileText(folder + "/session.rpp"), run.console};
+    BuiltRun out{readFileText(folder + "/session.rpp"), run.console, run.result.reportText};
     EXPECT_EQ(checkProjectText(out.project), std::nullopt);
     return out;
 }
@@ -90,6 +91,10 @@ TEST(TrimAndSurround, TrimGainAndPolarity) {
     EXPECT_NE(kept.console.find("      1 track(s) where a Trim flips one side only play both sides\n"),
               std::string::npos)
         << kept.console;
+    EXPECT_NE(kept.report.find("\"Replace Avid plug-ins with REAPER's\" is off: 4 Avid plug-in(s) left\nas named, "
+                               "switched-off slots instead of REAPER's own;\none-sided Trim polarity not carried\n"),
+              std::string::npos)
+        << kept.report;
 }
 
 // A mono track panned into a 5.1 bus: Y 50 puts it three quarters of the way to
