@@ -20,6 +20,9 @@ struct ImageView;
 struct PluginInstance;
 struct PluginRow;
 struct RunState;
+struct SessionModel;
+struct ConvertOptions;
+struct EqFitRun;
 
 // Where a chain goes and what it needs of its track.
 struct ChainPlace {
@@ -55,6 +58,10 @@ struct ChainSlot {
 // Strip onto a chain of them): their text, what they are, and the notes of
 // what the stand-in could not carry; none for any other.
 std::optional<StandinResult> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place);
+
+// Fits the EQ3 bands of every instance the chains will write as a stand-in,
+// on the machine's cores, before the first chain is written.
+void prefitStandIns(const SessionModel& model, const ConvertOptions& options, EqFitRun& run);
 
 // The named controls of a Channel Strip's "elck" chunk; empty unless they are
 // a Channel Strip's state.

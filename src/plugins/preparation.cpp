@@ -5,6 +5,7 @@
 #include "cli/console.h"
 #include "cli/options.h"
 #include "driver/convert.h"
+#include "plugins/chain_writer.h"
 #include "plugins/identity.h"
 #include "session/session_model.h"
 
@@ -95,4 +96,5 @@ void preparePlugins(const ConvertOptions& options, const SessionModel& model, co
         if (run.matches.linesPrinted > 0) say("\n");
     }
     listInstancesToTell(model, run.tables, run.matches);
+    prefitStandIns(model, options, run.eqFit);
 }

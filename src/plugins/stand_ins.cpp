@@ -28,6 +28,21 @@ const char* productOfSection(const std::string& section) {
 
 }  // namespace
 
+void prefitStandIns(const SessionModel& model, const ConvertOptions& options, EqFitRun& run) {
+    if (options.noStandIns) return;
+    std::vector<EqBandPlan> plans;
+    for (const PluginInstance& instance : model.plugins) {
+        const bool sevenBand = instance.signature == "Digi47e3";
+        if (!sevenBand && instance.signature != "Digi1be3") continue;
+        if (instance.stateForm != 5 || instance.controlValues.size() != (sevenBand ? 38u : 8u)) continue;
+        if (options.bypassedFxMode == 2 && (instance.bypassed || instance.inactive)) continue;
+        for (EqBandPlan& plan : eq3BandsToFit(instance.controlValues, sevenBand, model.info.sampleRate))
+            plans.push_back(std::move(plan));
+    }
+    const double rate = model.info.sampleRate > 0 ? model.info.sampleRate : 48000.0;
+    prefitBands(plans, rate, run, 8);
+}
+
 std::optional<StandinResult> standInSlotText(RunState& state, const PluginInstance& instance, const ChainPlace& place) {
     StandinPlace at;
     at.depth = place.slotDepth();

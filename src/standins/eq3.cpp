@@ -66,14 +66,15 @@ EqBandPlan readEqBand(ControlReader& reader, size_t base, size_t shelfIndex, boo
 }
 
 // Plans a band and fits it when it asks for a fit; adds to the run's tallies.
-void planAndFit(EqBandPlan& plan, bool in, double sampleRate, EqFitRun& run, StandinResult& result) {
+// Plans a band; true when it is to be fitted: a band that is in, not flat, and not a notch.
+bool planForFit(EqBandPlan& plan, bool in, double sampleRate) {
     const bool flat = (plan.kind == 0 || plan.kind == 1) && std::fabs(plan.gainDb) < 1e-6;
-    if (!in || flat) {
-        planBand(plan, sampleRate, false);
-        return;
-    }
-    planBand(plan, sampleRate, true);
-    if (plan.kind == 3) return;
+    planBand(plan, sampleRate, in && !flat);
+    return in && !flat && plan.kind != 3;
+}
+
+void planAndFit(EqBandPlan& plan, bool in, double sampleRate, EqFitRun& run, StandinResult& result) {
+    if (!planForFit(plan, in, sampleRate)) return;
     fitBand(plan, sampleRate, run);
     if (plan.fitted) {
         ++run.fittedBands;
@@ -153,6 +154,15 @@ Eq3Bands readEq3(const std::vector<float>& values, bool sevenBand, double sample
     }
     bands.held = reader.held;
     return bands;
+}
+
+std::vector<EqBandPlan> eq3BandsToFit(const std::vector<float>& values, bool sevenBand, double sampleRate) {
+    Eq3Bands bands = readEq3(values, sevenBand, sampleRate);
+    std::vector<EqBandPlan> plans;
+    for (size_t k = 0; k < bands.plans.size(); ++k) {
+        if (planForFit(bands.plans[k], bands.in[k], rateOf(sampleRate))) plans.push_back(bands.plans[k]);
+    }
+    return plans;
 }
 
 StandinResult writeEq3(const std::vector<float>& values, bool sevenBand, const StandinPlace& place, EqFitRun& run) {

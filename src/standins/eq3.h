@@ -23,6 +23,9 @@ struct Eq3Bands {
 // The bands of the stored control values (38 for 7-Band, 8 for 1-Band).
 Eq3Bands readEq3(const std::vector<float>& values, bool sevenBand, double sampleRate);
 
+// The planned bands of one EQ3 instance that its writing will fit.
+std::vector<EqBandPlan> eq3BandsToFit(const std::vector<float>& values, bool sevenBand, double sampleRate);
+
 // All slots of one EQ3 instance. values: its control values; the caller has
 // checked the count (38 for 7-Band, 8 for 1-Band).
 StandinResult writeEq3(const std::vector<float>& values, bool sevenBand, const StandinPlace& place, EqFitRun& run);

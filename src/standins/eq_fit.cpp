@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <atomic>
 #include <complex>
+#include <thread>
 
 #include "project/text.h"
 
@@ -712,6 +714,32 @@ void fitBand(EqBandPlan& plan, double sampleRate, EqFitRun& run) {
     plan.subBands = std::move(best);
     plan.worstError = bestError;
     run.cache.emplace(key, plan);
+}
+
+void prefitBands(const std::vector<EqBandPlan>& plans, double sampleRate, EqFitRun& run, unsigned threads) {
+    std::vector<std::pair<std::string, EqBandPlan>> work;
+    std::unordered_map<std::string, bool> queued;
+    for (const EqBandPlan& plan : plans) {
+        std::string key = cacheKey(plan, sampleRate);
+        if (run.cache.count(key) || !queued.emplace(key, true).second) continue;
+        work.push_back({std::move(key), plan});
+    }
+    // Each fit is made alone, from its plan, with a cache of its own: the
+    // thread that makes it does not change it.
+    std::atomic<size_t> next{0};
+    const auto fitSome = [&work, &next, sampleRate]() {
+        for (size_t k = next++; k < work.size(); k = next++) {
+            EqFitRun alone;
+            fitBand(work[k].second, sampleRate, alone);
+        }
+    };
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const size_t count = std::min<size_t>({threads, cores, work.size()});
+    std::vector<std::thread> pool;
+    for (size_t t = 1; t < count; ++t) pool.emplace_back(fitSome);
+    fitSome();
+    for (std::thread& thread : pool) thread.join();
+    for (auto& [key, plan] : work) run.cache.emplace(std::move(key), std::move(plan));
 }
 
 ReaEqBand reaEqBandOf(const EqSubBand& band, bool enabled, double sampleRate) {

@@ -43,6 +43,12 @@ struct EqFitRun {
 
 constexpr double kFitTolerance = 0.05;  // dB
 
+// Fits the planned bands that the run has not fitted yet, each distinct band
+// once, on as many threads as the machine has cores (at most `threads`), into
+// the run's cache: the writer then finds every fit made. The result is the
+// same as fitting them one by one.
+void prefitBands(const std::vector<EqBandPlan>& plans, double sampleRate, EqFitRun& run, unsigned threads);
+
 // The ReaEQ bell's Q for an EQ3 bell of this Q and gain, by the measured map.
 double measuredBellQ(double q, double gainDb);
 // The largest Q that ReaEQ's shelf carries at this gain.

@@ -119,6 +119,8 @@ TEST(Eq3Fit, WrittenReaEqMeetsTheEq3CurveWithin005Db) {
         {"bell 12 kHz -9 Q4", Bell, 12000, -9, 4, 2, 48000, 4 * 0.61813, 0.05},
         {"bell 16 kHz +6 Q2", Bell, 16000, 6, 2, 2, 44100, 2 * 0.99159, 0.05},
         {"bell 60 Hz +18 Q10", Bell, 60, 18, 10, 2, 48000, 10 * 0.99992, 0.05},
+        // Under 1 dB the map's factor is its 1 dB column scaled by the gain: (0.99318 - 1) * 0.8 + 1.
+        {"bell 2 kHz -0.8 Q4.5", Bell, 2000, -0.8, 4.5, 2, 48000, 4.5 * 0.994544, 0.05},
         // Beyond reach: near the top at 44.1 kHz ReaEQ cannot follow this narrow cut;
         // it comes within 2.1 dB, and the fit says so.
         {"bell 18 kHz -18 Q10", Bell, 18000, -18, 10, 2, 44100, 10 * 0.99992, 2.2},
@@ -181,6 +183,11 @@ TEST(Eq3Fit, SevenBandBecomesReaEqAndItsFirstOrderParts) {
     const std::vector<ReadSlot> notch = readSlots(writeEq3({0, 0, 1000, 2, 1, 2, 0, 0}, false, {}, run).text);
     EXPECT_TRUE(wordAt(notch.at(0).state, 4) == 1 && wordAt(notch[0].state, 8) == 6);
     EXPECT_EQ(run.fittedBands, 2 * fitted);
+    // Fitted beforehand on several threads, the same EQ is written byte for byte alike.
+    EqFitRun prefitted;
+    prefitBands(eq3BandsToFit(values, true, 44100), 44100, prefitted, 4);
+    EXPECT_EQ(prefitted.cache.size(), 3u);  // high-pass, MF bell, low-pass
+    EXPECT_EQ(writeEq3(values, true, {3, 0x53540010, 0, false, false, 0, 2, 44100}, prefitted).text, result.text);
 }
 
 // EQ3 7-Bands and Dyn3 compressors on tracks of a built session arrive as ReaEQ and ReaComp,
